@@ -1,0 +1,6 @@
+#include "driver/sweep.h"
+
+int main()
+{
+    return RunProgram();
+}

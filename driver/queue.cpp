@@ -1,0 +1,160 @@
+#include "driver/queue.h"
+
+#include <cassert>
+
+#include "driver/state.h"
+
+void InitPacket(PACKET *packet)
+{
+    packet->type = EMPTY;
+    packet->nav_value = 0;
+    packet->duration = 0;
+    packet->payload_time = 0;
+    packet->src = EMPTY;
+    packet->dst = EMPTY;
+    packet->sender = EMPTY;
+    packet->receiver = EMPTY;
+    packet->seq = EMPTY;
+    packet->corrupt = EMPTY;
+    packet->age_base = 0;
+}
+
+void AppendPacket(int station, const PACKET &packet)
+{
+    assert(node[station].buffer_num < QUEUE_SLOTS);
+    node[station].buffer[node[station].buffer_num] = packet;
+    ++node[station].buffer_num;
+}
+
+// Where the changes for packets with this `id` stand in the table of `queue`, or would stand.
+static ID_TOUCH &TouchOf(QUEUE &queue, uint64_t id)
+{
+    uint64_t slot = id % TOUCH_SLOTS;
+    while (queue.touch[slot].epoch == queue.epoch && queue.touch[slot].id != id) {
+        slot = (slot + 1) % TOUCH_SLOTS;
+    }
+    return queue.touch[slot];
+}
+
+// Forgets all waiting changes: no packet they were meant for is in the ring any more.
+static void ForgetTouches(QUEUE &queue)
+{
+    ++queue.epoch;
+    queue.touch_num = 0;
+}
+
+// Writes a waiting change into `packet`, whose place in the order of arrival is `arrival`.
+static void ApplyTouch(QUEUE &queue, PACKET &packet, uint64_t arrival)
+{
+    const ID_TOUCH &touch = TouchOf(queue, packet.id);
+    if (touch.epoch == queue.epoch && arrival < touch.before) {
+        packet.hop_time = touch.time;
+    }
+}
+
+void RemoveHead(int station)
+{
+    int32_t &buffer_num = node[station].buffer_num;
+    QUEUE &queue = node[station].buffer;
+    if (buffer_num == 0) {
+        return;
+    }
+    --buffer_num;
+    if (buffer_num == 0) {
+        return;
+    }
+    queue.head = queue.rest[queue.first];
+    if (queue.touch_num > 0) {
+        ApplyTouch(queue, queue.head, queue.taken);
+    }
+    ++queue.taken;
+    ++queue.first;
+    // An empty ring starts again at its first place, so that a short queue stays in few pages.
+    if (queue.first == QUEUE_LIMIT || buffer_num == 1) {
+        queue.first = 0;
+    }
+    if (buffer_num == 1 && queue.touch_num > 0) {
+        ForgetTouches(queue);
+    }
+}
+
+// Packets behind the head have their `hop_time` changed when they reach it, which is the first time
+// that anything reads it: of several changes to one packet the last one counts, and a packet that
+// came after a change has a later place in the order of arrival than the change covers.
+void SetHopTime(int station, uint64_t id, uint64_t time)
+{
+    QUEUE &queue = node[station].buffer;
+    if (queue.head.id == id) {
+        queue.head.hop_time = time;
+    }
+    const int waiting = node[station].buffer_num - 1;
+    if (waiting <= 0) {
+        return;
+    }
+    if (queue.touch_num == TOUCH_SLOTS / 2) {
+        // Rare enough to be paid for by the changes since the last time.
+        for (int i = 0; i < waiting; ++i) {
+            ApplyTouch(queue, queue[i + 1], queue.taken + static_cast<uint64_t>(i));
+        }
+        ForgetTouches(queue);
+    }
+    ID_TOUCH &touch = TouchOf(queue, id);
+    if (touch.epoch != queue.epoch) {
+        ++queue.touch_num;
+    }
+    touch = {id, time, queue.taken + static_cast<uint64_t>(waiting), queue.epoch};
+}
+
+void InitQueue(int station)
+{
+    NODE &own = node[station];
+    own.buffer_num = 0;
+    own.buffer.first = 0;
+    InitPacket(&own.buffer.head);
+    ForgetTouches(own.buffer);
+}
+
+// The entry of `log` for this key, or the unused one where it would be put. Keys of one source follow
+// each other, so they fill neighbouring places.
+static int32_t &LogPlace(FRAME_LOG &log, int32_t src, int32_t seq)
+{
+    constexpr uint32_t SPREAD = 0x9E3779B1U; // odd: tells the sources apart
+    uint32_t slot = static_cast<uint32_t>(seq) + static_cast<uint32_t>(src) * SPREAD;
+    for (;; ++slot) {
+        int32_t &place = log.place[slot % LOG_SLOTS];
+        if (place == 0) {
+            return place;
+        }
+        const LOG_ENTRY &entry = log.entry[place - 1];
+        if (entry.src == src && entry.seq == seq) {
+            return place;
+        }
+    }
+}
+
+bool HasLogged(int station, const PACKET &frame)
+{
+    return node[station].recv_log_num > 0 &&
+           LogPlace(node[station].recv_log, frame.src, frame.seq) != 0;
+}
+
+void LogFrame(int station, const PACKET &frame)
+{
+    NODE &own = node[station];
+    if (own.recv_log_num >= g_settings.log_limit) {
+        InitLog(station); // the test covers what is logged from here on
+    }
+    own.recv_log.entry[own.recv_log_num] = {frame.src, frame.seq};
+    ++own.recv_log_num;
+    LogPlace(own.recv_log, frame.src, frame.seq) = own.recv_log_num;
+}
+
+void InitLog(int station)
+{
+    if (node[station].recv_log_num > 0) {
+        for (int32_t &place : node[station].recv_log.place) {
+            place = 0;
+        }
+    }
+    node[station].recv_log_num = 0;
+}

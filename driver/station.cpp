@@ -1,0 +1,101 @@
+#include "driver/station.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "driver/state.h"
+#include "topology/placement.h"
+#include "topology/random.h"
+#include "topology/routing.h"
+
+void InitAllNode()
+{
+    for (int i = 0; i < NODE_NUM; ++i) {
+        InitNode(i);
+    }
+    PositionAllNode();
+    TestConnection();
+    MakeTable();
+}
+
+void InitNode(int station)
+{
+    NODE &own = node[station];
+    InitLog(station);
+    InitQueue(station);
+    // Everything before and behind the packet records starts at zero; the records are long, and what
+    // they hold from the last load point is not read again.
+    std::memset(&own, 0, offsetof(NODE, rx_frame));
+    std::memset(&own.rx_flag, 0, sizeof(NODE) - offsetof(NODE, rx_flag));
+    std::memset(own.connect_list, EMPTY, sizeof own.connect_list);
+    std::memset(own.interference_list, EMPTY, sizeof own.interference_list);
+    std::memset(own.table, EMPTY, sizeof own.table);
+    std::memset(own.signal_list, EMPTY, sizeof own.signal_list);
+    own.cw = CW_MIN;
+    // Kept: the initial draw ends below CW_MIN, so it can never be CW_MIN itself as later draws can.
+    own.backoff_slots = static_cast<int32_t>(RandUniform(0.0, own.cw));
+    own.backoff_draws = 1;
+    own.backoff = static_cast<uint64_t>(own.backoff_slots * SLOT);
+    own.same_start_num = 1; // Kept: one more than the starts that are counted into it
+    InitPacket(&own.rx_frame);
+}
+
+// What every kind of reset does first.
+static void ReturnToRest(NODE &own)
+{
+    own.state = own.buffer_num >= 1 ? STATE_DCW : STATE_IDLE;
+    own.timer = 0;
+    own.nav = 0;
+    own.idle_count = 0;
+    own.rx_count = 0;
+    own.difs_idle_num = 0;
+}
+
+// Draws a backoff of 0 to `cw` slots.
+static void DrawBackoff(NODE &own)
+{
+    own.backoff_slots = static_cast<int32_t>(RandUniform(0.0, own.cw + 1));
+    own.backoff_slot_sum += own.backoff_slots;
+    own.backoff_draws += 1;
+    own.backoff = static_cast<uint64_t>(own.backoff_slots * SLOT);
+}
+
+void ResetNode(int station, int kind)
+{
+    NODE &own = node[station];
+    switch (kind) {
+    case RESET_DONE:
+        ReturnToRest(own);
+        if (own.buffer_num >= 1 && InWindow() && own.retry_count == 0) {
+            own.buffer[0].age_base = g_sim_time;
+        }
+        if (own.retry_count == 0) {
+            own.cw = CW_MIN;
+        }
+        DrawBackoff(own);
+        if (own.backoff_slots == CW_MIN) {
+            ++count_cw;
+        }
+        own.rx_flag = 0;
+        break;
+    case RESET_RETRY:
+        ReturnToRest(own);
+        own.cw = (own.cw + 1) * 2 - 1;
+        if (own.cw >= CW_MAX) {
+            own.cw = CW_MAX;
+        }
+        DrawBackoff(own);
+        ++own.retry_count;
+        own.rx_flag = 0;
+        break;
+    case RESET_RESUME:
+        ReturnToRest(own);
+        own.rx_flag = 0;
+        break;
+    case RESET_KEEP:
+        ReturnToRest(own);
+        break;
+    default:
+        break;
+    }
+}

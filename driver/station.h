@@ -1,0 +1,17 @@
+// The starting state of the stations, and the one way back to rest after an exchange.
+#pragma once
+
+#include "driver/constants.h"
+
+// Puts all stations into the state in which a load point begins: idle, empty queue, fresh backoff,
+// placed and routed. Draws one backoff per station.
+void InitAllNode();
+
+// Gives every field of one station its starting value. Logged frames, and the times and id of the
+// packet record at the head of the queue, outlive it.
+void InitNode(int station);
+
+// Returns a station to contention, or to idle if its queue is empty, as `kind` (RESET_KIND) tells:
+// contention window, backoff and retry count follow the binary exponential backoff of the DCF
+// (IEEE 802.11-2020 10.3.3). Any other kind does nothing.
+void ResetNode(int station, int kind);

@@ -1,0 +1,26 @@
+#include "driver/tick.h"
+
+#include "channel/channel.h"
+#include "driver/bookkeeping.h"
+#include "driver/state.h"
+#include "mac/receive.h"
+#include "mac/transmit.h"
+#include "output/accounting.h"
+#include "topology/traffic.h"
+
+// Each stage visits the stations in ascending order. A state that a handler sets in the transmit
+// stage is seen by the receive stage of the same tick; what the receive stage sets is acted on in the
+// next tick.
+void Tick()
+{
+    GenePacketAll();
+    CheckTxEventAll();
+    CheckRxEventAll();
+    CheckChannelStateAll();
+    DecrementTimerAll();
+    DecrementNavAll();
+    CountBufferAll();
+    check_flag();
+    WriteNodeStateAll();
+    ++g_sim_time;
+}

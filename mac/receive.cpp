@@ -1,0 +1,154 @@
+#include "mac/receive.h"
+
+#include "channel/channel.h"
+#include "driver/station.h"
+#include "driver/wake.h"
+#include "mac/timeout.h"
+
+void CheckRxEventAll()
+{
+    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+        switch (node[i].state) {
+        case STATE_IDLE:
+            RxStateIdle(i);
+            break;
+        case STATE_DCW:
+            RxStateWaitDifsAndCw(i);
+            break;
+        case STATE_WRCTS:
+            RxStateWaitRxCts(i);
+            break;
+        case STATE_WRDAT:
+            RxStateWaitRxDat(i);
+            break;
+        case STATE_RDAT:
+            RxStateRxDat(i);
+            break;
+        case STATE_RACK:
+            RxStateWaitRxAck(i);
+            break;
+        default:
+            break; // sending, or about to: the transmit side acts
+        }
+    }
+}
+
+// Whether the station holds an unspoiled lock of a frame.
+static bool HasCleanLock(const NODE &own)
+{
+    return own.rx_flag == 1 && own.rx_error == 0 && own.rx_frame.corrupt == 0;
+}
+
+uint64_t RxDue(const NODE &own)
+{
+    const uint64_t timer_end = own.timer > 0 ? static_cast<uint64_t>(own.timer) + 1 : 1;
+    const auto ticks_to = [&own](uint64_t goal) {
+        if (own.rx_flag == 1 && own.rx_error == 0 && own.rx_count == goal) {
+            return uint64_t{1};
+        }
+        return own.rx_count < goal && IsCountingFrame(own) ? goal - own.rx_count + 1 : NEVER;
+    };
+    switch (own.state) {
+    case STATE_IDLE:
+        return HasCleanLock(own) ? 1 : NEVER;
+    case STATE_DCW:
+        return ticks_to(static_cast<uint64_t>(own.rx_frame.duration));
+    case STATE_WRCTS:
+        return std::min(timer_end, ticks_to(CTS_TICKS));
+    case STATE_WRDAT:
+        return std::min(timer_end, ticks_to(static_cast<uint64_t>(own.rx_frame.duration)));
+    case STATE_RDAT:
+        return ticks_to(static_cast<uint64_t>(DataTicks()));
+    case STATE_RACK:
+        return std::min(timer_end, ticks_to(ACK_TICKS));
+    default:
+        return NEVER;
+    }
+}
+
+static void ClearLock(NODE &own)
+{
+    own.rx_flag = 0;
+    own.eifs_flag = 0;
+}
+
+// What a station that is idle or contending does with a clean frame.
+static void ReactToFrame(int station)
+{
+    NODE &own = node[station];
+    const bool addressed = own.rx_frame.receiver == station;
+    switch (own.rx_frame.type) {
+    case FRAME_RTS:
+        ClearLock(own);
+        if (addressed) {
+            own.state = STATE_WTCTS;
+            own.timer = ANSWER_TIMEOUT;
+        } else {
+            SetNav(station, NAV_RTS);
+        }
+        break;
+    case FRAME_CTS:
+        // Kept: a station sets its NAV even for a CTS that is addressed to it.
+        ClearLock(own);
+        SetNav(station, NAV_CTS);
+        break;
+    case FRAME_DATA:
+        if (addressed) {
+            own.state = STATE_RDAT; // keeps the lock: the frame is still to be received
+        } else {
+            ClearLock(own);
+            SetNav(station, NAV_DATA);
+        }
+        break;
+    case FRAME_ACK:
+        ClearLock(own);
+        break;
+    default:
+        break;
+    }
+}
+
+void RxStateIdle(int station)
+{
+    // Kept: an idle station reacts at the first clean tick of a frame, not at its end as a
+    // contending one does.
+    if (HasCleanLock(node[station])) {
+        ReactToFrame(station);
+    }
+}
+
+void RxStateWaitDifsAndCw(int station)
+{
+    const NODE &own = node[station];
+    if (HasCleanLock(own) && own.rx_count == static_cast<uint64_t>(own.rx_frame.duration)) {
+        ReactToFrame(station);
+    }
+}
+
+void RxStateWaitRxCts(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        Timeout(station);
+        return;
+    }
+    if (HasCleanLock(own) && own.rx_count == CTS_TICKS && own.rx_frame.type == FRAME_CTS &&
+        own.rx_frame.receiver == station) {
+        own.state = STATE_WTDAT;
+        own.timer = ANSWER_TIMEOUT;
+        ClearLock(own);
+    }
+}
+
+void RxStateWaitRxDat(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        ResetNode(station, RESET_RESUME);
+        return;
+    }
+    if (HasCleanLock(own) && own.rx_count == static_cast<uint64_t>(own.rx_frame.duration) &&
+        own.rx_frame.type == FRAME_DATA && own.rx_frame.receiver == station) {
+        own.state = STATE_RDAT;
+    }
+}

@@ -1,0 +1,141 @@
+#include "mac/transmit.h"
+
+#include <algorithm>
+
+#include "channel/channel.h"
+#include "driver/wake.h"
+#include "mac/frame.h"
+
+void CheckTxEventAll()
+{
+    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+        g_tx_station = i;
+        switch (node[i].state) {
+        case STATE_IDLE:
+            TxStateIdle(i);
+            break;
+        case STATE_DCW:
+            TxStateWaitDifsAndCw(i);
+            break;
+        case STATE_TRTS:
+            TxStateTxRts(i);
+            break;
+        case STATE_WTCTS:
+            TxStateWaitTxCts(i);
+            break;
+        case STATE_TCTS:
+            TxStateTxCts(i);
+            break;
+        case STATE_WTDAT:
+            TxStateWaitTxDat(i);
+            break;
+        case STATE_TDAT:
+            TxStateTxDat(i);
+            break;
+        case STATE_WTACK:
+            TxStateWaitTxAck(i);
+            break;
+        case STATE_TACK:
+            TxStateTxAck(i);
+            break;
+        default:
+            break; // waiting for a frame: the receive side acts
+        }
+    }
+    g_tx_station = NODE_NUM;
+}
+
+uint64_t TxDue(const NODE &own)
+{
+    const uint64_t timer_end = own.timer > 0 ? static_cast<uint64_t>(own.timer) + 1 : 1;
+    const auto ticks_to = [&own](uint64_t goal) {
+        if (own.idle_count == goal) {
+            return uint64_t{1};
+        }
+        return own.idle_count < goal && IsCountingIdle(own) ? goal - own.idle_count + 1 : NEVER;
+    };
+    switch (own.state) {
+    case STATE_IDLE:
+        return own.nav == 0 && own.buffer_num > 0 ? 1 : NEVER;
+    case STATE_DCW:
+        if (own.nav != 0) {
+            return NEVER;
+        }
+        return ticks_to(own.backoff + static_cast<uint64_t>(ContentionWait(own)));
+    case STATE_WTCTS:
+    case STATE_WTDAT:
+    case STATE_WTACK:
+        return std::min(timer_end, ticks_to(SIFS));
+    case STATE_TRTS:
+    case STATE_TCTS:
+    case STATE_TDAT:
+    case STATE_TACK:
+        return timer_end;
+    default:
+        return NEVER;
+    }
+}
+
+void TxStateIdle(int station)
+{
+    NODE &own = node[station];
+    if (own.nav != 0 || own.buffer_num <= 0) {
+        return;
+    }
+    own.state = STATE_DCW;
+    own.idle_count = 0;
+    own.difs_idle_num = 0;
+    if (InWindow() && own.retry_count == 0) {
+        own.buffer[0].age_base = g_sim_time;
+    }
+}
+
+// What every station was doing when `sender` began a DATA frame: active, busy, or neither.
+static void ClassifyStations(int sender)
+{
+    for (int j = 0; j < NODE_NUM; ++j) {
+        const NODE &other = node[j];
+        const bool contending = other.state == STATE_DCW && other.nav == 0 &&
+                                other.idle_count <= DIFS && other.busy == 0;
+        const bool resting_busy =
+            (other.state == STATE_IDLE || other.state == STATE_DCW) && other.busy == 1;
+        if (contending || other.state == STATE_TDAT || other.state == STATE_RACK) {
+            ++X_count[sender][j];
+        } else if (resting_busy || other.state == STATE_RDAT || other.state == STATE_TACK ||
+                   other.state == STATE_WTACK) {
+            ++Y_count[sender][j];
+        } else {
+            ++Z_count[sender][j];
+        }
+    }
+}
+
+void TxStateWaitDifsAndCw(int station)
+{
+    NODE &own = node[station];
+    if (own.nav != 0) {
+        return;
+    }
+    const bool after_eifs = own.eifs_flag != 0;
+    if (own.idle_count != own.backoff + static_cast<uint64_t>(ContentionWait(own))) {
+        return;
+    }
+    own.idle_count = 0;
+    own.eifs_flag = 0;
+    if (InWindow()) {
+        constexpr int EIFS_EXTRA = EIFS - DIFS;
+        const int32_t waited = own.difs_idle_num - (after_eifs ? EIFS_EXTRA : 0);
+        own.access_wait_sum += static_cast<uint64_t>(static_cast<int64_t>(waited)) - own.backoff;
+    }
+    if (own.buffer[0].nav_value > RTS_THRESHOLD) {
+        TxPacket(station, FRAME_RTS);
+        return;
+    }
+    own.buffer[0].tx_start = g_sim_time;
+    // Kept: starts after an EIFS are left out of these counts.
+    if (!after_eifs) {
+        ClassifyStations(station);
+    }
+    own.tx_elapsed = 0;
+    TxPacket(station, FRAME_DATA);
+}

@@ -1,0 +1,116 @@
+// The states of the transmit side that send a frame, or wait SIFS before they do.
+#include "driver/state.h"
+#include "driver/station.h"
+#include "mac/frame.h"
+#include "mac/timeout.h"
+#include "mac/transmit.h"
+
+void TxStateTxRts(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        own.state = STATE_WRCTS;
+        own.timer = ANSWER_TIMEOUT;
+        WithdrawSignal(station);
+    }
+}
+
+void TxStateWaitTxCts(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        ResetNode(station, RESET_RESUME);
+    }
+    if (own.idle_count == SIFS) {
+        own.idle_count = 0;
+        if (own.nav == 0) {
+            TxPacket(station, FRAME_CTS);
+        }
+    }
+}
+
+void TxStateTxCts(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        own.state = STATE_WRDAT;
+        own.timer = ANSWER_TIMEOUT;
+        WithdrawSignal(station);
+    }
+}
+
+void TxStateWaitTxDat(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        Timeout(station);
+    }
+    if (own.idle_count == SIFS) {
+        own.idle_count = 0;
+        if (own.nav == 0) {
+            own.tx_elapsed = 0;
+            TxPacket(station, FRAME_DATA);
+        }
+    }
+}
+
+void TxStateTxDat(int station)
+{
+    NODE &own = node[station];
+    ++own.tx_elapsed;
+    if (own.timer != 0) {
+        return;
+    }
+    if (InWindow()) {
+        own.tx_time_sum += static_cast<uint64_t>(own.tx_elapsed);
+        ++own.tx_num;
+        if (IsStation(own.buffer[0].receiver)) {
+            ++own.link_tx_num[own.buffer[0].receiver];
+        }
+    }
+    own.ack_wait_num = 0;
+    own.ack_wait_over = 0;
+    own.state = STATE_RACK;
+    own.timer = ANSWER_TIMEOUT;
+    WithdrawSignal(station);
+}
+
+void TxStateWaitTxAck(int station)
+{
+    NODE &own = node[station];
+    if (own.timer == 0) {
+        ResetNode(station, RESET_RESUME);
+    }
+    if (own.idle_count == SIFS) {
+        own.idle_count = 0;
+        if (own.nav == 0) {
+            TxPacket(station, FRAME_ACK);
+        } else {
+            ResetNode(station, RESET_RESUME); // the ACK is given up under a NAV
+        }
+    }
+}
+
+void TxStateTxAck(int station)
+{
+    NODE &own = node[station];
+    if (own.timer != 0) {
+        return;
+    }
+    // Kept: unlike a reset this leaves the receive lock, and the station contends with the backoff
+    // it had.
+    if (own.buffer_num >= 1) {
+        own.state = STATE_DCW;
+        if (InWindow() && own.retry_count == 0) {
+            own.buffer[0].age_base = g_sim_time;
+        }
+    } else {
+        own.state = STATE_IDLE;
+    }
+    own.timer = 0;
+    own.nav = 0;
+    own.idle_count = 0;
+    own.rx_count = 0;
+    own.difs_idle_num = 0;
+    WithdrawSignal(station);
+}

@@ -1,0 +1,30 @@
+// Where the stations stand and who reaches whom.
+#pragma once
+
+// Places the stations in the design layout and builds the neighbour lists.
+void PositionAllNode();
+
+// Five sender/receiver pairs 30 m apart along x, each receiver 1 m above its sender.
+void DesignPositionAllNode();
+
+// A chain of stations 30 m apart. Not used by the experiment.
+void LinePositionAllNode();
+
+// Stations anywhere in a square of 5 km. Draws two numbers per station. Not used by the experiment.
+void RandPositionAllNode();
+
+// Distance of two stations in metres.
+double CalcDistance(int a, int b);
+
+// 1 if frames of one station are received at the other, else 0. The limit itself connects.
+int CalcConnectOrNot(int a, int b);
+
+// 1 if one station senses the carrier of the other, else 0. The limit itself interferes.
+int CalcInterferenceOrNot(int a, int b);
+
+// Builds `connect_list` and `interference_list` of all stations, both ascending. Returns 1 if every
+// station has a neighbour in transmission range, else 0.
+int CheckConnection();
+
+// Hook for looking at the neighbour lists once they stand; prints nothing.
+void TestConnection();

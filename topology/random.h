@@ -1,0 +1,64 @@
+// The one random stream of the simulator, drawn one number at a time.
+//
+// A multiplicative congruential generator feeds a shuffle table of 32 entries; every draw takes the
+// entry that the previous output points at and puts the new state in its place. topology/stream.h
+// makes the same numbers in blocks; whichever way is on, RandUniform returns the same sequence.
+#pragma once
+
+#include <cstdint>
+
+constexpr int64_t RAND_MULTIPLIER = 16807;
+constexpr int64_t RAND_MODULUS = 2147483647;         // 2^31 - 1, prime
+constexpr int64_t RAND_QUOTIENT = 127773;            // RAND_MODULUS / RAND_MULTIPLIER
+constexpr int64_t RAND_REMAINDER = 2836;             // RAND_MODULUS % RAND_MULTIPLIER
+constexpr int RAND_TABLE_NUM = 32;                   // entries of the shuffle table
+constexpr int64_t RAND_DIVISOR = 67108864;           // 1 + (RAND_MODULUS - 1) / RAND_TABLE_NUM
+constexpr double RAND_SCALE = 4.656612875245797e-10; // 1 / RAND_MODULUS
+constexpr double RAND_LARGEST = 0.99999988;          // 1 - 1.2e-7, the largest basic draw
+
+static_assert(RAND_MULTIPLIER * RAND_QUOTIENT + RAND_REMAINDER == RAND_MODULUS);
+static_assert(1 + (RAND_MODULUS - 1) / RAND_TABLE_NUM == RAND_DIVISOR);
+
+// The shuffle stage of the generator. Lifetime: program.
+struct SHUFFLE {
+    int64_t iy;                 // last output, 0 if the table was never filled
+    int64_t iv[RAND_TABLE_NUM]; // values waiting to be drawn
+};
+
+// State of the generator. Zero or below: fill the table afresh from the magnitude of this value.
+// While the block stream is on this is the state at the start of its current block.
+extern int64_t idum;
+
+// Belongs to RandUniformBasic; the block stream alone may advance it in its place.
+extern SHUFFLE g_shuffle;
+
+// Seconds since the epoch. The only way by which the wall clock reaches the model, so that a test
+// or a repeated run can fix it.
+extern int64_t (*g_clock)();
+
+// Scales a raw output of the shuffle table to a basic draw, at most RAND_LARGEST.
+inline double RawToUniform(int64_t raw)
+{
+    const double scaled = static_cast<double>(raw) * RAND_SCALE;
+    return scaled > RAND_LARGEST ? RAND_LARGEST : scaled;
+}
+
+// Makes one basic draw, above 0 and at most RAND_LARGEST, one by one and never from a block. Only
+// the draw that fills the table from a multiple of RAND_MODULUS is 0.
+double RandUniformBasic(int64_t *state);
+
+// Seeds the stream from the clock. Turns the block stream off.
+void RandInitUniform();
+
+// Next number of the stream, scaled to a + (b - a) * draw.
+double RandUniform(double a, double b);
+
+// Exponentially distributed number with mean 1 / rate.
+double RandExpo(double rate);
+
+// Normally distributed number. Every second call returns the deviate its predecessor has cached,
+// scaled by the arguments of the returning call, and draws nothing.
+double RandNorm(double mean, double deviation);
+
+// Puts generator, normal deviate and block stream back to program start; the clock stays.
+void ResetRandom();
