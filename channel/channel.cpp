@@ -73,7 +73,7 @@ void SettleActivity()
 void UpdateActivity()
 {
     uint32_t active = g_active;
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         PutBit(active, i, IsActive(node[i]));
         PutBit(g_carriers, i, HasCarrier(node[i]));
     }
@@ -124,7 +124,7 @@ void CheckChannelStateAll()
         AddActivity(g_active, 1);
     }
     WakeForCarrier(g_carriers & ~carriers_before);
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         StartCollision(i);
         EndCollision(i);
         PutBit(g_carriers, i, HasCarrier(node[i]));

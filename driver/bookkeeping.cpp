@@ -6,7 +6,7 @@
 
 void DecrementTimerAll()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         if (node[i].timer > 0) {
             --node[i].timer;
         }
@@ -15,7 +15,7 @@ void DecrementTimerAll()
 
 void DecrementNavAll()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         if (node[i].nav > 0) {
             --node[i].nav;
             if (node[i].nav == 0) {
@@ -34,7 +34,7 @@ static BUFFER_SEGMENT g_segment[NODE_NUM];
 
 void CountBufferAll()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         if (g_plain_ticking) {
             if (InWindow()) {
                 node[i].buffer_avg += node[i].buffer_num / WINDOW_TICKS;

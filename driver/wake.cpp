@@ -20,7 +20,10 @@ int g_tx_station = 0;
 static uint32_t g_interference_set[NODE_NUM];
 static uint32_t g_neighbour_set[NODE_NUM];
 
-static uint64_t g_wake_tick[NODE_NUM]; // first tick in which a stage may act on the station
+// First tick in which a stage may act on the station. The lanes beyond the stations never come due.
+constexpr int LANE_NUM = 12;
+constexpr int32_t FAR_TICK = INT32_MAX;
+alignas(16) static int32_t g_wake_tick[LANE_NUM];
 static uint64_t g_complete[NODE_NUM];  // first tick that the station's fields do not reflect yet
 
 uint32_t InterferenceSet(int station)
@@ -96,10 +99,10 @@ void WakeForCarrier(uint32_t risen)
 static void SleepAll()
 {
     UpdateActivity();
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         const uint64_t due =
             std::min({TxDue(node[i]), RxDue(node[i]), ChannelDue(i), NavDue(node[i])});
-        g_wake_tick[i] = due == NEVER ? NEVER : g_sim_time - 1 + due;
+        g_wake_tick[i] = due == NEVER ? FAR_TICK : static_cast<int32_t>(g_sim_time - 1 + due);
         g_complete[i] = g_sim_time;
     }
 }
@@ -108,17 +111,19 @@ static void SleepAll()
 // and wakes the stations whose tick it is. Every tick passed over makes its arrival draw.
 static void SkipQuietTicks(uint64_t until)
 {
-    const uint64_t next =
-        std::min(until, *std::min_element(std::begin(g_wake_tick), std::end(g_wake_tick)));
-    g_sim_time += StreamSkipFailing(next - g_sim_time);
-    g_awake = 0;
-    if (g_sim_time == until) {
-        return;
+    int32_t next = static_cast<int32_t>(until);
+    for (const int32_t tick : g_wake_tick) {
+        next = std::min(next, tick);
     }
-    for (int i = 0; i < NODE_NUM; ++i) {
-        if (g_wake_tick[i] <= g_sim_time) {
-            Wake(i);
-        }
+    g_sim_time += StreamSkipFailing(static_cast<uint64_t>(next) - g_sim_time);
+    const auto now = static_cast<int32_t>(g_sim_time);
+    uint32_t due = 0;
+    for (int i = 0; i < LANE_NUM; ++i) {
+        due |= static_cast<uint32_t>(g_wake_tick[i] <= now) << i;
+    }
+    g_awake = due;
+    for (const int i : Awake()) {
+        CatchUp(i);
     }
 }
 
@@ -134,9 +139,10 @@ static void StartTicking()
         for (int k = 0; k < node[i].connect_num; ++k) {
             g_neighbour_set[i] |= 1U << node[i].connect_list[k];
         }
-        g_wake_tick[i] = g_sim_time;
+        g_wake_tick[i] = static_cast<int32_t>(g_sim_time);
         g_complete[i] = g_sim_time;
     }
+    std::fill(g_wake_tick + NODE_NUM, g_wake_tick + LANE_NUM, FAR_TICK);
     g_awake = ALL_STATIONS;
     StartActivity();
     StartShares();

@@ -22,11 +22,46 @@ extern bool g_plain_ticking; // every station is awake in every tick
 extern uint32_t g_awake;     // stations that the stages visit in this tick, one bit each
 extern int g_tx_station;     // station whose transmit side acts now; NODE_NUM behind that stage
 
-// The first awake station at or behind `from`, NODE_NUM if there is none. Stations that wake in the
-// middle of a stage are found if they lie ahead.
+// The first awake station at or behind `from`, NODE_NUM if there is none. For the transmit stage,
+// where stations may wake in the middle: they are found if they lie ahead.
 inline int NextAwake(int from)
 {
     return from + std::countr_zero((g_awake | 1U << NODE_NUM) >> from);
+}
+
+// The stations of a set, ascending, for a range-based loop.
+struct STATION_SET {
+    struct ITERATOR {
+        uint32_t rest;
+        int operator*() const
+        {
+            return std::countr_zero(rest);
+        }
+        ITERATOR &operator++()
+        {
+            rest &= rest - 1;
+            return *this;
+        }
+        bool operator!=(const ITERATOR &other) const
+        {
+            return rest != other.rest;
+        }
+    };
+    uint32_t stations;
+    ITERATOR begin() const
+    {
+        return {stations};
+    }
+    ITERATOR end() const
+    {
+        return {0};
+    }
+};
+
+// The awake stations, as they are when the loop begins.
+inline STATION_SET Awake()
+{
+    return {g_awake};
 }
 
 // Wakes the stations in transmission or carrier-sense range of `sender`. For the transmit stage.

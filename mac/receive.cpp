@@ -7,7 +7,7 @@
 
 void CheckRxEventAll()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         switch (node[i].state) {
         case STATE_IDLE:
             RxStateIdle(i);

@@ -8,7 +8,7 @@
 
 void check_flag()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         NODE &own = node[i];
         if (own.same_start_flag != 1) {
             continue;
@@ -161,7 +161,7 @@ static uint64_t g_share_ticks[NODE_NUM][SHARE_NUM];
 
 void WriteNodeStateAll()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
+    for (const int i : Awake()) {
         const uint32_t share = ShareOf(i);
         if (g_plain_ticking) {
             if (InWindow()) {

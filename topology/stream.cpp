@@ -199,13 +199,13 @@ static MAKE BestMake()
     return MakePortable;
 }
 
-// Bit i is set if byte i of the SEARCH_WIDTH bytes at p equals value in the bits of mask.
+// Bit i is set if byte i of the SEARCH_WIDTH bytes at p agrees with value in the bits of mask.
 static uint64_t MatchBytes(const uint8_t *p, uint8_t mask, uint8_t value)
 {
     uint64_t match = 0;
 #if STREAM_X86
     const __m128i masks = _mm_set1_epi8(static_cast<char>(mask));
-    const __m128i values = _mm_set1_epi8(static_cast<char>(value));
+    const __m128i values = _mm_and_si128(_mm_set1_epi8(static_cast<char>(value)), masks);
 #pragma GCC unroll 4
     for (size_t i = 0; i < SEARCH_WIDTH; i += sizeof(__m128i)) {
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + i));
@@ -214,18 +214,18 @@ static uint64_t MatchBytes(const uint8_t *p, uint8_t mask, uint8_t value)
     }
 #else
     for (size_t i = 0; i < SEARCH_WIDTH; ++i) {
-        match |= static_cast<uint64_t>((p[i] & mask) == value) << i;
+        match |= static_cast<uint64_t>(((p[i] ^ value) & mask) == 0) << i;
     }
 #endif
     return match;
 }
 
-// The value that a slot holds just before a draw of the block.
-static uint32_t SlotValue(uint8_t slot, size_t draw)
+// The value just before a draw of the block in the slot that a byte leads to.
+static uint32_t SlotValue(uint8_t byte, size_t draw)
 {
     size_t after = HEAD + draw;
     for (;;) {
-        const uint64_t match = MatchBytes(g_block.byte + after - SEARCH_WIDTH, SLOT_MASK, slot);
+        const uint64_t match = MatchBytes(g_block.byte + after - SEARCH_WIDTH, SLOT_MASK, byte);
         if (match != 0) {
             return g_block.x[after - 1 - static_cast<size_t>(std::countl_zero(match))];
         }
@@ -235,7 +235,7 @@ static uint32_t SlotValue(uint8_t slot, size_t draw)
 
 static uint32_t DrawValue(size_t draw)
 {
-    return SlotValue(g_block.byte[HEAD + draw] & SLOT_MASK, draw);
+    return SlotValue(g_block.byte[HEAD + draw], draw);
 }
 
 // The first draw from one on that passes the test, or the end of the block.
@@ -308,8 +308,7 @@ static bool NextBlock()
     return true;
 }
 
-// Draws one number that no block can give. If it is to be left when it passes the test and does,
-// takes it back and returns false.
+// Consumes one draw that no block can give. If it passes the test, takes it back and returns false.
 static bool SkipOnePlain()
 {
     const int64_t state = idum;

@@ -6,10 +6,21 @@
 #include "driver/wake.h"
 #include "topology/random.h"
 #include "topology/routing.h"
+#include "topology/stream.h"
+
+// Makes the arrival draw of this tick. A block of draws knows those that fail without making them
+// into numbers.
+static bool IsArrival()
+{
+    if (g_stream.on && StreamSkipFailing(1) == 1) {
+        return false;
+    }
+    return ARRIVAL_FACTOR * g_ariv_rate > RandUniform(0.0, 1.0);
+}
 
 void GenePacketAll()
 {
-    if (!(ARRIVAL_FACTOR * g_ariv_rate > RandUniform(0.0, 1.0))) {
+    if (!IsArrival()) {
         return;
     }
     const int flow = static_cast<int>(std::lround(RandUniform(0.5, FLOW_NUM + 0.5))) - 1;
