@@ -5,17 +5,25 @@
 
 #include "channel/collision.h"
 #include "driver/wake.h"
+#include "mac/transmit.h"
 
-static uint32_t g_active;                    // stations that count as active, one bit each
-static uint32_t g_carriers;                  // stations whose carrier others sense
-static uint64_t g_active_since;              // tick from which `g_active` holds
+static uint32_t g_active;      // stations that count as active, one bit each
+static uint32_t g_next_active; // the same for the next tick
+static uint32_t g_carriers;    // stations whose carrier others sense
+static int32_t g_active_since; // tick from which `g_active` holds
 static uint64_t g_active_ticks[ALL_STATIONS + 1]; // ticks not yet entered, by the set of active stations
+
+// First tick in which a station that waits DIFS is no longer active, its idle ticks having passed it.
+static int32_t g_lapse_tick[NODE_NUM];
+static int32_t g_next_lapse; // not later than the first of them
 
 // Whether a station has the medium or is about to contend for it.
 static bool IsActive(const NODE &own)
 {
-    return own.state == STATE_WTDAT || own.state == STATE_TDAT || own.state == STATE_RACK ||
-           (own.state == STATE_DCW && own.nav == 0 && own.idle_count <= DIFS && own.busy == 0);
+    constexpr uint32_t ACTIVE_STATES = 1U << STATE_WTDAT | 1U << STATE_TDAT | 1U << STATE_RACK;
+    const bool contending = (own.state == STATE_DCW) & (own.nav == 0) & (own.busy == 0) &
+                            (own.idle_count <= DIFS);
+    return ((ACTIVE_STATES >> own.state & 1U) != 0) | contending;
 }
 
 // Whether others sense the station's carrier.
@@ -27,9 +35,9 @@ static bool HasCarrier(const NODE &own)
     return (CARRIER_STATES >> own.state & 1U) != 0;
 }
 
-static void PutBit(uint32_t &set, int station, bool in)
+static uint32_t Bit(int station, bool in)
 {
-    set = (set & ~(1U << station)) | static_cast<uint32_t>(in) << station;
+    return static_cast<uint32_t>(in) << station;
 }
 
 // Enters `ticks` in which exactly the stations of `active` were active.
@@ -50,21 +58,64 @@ static void AddActivity(uint32_t active, uint64_t ticks)
     }
 }
 
-void StartActivity()
+// Makes `active` the set of active stations from `tick` on.
+static void SetActive(uint32_t active, int32_t tick)
 {
-    std::fill(std::begin(g_active_ticks), std::end(g_active_ticks), 0);
-    g_active = 0;
-    g_carriers = 0;
-    for (int i = 0; i < NODE_NUM; ++i) {
-        PutBit(g_active, i, IsActive(node[i]));
-        PutBit(g_carriers, i, HasCarrier(node[i]));
+    if (active != g_active) {
+        g_active_ticks[g_active] += static_cast<uint64_t>(tick - g_active_since);
+        g_active_since = tick;
+        g_active = active;
     }
-    g_active_since = g_sim_time;
+}
+
+// Looks at the awake stations anew: who is active, who has a carrier.
+static void FindActive()
+{
+    uint32_t active = g_active & ~g_awake;
+    uint32_t carriers = g_carriers & ~g_awake;
+    for (const int i : Awake()) {
+        active |= Bit(i, IsActive(node[i]));
+        carriers |= Bit(i, HasCarrier(node[i]));
+    }
+    g_carriers = carriers;
+    SetActive(active, Now());
+    g_next_active = active;
+}
+
+void PredictActivity(int station)
+{
+    const NODE &own = node[station];
+    const bool active = IsActive(own);
+    const bool lapses = active & (own.state == STATE_DCW) & IsCountingIdle(own);
+    const int32_t left = DIFS + 1 - static_cast<int32_t>(own.idle_count);
+    g_next_active = (g_next_active & ~(1U << station)) | Bit(station, active);
+    g_carriers = (g_carriers & ~(1U << station)) | Bit(station, HasCarrier(own));
+    g_lapse_tick[station] = lapses ? Now() + 1 + left : NEVER;
+    g_next_lapse = std::min(g_next_lapse, g_lapse_tick[station]);
+}
+
+// Lets the stations go inactive whose DIFS has passed by now.
+static void LapseActivity()
+{
+    while (g_next_lapse <= Now()) {
+        uint32_t active = g_active;
+        int32_t next = NEVER;
+        for (int i = 0; i < NODE_NUM; ++i) {
+            if (g_lapse_tick[i] <= g_next_lapse) {
+                active &= ~(1U << i);
+                g_lapse_tick[i] = NEVER;
+            }
+            next = std::min(next, g_lapse_tick[i]);
+        }
+        SetActive(active, g_next_lapse);
+        g_next_lapse = next;
+    }
 }
 
 void SettleActivity()
 {
-    g_active_ticks[g_active] += g_sim_time - g_active_since;
+    LapseActivity();
+    g_active_ticks[g_active] += static_cast<uint64_t>(Now() - g_active_since);
     for (uint32_t active = 0; active <= ALL_STATIONS; ++active) {
         AddActivity(active, g_active_ticks[active]);
     }
@@ -72,15 +123,28 @@ void SettleActivity()
 
 void UpdateActivity()
 {
-    uint32_t active = g_active;
-    for (const int i : Awake()) {
-        PutBit(active, i, IsActive(node[i]));
-        PutBit(g_carriers, i, HasCarrier(node[i]));
-    }
-    if (active != g_active) {
-        g_active_ticks[g_active] += g_sim_time - g_active_since;
-        g_active_since = g_sim_time;
-        g_active = active;
+    SetActive(g_next_active, Now());
+}
+
+void StartActivity()
+{
+    std::fill(std::begin(g_active_ticks), std::end(g_active_ticks), 0);
+    std::fill(std::begin(g_lapse_tick), std::end(g_lapse_tick), NEVER);
+    g_next_lapse = NEVER;
+    g_active_since = Now();
+    FindActive();
+}
+
+// Freezes the backoff at the slot boundary that the idle ticks have reached.
+static void FreezeBackoff(NODE &own)
+{
+    own.freeze_flag = 1;
+    const auto wait = static_cast<uint64_t>(ContentionWait(own));
+    if (own.idle_count > wait) {
+        own.backoff = own.backoff - own.idle_count + wait;
+        if (own.backoff % SLOT != 0) {
+            own.backoff = (own.backoff / SLOT + 1) * SLOT;
+        }
     }
 }
 
@@ -88,67 +152,53 @@ void UpdateActivity()
 static void SenseCarrier(int station)
 {
     NODE &own = node[station];
-    if ((g_carriers & InterferenceSet(station)) != 0) {
-        own.busy = 1;
+    own.busy |= (g_carriers & InterferenceSet(station)) != 0 ? 1 : 0;
+    const bool busy = own.busy == 1;
+    if (busy & (own.state == STATE_DCW) & (own.freeze_flag == 0)) {
+        FreezeBackoff(own);
     }
-    if (own.busy == 1) {
-        if (own.state == STATE_DCW && own.freeze_flag == 0) {
-            own.freeze_flag = 1;
-            const uint64_t wait = own.eifs_flag != 0 ? EIFS : DIFS;
-            if (own.idle_count > wait) {
-                own.backoff = own.backoff - own.idle_count + wait;
-                if (own.backoff % SLOT != 0) {
-                    own.backoff = (own.backoff / SLOT + 1) * SLOT;
-                }
-            }
-        }
-        if (own.rx_flag == 0 && own.nav == 0) {
-            own.eifs_flag = 1; // busy, but no frame that could be decoded
-        }
-        own.idle_count = 0;
-        own.difs_idle_num = 0;
-    } else {
+    if (!busy) {
         own.freeze_flag = 0;
     }
-    if (own.rx_error == 0 && own.signal_num == 0) {
-        own.rx_count = 0;
-    }
+    // Busy, but no frame that could be decoded.
+    own.eifs_flag = busy & (own.rx_flag == 0) & (own.nav == 0) ? 1 : own.eifs_flag;
+    own.idle_count = busy ? 0 : own.idle_count;
+    own.difs_idle_num = busy ? 0 : own.difs_idle_num;
+    own.rx_count = (own.rx_error == 0) & (own.signal_num == 0) ? 0 : own.rx_count;
     QuietChannel(own, 1);
 }
 
 void CheckChannelStateAll()
 {
     const uint32_t carriers_before = g_carriers;
-    UpdateActivity();
+    LapseActivity();
+    FindActive();
     if (g_plain_ticking) {
         AddActivity(g_active, 1);
     }
     WakeForCarrier(g_carriers & ~carriers_before);
     for (const int i : Awake()) {
-        StartCollision(i);
-        EndCollision(i);
-        PutBit(g_carriers, i, HasCarrier(node[i]));
+        if ((node[i].signal_num > 1) | (node[i].rx_error == 1)) {
+            StartCollision(i);
+            EndCollision(i);
+            g_carriers = (g_carriers & ~(1U << i)) | Bit(i, HasCarrier(node[i]));
+        }
         SenseCarrier(i);
     }
 }
 
-uint64_t ChannelDue(int station)
+int32_t ChannelDue(int station)
 {
     const NODE &own = node[station];
     const bool busy = own.busy == 1;
-    const bool unsettled =
-        IsCollisionDue(station) || (busy && own.state == STATE_DCW && own.freeze_flag == 0) ||
-        (busy && own.rx_flag == 0 && own.nav == 0 && own.eifs_flag != 1) ||
-        (busy && (own.idle_count != 0 || own.difs_idle_num != 0)) ||
-        (!busy && own.freeze_flag != 0) ||
-        (!busy && (g_carriers & InterferenceSet(station)) != 0) ||
-        (own.rx_error == 0 && own.signal_num == 0 && own.rx_count != 0);
-    if (unsettled) {
-        return 1;
-    }
-    // When idle ticks pass DIFS, the station's share of time and its activity change.
-    if (own.state == STATE_DCW && own.idle_count <= DIFS && IsCountingIdle(own)) {
-        return DIFS + 1 - own.idle_count;
-    }
-    return NEVER;
+    const bool carrier = (g_carriers & InterferenceSet(station)) != 0;
+    const bool busy_unsettled =
+        busy & (((own.state == STATE_DCW) & (own.freeze_flag == 0)) |
+                ((own.rx_flag == 0) & (own.nav == 0) & (own.eifs_flag != 1)) |
+                (own.idle_count != 0) | (own.difs_idle_num != 0));
+    const bool idle_unsettled = (own.busy != 1) & ((own.freeze_flag != 0) | carrier);
+    const bool count_unsettled = (own.rx_error == 0) & (own.signal_num == 0) & (own.rx_count != 0);
+    const bool unsettled = StartsEpisode(own) | EndsEpisode(own) | busy_unsettled |
+                           idle_unsettled | count_unsettled;
+    return unsettled ? 1 : NEVER;
 }

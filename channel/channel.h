@@ -9,42 +9,41 @@
 // one, senses the carrier. A station handled later sees a reset of an earlier one.
 void CheckChannelStateAll();
 
-// Brings the activity counts up to the clock, or starts them there. Plain ticking counts at once.
+// Starts the activity counts at the clock's tick, or brings them up to it. Plain ticking counts at once.
 void StartActivity();
 void SettleActivity();
 
-// Takes over what the sleeping stations will be counted as from the clock's tick on.
+// Works out what a station counts as from the next tick on, while it sleeps.
+void PredictActivity(int station);
+
+// Makes the activity worked out for the awake stations hold from the clock's tick on.
 void UpdateActivity();
 
-// Whether an idle tick of the medium raises `idle_count` of the station.
+// Whether an idle tick of the medium raises `idle_count` of the station. Here and below the tests are
+// joined without branches, which could not be foreseen.
 inline bool IsCountingIdle(const NODE &own)
 {
     constexpr uint32_t COUNTING_STATES =
         1U << STATE_DCW | 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
-    return own.rx_error == 0 && own.signal_num == 0 && own.nav == 0 && own.busy == 0 &&
-           (COUNTING_STATES >> own.state & 1U) != 0;
+    const int32_t held = own.rx_error | own.signal_num | own.nav | own.busy;
+    return ((COUNTING_STATES >> own.state) & static_cast<uint32_t>(held == 0)) != 0;
 }
 
 // Whether a tick of the frame in `rx_frame` is heard and counted.
 inline bool IsCountingFrame(const NODE &own)
 {
-    return own.rx_error == 0 && own.signal_num != 0 && own.rx_flag == 1;
+    return (own.rx_error == 0) & (own.signal_num != 0) & (own.rx_flag == 1);
 }
 
 // `ticks` quiet ticks of the channel.
-inline void QuietChannel(NODE &own, uint64_t ticks)
+inline void QuietChannel(NODE &own, int32_t ticks)
 {
-    if (IsCountingIdle(own)) {
-        own.idle_count += ticks;
-        if (own.state == STATE_DCW) {
-            own.difs_idle_num += static_cast<int32_t>(ticks);
-        }
-    }
-    if (IsCountingFrame(own)) {
-        own.rx_count += ticks;
-    }
+    const int32_t idle = IsCountingIdle(own) ? ticks : 0;
+    own.idle_count += static_cast<uint64_t>(idle);
+    own.difs_idle_num += own.state == STATE_DCW ? idle : 0;
+    own.rx_count += static_cast<uint64_t>(IsCountingFrame(own) ? ticks : 0);
 }
 
 // Ticks until the channel does more to a station than count, counted from the tick just ended; at
 // least 1, NEVER if it does not.
-uint64_t ChannelDue(int station);
+int32_t ChannelDue(int station);

@@ -3,28 +3,6 @@
 #include "driver/state.h"
 #include "driver/station.h"
 
-static bool IsTransmitting(const NODE &own)
-{
-    return own.state == STATE_TRTS || own.state == STATE_TCTS || own.state == STATE_TDAT ||
-           own.state == STATE_TACK;
-}
-
-static bool StartsEpisode(const NODE &own)
-{
-    return own.signal_num > 1 && own.rx_error == 0 && !IsTransmitting(own) &&
-           own.col_check_off != 1;
-}
-
-static bool EndsEpisode(const NODE &own)
-{
-    return own.rx_error == 1 && own.signal_num < 2;
-}
-
-bool IsCollisionDue(int station)
-{
-    return StartsEpisode(node[station]) || EndsEpisode(node[station]);
-}
-
 // Column of the frame types of a victim and of the other frame, EMPTY for pairs with an RTS or CTS.
 static int Pairing(const SIGNAL &victim, const SIGNAL &other)
 {

@@ -1,66 +1,31 @@
 #include "driver/bookkeeping.h"
 
 #include "driver/repeated_sum.h"
-#include "driver/station.h"
 #include "driver/wake.h"
 
-void DecrementTimerAll()
-{
-    for (const int i : Awake()) {
-        if (node[i].timer > 0) {
-            --node[i].timer;
-        }
-    }
-}
-
-void DecrementNavAll()
-{
-    for (const int i : Awake()) {
-        if (node[i].nav > 0) {
-            --node[i].nav;
-            if (node[i].nav == 0) {
-                ResetNode(i, RESET_RESUME);
-            }
-        }
-    }
-}
-
-// What `buffer_avg` still lacks: the queue had this length in every tick since then.
+// What `buffer_avg` still lacks: the queue has had this length in every tick since then.
 struct BUFFER_SEGMENT {
-    uint64_t since;
+    int32_t since;
     int32_t buffer_num;
 };
 static BUFFER_SEGMENT g_segment[NODE_NUM];
 
-void CountBufferAll()
-{
-    for (const int i : Awake()) {
-        if (g_plain_ticking) {
-            if (InWindow()) {
-                node[i].buffer_avg += node[i].buffer_num / WINDOW_TICKS;
-            }
-        } else if (node[i].buffer_num != g_segment[i].buffer_num) {
-            SettleBuffer(i, g_sim_time);
-        }
-    }
-}
-
 void StartBufferSegments()
 {
     for (int i = 0; i < NODE_NUM; ++i) {
-        g_segment[i] = {g_sim_time, node[i].buffer_num};
+        g_segment[i] = {Now(), node[i].buffer_num};
     }
 }
 
-void SettleBuffer(int station, uint64_t until)
+void SettleBuffer(int station)
 {
     BUFFER_SEGMENT &segment = g_segment[station];
-    if (segment.buffer_num > 0) {
-        node[station].buffer_avg =
-            RepeatedSum(node[station].buffer_avg, segment.buffer_num / WINDOW_TICKS,
-                        WindowTicksBetween(segment.since, until));
+    const uint64_t ticks = WindowTicksBetween(segment.since, Now());
+    if (ticks > 0 && segment.buffer_num > 0) {
+        node[station].buffer_avg = RepeatedSum(node[station].buffer_avg,
+                                               segment.buffer_num / WINDOW_TICKS, ticks);
     }
-    segment = {until, node[station].buffer_num};
+    segment = {Now(), node[station].buffer_num};
 }
 
 void ArrangeArray(int station, SIGNAL *list, int k)

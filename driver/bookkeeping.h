@@ -1,33 +1,65 @@
-// The stages at the end of a tick that age the countdowns and sample the queues.
+// The stages at the end of a tick that age the countdowns and sample the queues, station by station.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 
 #include "driver/state.h"
+#include "driver/station.h"
 #include "driver/wake.h"
 
-// Counts the running timers of the awake stations down by one tick. Timers at 0 or below rest.
-void DecrementTimerAll();
+// Counts a running timer down by one tick. A timer at 0 or below rests.
+inline void DecrementTimer(int station)
+{
+    node[station].timer -= node[station].timer > 0 ? 1 : 0;
+}
 
-// Counts the running NAVs of the awake stations down by one tick. A NAV that reaches 0 returns its
-// station to contention or idle and ends its receive lock.
-void DecrementNavAll();
+// Counts a running NAV down by one tick. When it reaches 0, the station returns to contention or idle
+// and its receive lock ends.
+inline void DecrementNav(int station)
+{
+    NODE &own = node[station];
+    const bool ends = own.nav == 1;
+    own.nav -= own.nav > 0 ? 1 : 0;
+    if (ends) {
+        ResetNode(station, RESET_RESUME);
+    }
+}
 
 // Adds one tick of the queue length to `buffer_avg`, inside the measurement window.
-void CountBufferAll();
+inline void CountBuffer(int station)
+{
+    if (g_plain_ticking && InWindow()) {
+        node[station].buffer_avg += node[station].buffer_num / WINDOW_TICKS;
+    }
+}
 
-// Brings `buffer_avg` of a station up to the tick before `until`. Needed before `buffer_num` changes
-// while the station sleeps and before `buffer_avg` is read; plain ticking leaves nothing to do.
-void SettleBuffer(int station, uint64_t until);
+// The same for the ticks since the length last changed, up to the tick before the clock's, and the new
+// length from now on. The fast-forward's way of counting.
+void SettleBuffer(int station);
 
 // Starts the account of queue lengths at the clock's tick.
 void StartBufferSegments();
 
 // Ticks until the NAV of a station ends, counted from the tick just ended; NEVER without one.
-inline uint64_t NavDue(const NODE &own)
+inline int32_t NavDue(const NODE &own)
 {
-    return own.nav > 0 ? static_cast<uint64_t>(own.nav) : NEVER;
+    return own.nav > 0 ? own.nav : NEVER;
+}
+
+// Ticks until a handler finds the timer at 0, counted from the tick just ended.
+inline int32_t TimerDue(const NODE &own)
+{
+    return own.timer > 0 ? own.timer + 1 : 1;
+}
+
+// Ticks until a handler finds `count` at `goal`, counted from the tick just ended: the count goes up
+// by one per tick, or rests.
+inline int32_t CountDue(uint64_t count, uint64_t goal, bool counting)
+{
+    const uint64_t left = goal - count; // wraps to a large number beyond the goal
+    const bool comes = left == 0 || (counting && left < static_cast<uint64_t>(NEVER));
+    return comes ? static_cast<int32_t>(left) + 1 : NEVER;
 }
 
 // Removes entry `k` of the signal list of `station` by moving the later entries down. The caller
@@ -35,12 +67,8 @@ inline uint64_t NavDue(const NODE &own)
 void ArrangeArray(int station, SIGNAL *list, int k);
 
 // `ticks` quiet ticks of the two countdowns: no NAV may end among them.
-inline void QuietTimers(NODE &own, uint64_t ticks)
+inline void QuietTimers(NODE &own, int32_t ticks)
 {
-    if (own.timer > 0) {
-        own.timer -= static_cast<int32_t>(std::min(ticks, static_cast<uint64_t>(own.timer)));
-    }
-    if (own.nav > 0) {
-        own.nav -= static_cast<int32_t>(ticks);
-    }
+    own.timer -= std::clamp(own.timer, 0, ticks);
+    own.nav -= own.nav > 0 ? ticks : 0;
 }

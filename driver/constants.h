@@ -65,6 +65,7 @@ enum STATE : int32_t {
     STATE_RDAT = 12,  // receiving a DATA frame addressed to this station
     STATE_RACK = 13,  // DATA sent, waiting for the ACK
 };
+constexpr int STATE_NUM = 14;
 
 enum FRAME_TYPE : int32_t {
     FRAME_RTS = 0,

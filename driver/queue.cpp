@@ -3,6 +3,7 @@
 #include <cassert>
 
 #include "driver/state.h"
+#include "driver/wake.h"
 
 void InitPacket(PACKET *packet)
 {
@@ -21,9 +22,14 @@ void InitPacket(PACKET *packet)
 
 void AppendPacket(int station, const PACKET &packet)
 {
-    assert(node[station].buffer_num < QUEUE_SLOTS);
-    node[station].buffer[node[station].buffer_num] = packet;
-    ++node[station].buffer_num;
+    NODE &own = node[station];
+    assert(own.buffer_num < QUEUE_SLOTS);
+    own.buffer[own.buffer_num] = packet;
+    ++own.buffer_num;
+    if (IsStation(packet.receiver)) {
+        ++own.buffer_hop_num[packet.receiver];
+    }
+    NoteQueue(station);
 }
 
 // Where the changes for packets with this `id` stand in the table of `queue`, or would stand.
@@ -61,12 +67,14 @@ void RemoveHead(int station)
     }
     --buffer_num;
     if (buffer_num == 0) {
+        NoteQueue(station);
         return;
     }
     queue.head = queue.rest[queue.first];
     if (queue.touch_num > 0) {
         ApplyTouch(queue, queue.head, queue.taken);
     }
+    NoteQueue(station);
     ++queue.taken;
     ++queue.first;
     // An empty ring starts again at its first place, so that a short queue stays in few pages.
@@ -147,6 +155,7 @@ void LogFrame(int station, const PACKET &frame)
     own.recv_log.entry[own.recv_log_num] = {frame.src, frame.seq};
     ++own.recv_log_num;
     LogPlace(own.recv_log, frame.src, frame.seq) = own.recv_log_num;
+    NoteQueue(station);
 }
 
 void InitLog(int station)

@@ -79,7 +79,8 @@ struct FRAME_LOG {
 // Puts an empty record into `packet`. The times except `age_base` and the id stay as they were.
 void InitPacket(PACKET *packet);
 
-// Adds `packet` behind the last one of `station`. The caller has seen to it that there is room.
+// Adds `packet` behind the last one of `station` and counts it for its next hop. The caller has seen to
+// it that there is room.
 void AppendPacket(int station, const PACKET &packet);
 
 // Removes the head packet of `station`; the next one takes its place. The last one leaves a copy

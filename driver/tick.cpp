@@ -3,6 +3,7 @@
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
 #include "driver/state.h"
+#include "driver/wake.h"
 #include "mac/receive.h"
 #include "mac/transmit.h"
 #include "output/accounting.h"
@@ -10,17 +11,21 @@
 
 // Each stage visits the stations in ascending order. A state that a handler sets in the transmit
 // stage is seen by the receive stage of the same tick; what the receive stage sets is acted on in the
-// next tick.
+// next tick. The stages behind the channel keep to one station each, so they may as well be run
+// station by station.
 void Tick()
 {
     GenePacketAll();
     CheckTxEventAll();
     CheckRxEventAll();
     CheckChannelStateAll();
-    DecrementTimerAll();
-    DecrementNavAll();
-    CountBufferAll();
-    check_flag();
-    WriteNodeStateAll();
+    for (const int i : Awake()) {
+        DecrementTimer(i);
+        DecrementNav(i);
+        CountBuffer(i);
+        check_flag(i);
+        WriteNodeState(i);
+        Sleep(i);
+    }
     ++g_sim_time;
 }

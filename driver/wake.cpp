@@ -14,117 +14,148 @@
 
 bool g_plain_ticking = false;
 uint32_t g_awake = ALL_STATIONS;
-int g_tx_station = 0;
+uint32_t g_tx_due = ALL_STATIONS;
+uint32_t g_rx_due = ALL_STATIONS;
 
 // Derived from the neighbour lists: neighbours by carrier sense, and by either range.
 static uint32_t g_interference_set[NODE_NUM];
 static uint32_t g_neighbour_set[NODE_NUM];
 
-// First tick in which a stage may act on the station. The lanes beyond the stations never come due.
+// First tick in which a stage may act on the station by itself, and which sides it is that may. The
+// lanes beyond the stations never come due; they round the search off to whole vectors.
 constexpr int LANE_NUM = 12;
 constexpr int32_t FAR_TICK = INT32_MAX;
 alignas(16) static int32_t g_wake_tick[LANE_NUM];
-static uint64_t g_complete[NODE_NUM];  // first tick that the station's fields do not reflect yet
+static bool g_is_tx_due[NODE_NUM];
+static bool g_is_rx_due[NODE_NUM];
+
+static int32_t g_complete[NODE_NUM]; // first tick that the station's fields do not reflect yet
 
 uint32_t InterferenceSet(int station)
 {
     return g_interference_set[station];
 }
 
-uint64_t WindowTicksBetween(uint64_t since, uint64_t until)
+uint64_t WindowTicksBetween(int64_t since, int64_t until)
 {
-    const uint64_t from = std::max(since, g_settings.window_begin);
-    const uint64_t to = std::min(until, g_settings.window_end + 1);
-    return to > from ? to - from : 0;
+    const int64_t from = std::max(since, static_cast<int64_t>(g_settings.window_begin));
+    const int64_t to = std::min(until, static_cast<int64_t>(g_settings.window_end) + 1);
+    return static_cast<uint64_t>(std::max<int64_t>(to - from, 0));
 }
 
-// Lets a sleeping station live through the ticks up to, not including, the clock's.
+// Lets a sleeping station live through the ticks up to, not including, the clock's, and through this
+// tick's transmit stage too unless its transmit side is due. A sender of DATA is met by no receive
+// stage, and one that waits for its ACK is always met, as it counts.
 static void CatchUp(int station)
 {
     NODE &own = node[station];
-    const uint64_t ticks = g_sim_time - g_complete[station];
-    QuietTx(own, ticks);
+    const int32_t ticks = Now() - g_complete[station];
+    QuietTx(own, ticks + static_cast<int32_t>(~g_tx_due >> station & 1U));
     QuietRx(own, ticks);
     QuietChannel(own, ticks);
     QuietTimers(own, ticks);
-    g_complete[station] = g_sim_time;
+    g_rx_due |= static_cast<uint32_t>(own.state == STATE_RACK) << station;
 }
 
-static bool IsAwake(int station)
+// Wakes the stations of a set that sleep.
+static void Wake(uint32_t stations)
 {
-    return (g_awake >> station & 1U) != 0;
-}
-
-static void Wake(int station)
-{
-    CatchUp(station);
-    g_awake |= 1U << station;
+    const uint32_t sleeping = stations & ~g_awake;
+    g_awake |= sleeping;
+    for (const int i : STATION_SET{sleeping}) {
+        CatchUp(i);
+    }
 }
 
 void WakeNeighbours(int sender)
 {
-    for (uint32_t rest = g_neighbour_set[sender] & ~g_awake; rest != 0; rest &= rest - 1) {
-        const int station = std::countr_zero(rest);
-        Wake(station);
-        // The transmit stage has passed by the stations below the sender in this tick.
-        if (station < g_tx_station) {
-            QuietTx(node[station], 1);
-        }
-    }
+    Wake(g_neighbour_set[sender]);
 }
 
-void WakeForArrival(int station)
+void WakeForArrival(int station, int hop)
 {
-    if (!IsAwake(station)) {
-        Wake(station);
+    // Behind another packet for the same hop, at a station that is at work, the new one shows in the
+    // length of the queue only.
+    const NODE &own = node[station];
+    if (own.state != STATE_IDLE && IsStation(hop) && own.buffer_hop_num[hop] > 0) {
+        return;
     }
+    g_tx_due |= 1U << station;
+    Wake(1U << station);
 }
 
 void WakeForCarrier(uint32_t risen)
 {
-    for (; risen != 0; risen &= risen - 1) {
-        const int sender = std::countr_zero(risen);
-        for (uint32_t rest = g_interference_set[sender] & ~g_awake; rest != 0; rest &= rest - 1) {
-            const int station = std::countr_zero(rest);
-            if (node[station].busy == 0) {
-                Wake(station);
-                QuietTx(node[station], 1);
-                QuietRx(node[station], 1);
+    for (const int sender : STATION_SET{risen}) {
+        for (const int i : STATION_SET{g_interference_set[sender] & ~g_awake}) {
+            if (node[i].busy == 0) {
+                Wake(1U << i);
+                if (node[i].state == STATE_RACK) {
+                    QuietRx(node[i], 1); // that stage is over
+                }
             }
         }
     }
 }
 
-// Puts the awake stations to sleep until the first tick in which one of their stages may act.
-static void SleepAll()
+uint64_t IdleCountNow(int station)
 {
-    UpdateActivity();
-    for (const int i : Awake()) {
-        const uint64_t due =
-            std::min({TxDue(node[i]), RxDue(node[i]), ChannelDue(i), NavDue(node[i])});
-        g_wake_tick[i] = due == NEVER ? FAR_TICK : static_cast<int32_t>(g_sim_time - 1 + due);
-        g_complete[i] = g_sim_time;
+    const NODE &own = node[station];
+    const bool behind = (g_awake >> station & 1U) == 0 && IsCountingIdle(own);
+    return own.idle_count + static_cast<uint64_t>(behind ? Now() - g_complete[station] : 0);
+}
+
+void NoteQueue(int station)
+{
+    if (!g_plain_ticking) {
+        SettleBuffer(station);
+        UpdateQueueShare(station);
     }
 }
 
+void Sleep(int station)
+{
+    if (g_plain_ticking) {
+        return;
+    }
+    const NODE &own = node[station];
+    const int32_t tx_due = TxDue(own);
+    const int32_t rx_due = RxDue(own);
+    const int32_t due =
+        std::min(std::min(tx_due, rx_due), std::min(ChannelDue(station), NavDue(own)));
+    g_is_tx_due[station] = tx_due == due;
+    g_is_rx_due[station] = rx_due == due;
+    g_wake_tick[station] = due == NEVER ? FAR_TICK : Now() + due;
+    g_complete[station] = Now() + 1;
+    PredictActivity(station);
+}
+
 // Moves the clock to the next tick in which a station wakes or a packet arrives, at most to `until`,
-// and wakes the stations whose tick it is. Every tick passed over makes its arrival draw.
+// and wakes the stations whose tick it is; at `until` itself all sleep on. Every tick passed over makes
+// its arrival draw.
 static void SkipQuietTicks(uint64_t until)
 {
-    int32_t next = static_cast<int32_t>(until);
+    auto next = static_cast<int32_t>(until);
     for (const int32_t tick : g_wake_tick) {
         next = std::min(next, tick);
     }
     g_sim_time += StreamSkipFailing(static_cast<uint64_t>(next) - g_sim_time);
-    const auto now = static_cast<int32_t>(g_sim_time);
+    g_awake = 0;
+    if (g_sim_time == until) {
+        return;
+    }
+    const int32_t now = Now();
     uint32_t due = 0;
     for (int i = 0; i < LANE_NUM; ++i) {
         due |= static_cast<uint32_t>(g_wake_tick[i] <= now) << i;
     }
-    g_awake = due;
-    for (const int i : Awake()) {
-        CatchUp(i);
+    g_tx_due = 0;
+    g_rx_due = 0;
+    for (const int i : STATION_SET{due}) {
+        g_tx_due |= static_cast<uint32_t>(g_is_tx_due[i]) << i;
+        g_rx_due |= static_cast<uint32_t>(g_is_rx_due[i]) << i;
     }
+    Wake(due);
 }
 
 // Derives what the records do not hold.
@@ -140,10 +171,14 @@ static void StartTicking()
             g_neighbour_set[i] |= 1U << node[i].connect_list[k];
         }
         g_wake_tick[i] = static_cast<int32_t>(g_sim_time);
-        g_complete[i] = g_sim_time;
+        g_is_tx_due[i] = true;
+        g_is_rx_due[i] = true;
+        g_complete[i] = Now();
     }
     std::fill(g_wake_tick + NODE_NUM, g_wake_tick + LANE_NUM, FAR_TICK);
     g_awake = ALL_STATIONS;
+    g_tx_due = ALL_STATIONS;
+    g_rx_due = ALL_STATIONS;
     StartActivity();
     StartShares();
     StartBufferSegments();
@@ -152,9 +187,10 @@ static void StartTicking()
 // Leaves nothing behind in the derived data.
 static void StopTicking()
 {
+    g_tx_due = ALL_STATIONS; // no stage of the clock's tick has begun
+    Wake(ALL_STATIONS);
     for (int i = 0; i < NODE_NUM; ++i) {
-        CatchUp(i);
-        SettleBuffer(i, g_sim_time);
+        SettleBuffer(i);
     }
     SettleActivity();
     SettleShares();
@@ -172,7 +208,7 @@ void RunTicks(uint64_t until)
     StreamSetTest(ARRIVAL_FACTOR * g_ariv_rate);
     for (SkipQuietTicks(until); g_sim_time < until; SkipQuietTicks(until)) {
         Tick();
-        SleepAll();
+        UpdateActivity();
     }
     StopTicking();
 }

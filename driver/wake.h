@@ -14,19 +14,22 @@
 #include <cstdint>
 
 #include "driver/constants.h"
+#include "driver/state.h"
 
-constexpr uint64_t NEVER = UINT64_MAX;
+constexpr int32_t NEVER = INT32_MAX; // ticks until something that does not come by itself
 constexpr uint32_t ALL_STATIONS = (1U << NODE_NUM) - 1;
 
-extern bool g_plain_ticking; // every station is awake in every tick
-extern uint32_t g_awake;     // stations that the stages visit in this tick, one bit each
-extern int g_tx_station;     // station whose transmit side acts now; NODE_NUM behind that stage
+extern bool g_plain_ticking; // every station is awake in every tick, and every stage due
 
-// The first awake station at or behind `from`, NODE_NUM if there is none. For the transmit stage,
-// where stations may wake in the middle: they are found if they lie ahead.
-inline int NextAwake(int from)
+// Stations of this tick, one bit each.
+extern uint32_t g_awake;  // the stages visit them
+extern uint32_t g_tx_due; // awake, and their transmit side may act
+extern uint32_t g_rx_due; // awake, and their receive side may act
+
+// The clock as the fast-forward keeps its ticks; a load point is far shorter than 2^31 ticks.
+inline int32_t Now()
 {
-    return from + std::countr_zero((g_awake | 1U << NODE_NUM) >> from);
+    return static_cast<int32_t>(g_sim_time);
 }
 
 // The stations of a set, ascending, for a range-based loop.
@@ -67,17 +70,32 @@ inline STATION_SET Awake()
 // Wakes the stations in transmission or carrier-sense range of `sender`. For the transmit stage.
 void WakeNeighbours(int sender);
 
-// Wakes a station whose queue is about to get a packet, if that can make a stage act.
-void WakeForArrival(int station);
+// Makes the receive side of `station`, which has got a frame, act in this tick.
+inline void NoteFrame(int station)
+{
+    g_rx_due |= 1U << station;
+}
+
+// Wakes a station in which a packet for `hop` has arrived, if that can make a stage act.
+void WakeForArrival(int station, int hop);
 
 // Wakes the stations that sense no carrier so far and are in range of the stations in `risen`.
 void WakeForCarrier(uint32_t risen);
+
+// Takes over a change of a station's queue or log.
+void NoteQueue(int station);
+
+// Puts an awake station to sleep behind this tick, until the first one in which a stage may act on it.
+void Sleep(int station);
+
+// `idle_count` of a station as it stands in this tick, of a sleeping one too.
+uint64_t IdleCountNow(int station);
 
 // Stations in carrier-sense range of `station`, one bit each.
 uint32_t InterferenceSet(int station);
 
 // The part of [`since`, `until`) that lies inside the measurement window, in ticks.
-uint64_t WindowTicksBetween(uint64_t since, uint64_t until);
+uint64_t WindowTicksBetween(int64_t since, int64_t until);
 
 // Runs the network from the clock's tick up to, not including, tick `until`. Before and after, all
 // records are complete and may be looked at or changed.

@@ -48,6 +48,7 @@ static void Deliver(int sender, const PACKET &frame)
         if (frame.type == FRAME_CTS || other.rx_error != 1) {
             other.rx_frame = frame;
             other.rx_flag = 1;
+            NoteFrame(own.connect_list[i]);
         }
     }
 }

@@ -1,13 +1,14 @@
 #include "mac/receive.h"
 
 #include "channel/channel.h"
+#include "driver/bookkeeping.h"
 #include "driver/station.h"
 #include "driver/wake.h"
 #include "mac/timeout.h"
 
 void CheckRxEventAll()
 {
-    for (const int i : Awake()) {
+    for (const int i : STATION_SET{g_rx_due | g_tx_due}) {
         switch (node[i].state) {
         case STATE_IDLE:
             RxStateIdle(i);
@@ -39,31 +40,35 @@ static bool HasCleanLock(const NODE &own)
     return own.rx_flag == 1 && own.rx_error == 0 && own.rx_frame.corrupt == 0;
 }
 
-uint64_t RxDue(const NODE &own)
+// Ticks after which a handler takes the locked frame for received.
+static uint64_t FrameGoal(const NODE &own)
 {
-    const uint64_t timer_end = own.timer > 0 ? static_cast<uint64_t>(own.timer) + 1 : 1;
-    const auto ticks_to = [&own](uint64_t goal) {
-        if (own.rx_flag == 1 && own.rx_error == 0 && own.rx_count == goal) {
-            return uint64_t{1};
-        }
-        return own.rx_count < goal && IsCountingFrame(own) ? goal - own.rx_count + 1 : NEVER;
-    };
     switch (own.state) {
-    case STATE_IDLE:
-        return HasCleanLock(own) ? 1 : NEVER;
-    case STATE_DCW:
-        return ticks_to(static_cast<uint64_t>(own.rx_frame.duration));
-    case STATE_WRCTS:
-        return std::min(timer_end, ticks_to(CTS_TICKS));
-    case STATE_WRDAT:
-        return std::min(timer_end, ticks_to(static_cast<uint64_t>(own.rx_frame.duration)));
     case STATE_RDAT:
-        return ticks_to(static_cast<uint64_t>(DataTicks()));
+        return static_cast<uint64_t>(DataTicks());
+    case STATE_WRCTS:
+        return CTS_TICKS;
     case STATE_RACK:
-        return std::min(timer_end, ticks_to(ACK_TICKS));
+        return ACK_TICKS;
     default:
-        return NEVER;
+        return static_cast<uint64_t>(own.rx_frame.duration);
     }
+}
+
+int32_t RxDue(const NODE &own)
+{
+    constexpr uint32_t TIMED_STATES =
+        1U << STATE_WRCTS | 1U << STATE_WRDAT | 1U << STATE_RACK;
+    constexpr uint32_t HEARING_STATES = TIMED_STATES | 1U << STATE_DCW | 1U << STATE_RDAT;
+    int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
+    if (own.rx_flag == 1 && own.rx_error == 0) {
+        if ((HEARING_STATES >> own.state & 1U) != 0) {
+            due = std::min(due, CountDue(own.rx_count, FrameGoal(own), IsCountingFrame(own)));
+        } else if (own.state == STATE_IDLE && own.rx_frame.corrupt == 0) {
+            due = 1;
+        }
+    }
+    return due;
 }
 
 static void ClearLock(NODE &own)

@@ -20,16 +20,14 @@ void RxStateWaitRxAck(int station);
 constexpr int32_t ACK_WAIT_FIRST = SIFS; // ticks of an ACK wait that are counted apart
 
 // `ticks` quiet ticks of the receive side.
-inline void QuietRx(NODE &own, uint64_t ticks)
+inline void QuietRx(NODE &own, int32_t ticks)
 {
-    if (own.state == STATE_RACK) {
-        const auto waited = static_cast<int32_t>(ticks);
-        const int32_t first = std::clamp(ACK_WAIT_FIRST - own.ack_wait_num, 0, waited);
-        own.ack_wait_num += first;
-        own.ack_wait_over += waited - first;
-    }
+    const int32_t waited = own.state == STATE_RACK ? ticks : 0;
+    const int32_t first = std::clamp(ACK_WAIT_FIRST - own.ack_wait_num, 0, waited);
+    own.ack_wait_num += first;
+    own.ack_wait_over += waited - first;
 }
 
 // Ticks until the receive side of a station acts by itself, counted from the tick just ended; at
 // least 1, NEVER if it does not.
-uint64_t RxDue(const NODE &own);
+int32_t RxDue(const NODE &own);

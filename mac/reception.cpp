@@ -18,6 +18,7 @@ static void Accept(int station)
     // Kept: the frame is left in the first free place of the queue, which stays as long as it is.
     // With an empty queue that is the head, where the next hop and the start time are read.
     own.buffer[own.buffer_num] = own.rx_frame;
+    NoteQueue(station);
     ++own.recv_num;
     if (IsStation(own.rx_frame.sender)) {
         ++own.recv_from[own.rx_frame.sender];
@@ -42,9 +43,6 @@ static void Relay(int station)
         }
     }
     AppendPacket(station, packet);
-    if (IsStation(packet.receiver)) {
-        ++own.buffer_hop_num[packet.receiver];
-    }
     LogFrame(station, own.rx_frame);
     if (InWindow()) {
         ++own.recv_num;

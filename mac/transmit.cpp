@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "channel/channel.h"
+#include "driver/bookkeeping.h"
 #include "driver/wake.h"
 #include "mac/frame.h"
 
 void CheckTxEventAll()
 {
-    for (int i = NextAwake(0); i < NODE_NUM; i = NextAwake(i + 1)) {
-        g_tx_station = i;
+    for (const int i : STATION_SET{g_tx_due}) {
         switch (node[i].state) {
         case STATE_IDLE:
             TxStateIdle(i);
@@ -42,38 +42,22 @@ void CheckTxEventAll()
             break; // waiting for a frame: the receive side acts
         }
     }
-    g_tx_station = NODE_NUM;
 }
 
-uint64_t TxDue(const NODE &own)
+int32_t TxDue(const NODE &own)
 {
-    const uint64_t timer_end = own.timer > 0 ? static_cast<uint64_t>(own.timer) + 1 : 1;
-    const auto ticks_to = [&own](uint64_t goal) {
-        if (own.idle_count == goal) {
-            return uint64_t{1};
-        }
-        return own.idle_count < goal && IsCountingIdle(own) ? goal - own.idle_count + 1 : NEVER;
-    };
-    switch (own.state) {
-    case STATE_IDLE:
-        return own.nav == 0 && own.buffer_num > 0 ? 1 : NEVER;
-    case STATE_DCW:
-        if (own.nav != 0) {
-            return NEVER;
-        }
-        return ticks_to(own.backoff + static_cast<uint64_t>(ContentionWait(own)));
-    case STATE_WTCTS:
-    case STATE_WTDAT:
-    case STATE_WTACK:
-        return std::min(timer_end, ticks_to(SIFS));
-    case STATE_TRTS:
-    case STATE_TCTS:
-    case STATE_TDAT:
-    case STATE_TACK:
-        return timer_end;
-    default:
-        return NEVER;
+    constexpr uint32_t SIFS_STATES = 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
+    constexpr uint32_t TIMED_STATES = SIFS_STATES | 1U << STATE_TRTS | 1U << STATE_TCTS |
+                                      1U << STATE_TDAT | 1U << STATE_TACK;
+    const bool contending = own.state == STATE_DCW && own.nav == 0;
+    int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
+    if (contending || (SIFS_STATES >> own.state & 1U) != 0) {
+        const uint64_t wait = own.backoff + static_cast<uint64_t>(ContentionWait(own));
+        due = std::min(due, CountDue(own.idle_count, contending ? wait : SIFS,
+                                     IsCountingIdle(own)));
     }
+    const bool has_work = own.state == STATE_IDLE && own.nav == 0 && own.buffer_num > 0;
+    return has_work ? 1 : due;
 }
 
 void TxStateIdle(int station)
@@ -96,7 +80,7 @@ static void ClassifyStations(int sender)
     for (int j = 0; j < NODE_NUM; ++j) {
         const NODE &other = node[j];
         const bool contending = other.state == STATE_DCW && other.nav == 0 &&
-                                other.idle_count <= DIFS && other.busy == 0;
+                                IdleCountNow(j) <= DIFS && other.busy == 0;
         const bool resting_busy =
             (other.state == STATE_IDLE || other.state == STATE_DCW) && other.busy == 1;
         if (contending || other.state == STATE_TDAT || other.state == STATE_RACK) {

@@ -26,13 +26,11 @@ inline int ContentionWait(const NODE &own)
 }
 
 // `ticks` quiet ticks of the transmit side.
-inline void QuietTx(NODE &own, uint64_t ticks)
+inline void QuietTx(NODE &own, int32_t ticks)
 {
-    if (own.state == STATE_TDAT) {
-        own.tx_elapsed += static_cast<int32_t>(ticks);
-    }
+    own.tx_elapsed += own.state == STATE_TDAT ? ticks : 0;
 }
 
 // Ticks until the transmit side of a station acts by itself, counted from the tick just ended; at
 // least 1, NEVER if it does not.
-uint64_t TxDue(const NODE &own);
+int32_t TxDue(const NODE &own);

@@ -3,26 +3,25 @@
 #include <algorithm>
 #include <iterator>
 
+#include "channel/channel.h"
 #include "driver/state.h"
 #include "driver/wake.h"
 
-void check_flag()
+void check_flag(int station)
 {
-    for (const int i : Awake()) {
-        NODE &own = node[i];
-        if (own.same_start_flag != 1) {
-            continue;
-        }
-        const int hop = own.buffer[0].receiver;
-        ++own.same_start_num;
-        ++own.same_start_count;
-        if (IsStation(hop)) {
-            ++col[i][hop][ROW_COL].total;
-            ++col[i][hop][ROW_CON].total;
-            ++own.same_start_hop_num[hop];
-        }
-        own.same_start_flag = 0;
+    NODE &own = node[station];
+    if (own.same_start_flag != 1) {
+        return;
     }
+    const int hop = own.buffer[0].receiver;
+    ++own.same_start_num;
+    ++own.same_start_count;
+    if (IsStation(hop)) {
+        ++col[station][hop][ROW_COL].total;
+        ++col[station][hop][ROW_CON].total;
+        ++own.same_start_hop_num[hop];
+    }
+    own.same_start_flag = 0;
 }
 
 // What a tick of a station is entered as.
@@ -45,34 +44,27 @@ constexpr uint32_t SHARE_LOWER = 1U << 9;     // one for the lower neighbour
 constexpr uint32_t SHARE_LOGGED = 1U << 10;   // a frame has been logged
 constexpr uint32_t SHARE_NUM = 1U << 11;
 
-static SHARE_KIND KindOf(const NODE &own)
+// The kind by state: first of a station that senses a carrier, then of one that does not.
+constexpr uint8_t KINDS[2][STATE_NUM] = {
+    {SHARE_IDLE, SHARE_BACKOFF, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND, SHARE_BUSY,
+     SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
+    {SHARE_BUSY, SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND, SHARE_BUSY,
+     SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
+};
+
+static uint32_t KindOf(const NODE &own)
 {
-    switch (own.state) {
-    case STATE_IDLE:
-        return own.busy == 1 ? SHARE_BUSY : SHARE_IDLE;
-    case STATE_DCW:
-        if (own.busy == 1) {
-            return SHARE_BUSY;
-        }
-        return own.nav == 0 && own.idle_count <= DIFS ? SHARE_DIFS : SHARE_BACKOFF;
-    case STATE_TDAT:
-    case STATE_RACK:
-        return SHARE_SEND;
-    case STATE_WTACK:
-    case STATE_TACK:
-    case STATE_WRDAT:
-    case STATE_RDAT:
-        return SHARE_BUSY;
-    default:
-        return SHARE_NONE;
-    }
+    const bool in_difs =
+        (own.state == STATE_DCW) & (own.busy != 1) & (own.nav == 0) & (own.idle_count <= DIFS);
+    return in_difs ? SHARE_DIFS : KINDS[own.busy == 1][own.state];
 }
 
-static uint32_t ShareOf(int station)
+// The part of a share that the queue of a station decides.
+static uint32_t QueueShareOf(int station)
 {
     const NODE &own = node[station];
     const int hop = own.buffer.head.receiver;
-    uint32_t share = KindOf(own) + (IsStation(hop) ? static_cast<uint32_t>(hop + 1) : 0) * SHARE_HOP;
+    uint32_t share = IsStation(hop) ? static_cast<uint32_t>(hop + 1) * SHARE_HOP : 0;
     if (own.buffer_num > 0) {
         share |= SHARE_QUEUED;
         if (station + 1 < NODE_NUM && own.buffer_hop_num[station + 1] > 0) {
@@ -154,32 +146,61 @@ static void AddShare(int station, uint32_t share, uint64_t ticks)
     }
 }
 
-// Ticks not yet entered: the share that each station is on, since when, and the sum of earlier ones.
-static uint32_t g_share[NODE_NUM];
-static uint64_t g_share_since[NODE_NUM];
+static uint32_t g_queue_share[NODE_NUM]; // QueueShareOf as it stands, for the fast-forward
+
+void UpdateQueueShare(int station)
+{
+    g_queue_share[station] = QueueShareOf(station);
+}
+
+// Ticks not yet entered: the share that each station is on and since when, and the sum of earlier ones.
+// DIFS turns into backoff by itself when the idle ticks have passed it.
+struct SHARE_SEGMENT {
+    uint32_t share;
+    int32_t since;
+    int32_t difs_end; // first tick that is backoff, NEVER outside DIFS
+};
+static SHARE_SEGMENT g_segment[NODE_NUM];
 static uint64_t g_share_ticks[NODE_NUM][SHARE_NUM];
 
-void WriteNodeStateAll()
+// Ends the segment of a station at the clock's tick, not included.
+static void EndSegment(int station)
 {
-    for (const int i : Awake()) {
-        const uint32_t share = ShareOf(i);
-        if (g_plain_ticking) {
-            if (InWindow()) {
-                AddShare(i, share, 1);
-            }
-        } else if (share != g_share[i]) {
-            g_share_ticks[i][g_share[i]] += WindowTicksBetween(g_share_since[i], g_sim_time);
-            g_share[i] = share;
-            g_share_since[i] = g_sim_time;
-        }
+    const SHARE_SEGMENT &segment = g_segment[station];
+    const int32_t cut = std::min(Now(), segment.difs_end);
+    uint64_t *ticks = g_share_ticks[station];
+    ticks[segment.share] += WindowTicksBetween(segment.since, cut);
+    if (cut < Now()) {
+        ticks[segment.share - SHARE_DIFS + SHARE_BACKOFF] += WindowTicksBetween(cut, Now());
     }
+}
+
+void WriteNodeState(int station)
+{
+    if (g_plain_ticking) {
+        if (InWindow()) {
+            AddShare(station, KindOf(node[station]) | QueueShareOf(station), 1);
+        }
+        return;
+    }
+    const NODE &own = node[station];
+    const uint32_t kind = KindOf(own);
+    const uint32_t share = kind | g_queue_share[station];
+    SHARE_SEGMENT &segment = g_segment[station];
+    if (share != segment.share || segment.difs_end <= Now()) {
+        EndSegment(station);
+        segment.share = share;
+        segment.since = Now();
+    }
+    const bool passing = (kind == SHARE_DIFS) & IsCountingIdle(own);
+    segment.difs_end = passing ? Now() + DIFS + 1 - static_cast<int32_t>(own.idle_count) : NEVER;
 }
 
 void StartShares()
 {
     for (int i = 0; i < NODE_NUM; ++i) {
-        g_share[i] = ShareOf(i);
-        g_share_since[i] = g_sim_time;
+        g_segment[i] = {SHARE_NONE, Now(), NEVER};
+        UpdateQueueShare(i);
         std::fill(std::begin(g_share_ticks[i]), std::end(g_share_ticks[i]), 0);
     }
 }
@@ -187,7 +208,7 @@ void StartShares()
 void SettleShares()
 {
     for (int i = 0; i < NODE_NUM; ++i) {
-        g_share_ticks[i][g_share[i]] += WindowTicksBetween(g_share_since[i], g_sim_time);
+        EndSegment(i);
         for (uint32_t share = 0; share < SHARE_NUM; ++share) {
             if (g_share_ticks[i][share] != 0) {
                 AddShare(i, share, g_share_ticks[i][share]);

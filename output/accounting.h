@@ -3,11 +3,11 @@
 
 #include <cstdint>
 
-// Counts the DATA frames that were begun together with one of a station in range, at any time.
-void check_flag();
+// Counts a DATA frame that was begun together with one of a station in range, at any time.
+void check_flag(int station);
 
-// Enters this tick of every station under what the station is doing; inside the measurement window.
-void WriteNodeStateAll();
+// Enters this tick of a station under what the station is doing; inside the measurement window.
+void WriteNodeState(int station);
 
 // Name of a state in five characters, null for a number that names none. For tracing.
 const char *NodeState(int state);
@@ -15,7 +15,11 @@ const char *NodeState(int state);
 // Hook for looking at a head packet when its ACK arrives; does nothing.
 void delay_write(int station);
 
-// Brings the time shares of all stations up to the clock, or starts them there. Plain ticking enters
-// every tick at once.
+// Starts the time shares at the clock's tick, or brings them up to it. Plain ticking enters every tick
+// at once.
 void StartShares();
 void SettleShares();
+
+// Takes over what the queue of a station adds to its shares. Called after every change of its length,
+// its head, its counts per hop or its log.
+void UpdateQueueShare(int station);

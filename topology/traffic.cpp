@@ -40,7 +40,6 @@ void GenePacket(int src, int dst)
         }
         return;
     }
-    WakeForArrival(src);
     PACKET packet;
     packet.type = FRAME_DATA;
     packet.nav_value = DAT_LENGTH;
@@ -59,10 +58,8 @@ void GenePacket(int src, int dst)
     packet.tx_start = 0;
     packet.age_base = 0;
     packet.id = own.gene_num; // Kept: all packets created outside the window share an id
+    WakeForArrival(src, packet.receiver);
     AppendPacket(src, packet);
-    if (IsStation(packet.receiver)) {
-        ++own.buffer_hop_num[packet.receiver];
-    }
 }
 
 // One station's own arrival trial.

@@ -1,0 +1,409 @@
+// Fast runs against plain ticking: the whole model state is the same at every checkpoint, on chosen
+// scenes and on thousands of random ones, in which the stations may start in any state.
+//
+// A random scene that differs is reduced before it is reported. DCFSIM_SCENES sets how many are run,
+// DCFSIM_FIRST_SCENE the number of the first.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "driver/state.h"
+#include "tests/scene.h"
+#include "tests/state_compare.h"
+
+// Logged frames that went into the queue: all of a station within the chain, else those of a station
+// that took a frame for another one as its own. For traffic from every station to its partner.
+static uint64_t RelayNum(const SCENE &scene, int station)
+{
+    uint64_t relays = 0;
+    for (int k = 0; k < node[station].recv_log_num; ++k) {
+        const bool in_chain = station > 0 && station < NODE_NUM - 1;
+        const int dst = node[station].recv_log.entry[k].src ^ 1;
+        relays += (scene.routes == ROUTES_LINE ? in_chain : station != dst) ? 1 : 0;
+    }
+    return relays;
+}
+
+// Every packet that entered a queue left it acknowledged or dropped, or is still there. For ordinary
+// starts and runs that lie inside their window as a whole.
+static void ExpectPacketsConserved(const SCENE &scene)
+{
+    for (int i = 0; i < NODE_NUM; ++i) {
+        const NODE &own = node[i];
+        const uint64_t refused_relays =
+            own.rx_dat_num - own.recv_num - static_cast<uint64_t>(own.dup_num);
+        EXPECT_EQ(own.gene_num,
+                  own.packet_seq + static_cast<uint64_t>(own.over_num) - refused_relays);
+        if (own.recv_num == static_cast<uint64_t>(own.recv_log_num)) { // the log is complete
+            EXPECT_EQ(own.packet_seq + RelayNum(scene, i),
+                      own.ack_ok_num + static_cast<uint64_t>(own.drop_num + own.buffer_num));
+        }
+    }
+}
+
+constexpr uint64_t SCENE_TICKS = 300'000;
+
+// The experiment at a load, shortened.
+static SCENE Experiment(const char *name, int32_t load_kbps)
+{
+    return {.name = name, .load_kbps = load_kbps, .window_begin = 50'000, .window_end = 250'000};
+}
+
+// The experiment with its receivers moved, so that a range of less than 30 m hides the senders from
+// each other but not from all receivers.
+static SCENE Hidden(const char *name, double range_m, double shift_m, double carrier_sense_range_m)
+{
+    SCENE scene = Experiment(name, 8000);
+    scene.layout = LAYOUT_EXPLICIT;
+    for (int i = 0; i < NODE_NUM; ++i) {
+        scene.positions.push_back({30.0 * (i / 2) + shift_m * (i % 2), 1.0 * (i % 2)});
+    }
+    scene.transmission_range_m = range_m;
+    scene.carrier_sense_range_m = carrier_sense_range_m;
+    return scene;
+}
+
+static SCENE With(SCENE scene, void (*change)(SCENE &scene))
+{
+    change(scene);
+    return scene;
+}
+
+static std::vector<SCENE> Scenes()
+{
+    return {
+        Experiment("Load0", 0),
+        Experiment("Load3", 3000),
+        Experiment("Load14", 14000),
+        Experiment("Load22", 22000),
+        Experiment("Load35", 35000),
+        With(Experiment("SmallBlock", 500), [](SCENE &scene) { scene.stream_block = 64; }),
+        With(Experiment("ShortQueueShortLog", 22000),
+             [](SCENE &scene) {
+                 scene.queue_limit = 20;
+                 scene.log_limit = 7;
+             }),
+        With(Experiment("QueueFills", 0),
+             [](SCENE &scene) {
+                 scene.ariv_rate = 0.25; // a packet in every tick
+                 scene.queue_limit = 3000;
+             }),
+        With(Experiment("LateClock", 14000), // beyond the age limit of a head packet
+             [](SCENE &scene) {
+                 scene.start_tick = 9'000'000 - SCENE_TICKS / 2;
+                 scene.window_begin = scene.start_tick + 50'000;
+                 scene.window_end = scene.start_tick + 250'000;
+             }),
+        With(Experiment("Relays", 300),
+             [](SCENE &scene) {
+                 scene.layout = LAYOUT_LINE;
+                 scene.routes = ROUTES_LINE;
+                 scene.sendings = {{0, 0, 9, 30}, {0, 9, 0, 30}, {70'001, 0, 9, 5}, {70'002, 9, 0}};
+             }),
+        Hidden("HiddenNear", 25.0, 15.0, 25.0),
+        Hidden("HiddenFar", 35.0, 24.0, 35.0),
+        Hidden("SensedOnly", 35.0, 20.0, 62.0),
+        Hidden("NotSensed", 62.0, 20.0, 40.0),
+        With(Experiment("Rts", 8000), [](SCENE &scene) { scene.rts_flag = true; }),
+        With(Hidden("RtsHidden", 25.0, 15.0, 25.0), [](SCENE &scene) { scene.rts_flag = true; }),
+        With(Experiment("SomeRts", 3000),
+             [](SCENE &scene) {
+                 scene.sendings = {{10, 0, 1, 99, RTS_THRESHOLD + 1}, {10, 4, 5, 50, RTS_THRESHOLD},
+                                   {10, 5, 4, 40, RTS_THRESHOLD + 1}};
+             }),
+        With(Experiment("Anywhere", 8000),
+             [](SCENE &scene) {
+                 scene.layout = LAYOUT_RANDOM;
+                 scene.routes = ROUTES_NEIGHBOURS;
+                 scene.transmission_range_m = 2500.0;
+                 scene.carrier_sense_range_m = 3000.0;
+             }),
+    };
+}
+
+class ChosenScene : public testing::TestWithParam<SCENE>
+{
+};
+
+static void PrintTo(const SCENE &scene, std::ostream *out)
+{
+    *out << scene.name;
+}
+
+TEST_P(ChosenScene, PlainEqualsFast)
+{
+    const SCENE &scene = GetParam();
+    const uint64_t start = scene.start_tick;
+    const uint64_t checkpoints[] = {start + 1,       start + 49'999,  start + 50'000,
+                                    start + 50'001,  start + 137'000, start + 250'000,
+                                    start + 250'001, start + SCENE_TICKS};
+    std::vector<SNAPSHOT> plain;
+    SetUpScene(scene);
+    for (const uint64_t tick : checkpoints) {
+        RunScene(scene, tick, true);
+        plain.push_back(TakeSnapshot());
+    }
+    SetUpScene(scene);
+    for (size_t i = 0; i < std::size(checkpoints); ++i) {
+        RunScene(scene, checkpoints[i], false);
+        ASSERT_EQ(FirstDifference(plain[i], TakeSnapshot()), "") << "tick " << checkpoints[i];
+    }
+    // In one go, after other runs, and inside the window as a whole.
+    SetUpScene(scene);
+    RunScene(scene, start + SCENE_TICKS, false);
+    EXPECT_EQ(FirstDifference(plain.back(), TakeSnapshot()), "");
+    SCENE inside = scene;
+    inside.window_begin = 0;
+    inside.window_end = start + SCENE_TICKS;
+    SetUpScene(inside);
+    RunScene(inside, start + SCENE_TICKS, false);
+    ExpectPacketsConserved(inside);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ChosenScene, testing::ValuesIn(Scenes()),
+                         [](const auto &scene) { return scene.param.name; });
+
+// A random scene and how it is run.
+struct TRIAL {
+    SCENE scene;
+    uint64_t ticks;
+    uint64_t pause; // the fast run stops after that many ticks and goes on
+    bool conserves; // ExpectPacketsConserved holds, if the window is long enough
+};
+
+// What the fields of a station may start with: multiples of `unit`, `low` to `high` of them. The
+// state comes first.
+struct START_RANGE {
+    const char *field;
+    int32_t low;
+    int32_t high;
+    int32_t unit;
+};
+// clang-format off
+static const START_RANGE START_RANGES[] = {
+    {"timer", 0, 60, 1},             {"timer", 0, 270, 1},           {"timer", -2, 2, 1},
+    {"nav", 0, 60, 1},               {"nav", 0, 356, 1},             {"nav", -1, 1, 1},
+    {"idle_count", 0, 20, 1},        {"idle_count", 0, 90, 1},       {"backoff", 0, 15, SLOT},
+    {"backoff", 0, 60, 1},           {"rx_count", 0, 30, 1},         {"rx_count", 0, 256, 1},
+    {"rx_flag", 0, 1, 1},            {"rx_error", 0, 1, 1},          {"busy", 0, 1, 1},
+    {"eifs_flag", 0, 1, 1},          {"freeze_flag", 0, 1, 1},       {"same_start_flag", 0, 1, 1},
+    {"dup_flag", 0, 1, 1},           {"col_check_off", 0, 1, 1},     {"retry_count", 0, 8, 1},
+    {"retry_count", 6, 7, 1},        {"cw", CW_MIN, CW_MAX, 1},      {"difs_idle_num", 0, 90, 1},
+    {"tx_elapsed", 0, 260, 1},       {"ack_wait_num", 0, 17, 1},     {"ack_wait_over", 0, 40, 1},
+    {"packet_seq", 0, 3, 1},         {"rx_frame.type", EMPTY, 3, 1}, {"rx_frame.duration", 0, 40, 1},
+    {"rx_frame.duration", 28, 30, 2}, {"rx_frame.corrupt", -1, 0, 1}, {"rx_frame.corrupt", 0, 0, 1},
+    {"rx_frame.src", 0, 9, 1},       {"rx_frame.dst", 0, 9, 1},      {"rx_frame.sender", EMPTY, 9, 1},
+    {"rx_frame.receiver", EMPTY, 9, 1}, {"rx_frame.seq", 0, 3, 1},   {"rx_frame.id", 0, 2, 1},
+    {"buffer[0].id", 0, 2, 1},       {"buffer[0].tx_start", 0, 3, 1}, {"buffer[0].receiver", EMPTY, 9, 1},
+    {"buffer[0].age_base", 0, 9, 1'000'000},
+};
+static const int32_t STATES[] = {
+    STATE_IDLE, STATE_DCW, STATE_TRTS, STATE_WTCTS, STATE_TCTS, STATE_WTDAT, STATE_TDAT,
+    STATE_WTACK, STATE_TACK, STATE_WRCTS, STATE_WRDAT, STATE_RDAT, STATE_RACK,
+};
+// clang-format on
+
+// Makes random scenes: the same ones everywhere, which the standard's distributions do not promise.
+class Maker
+{
+  public:
+    explicit Maker(uint64_t number) : generator(number)
+    {
+    }
+
+    TRIAL Make()
+    {
+        TRIAL trial;
+        SCENE &scene = trial.scene;
+        trial.ticks = static_cast<uint64_t>(From(500, 3000));
+        trial.pause = static_cast<uint64_t>(Chance(30) ? From(1, 500) : 0);
+        MakeNetwork(scene);
+        scene.seed = From(1, 2'000'000'000);
+        scene.stream_block = Chance(50) ? STREAM_LANES : STREAM_BLOCK;
+        scene.start_tick = static_cast<uint64_t>(Chance(20) ? From(8'998'000, 9'002'000) : 0);
+        scene.window_begin = scene.start_tick + static_cast<uint64_t>(Chance(50) ? From(0, 900) : 0);
+        scene.window_end = scene.window_begin + static_cast<uint64_t>(Chance(50) ? 5000 : 700);
+        MakeTraffic(scene, trial.ticks);
+        if (Chance(60)) {
+            MakeStarts(scene);
+        }
+        trial.conserves = scene.routes != ROUTES_LINE && scene.starts.empty() &&
+                          scene.window_begin == scene.start_tick &&
+                          std::ranges::all_of(scene.sendings, [](const SENDING &sending) {
+                              return sending.dst == (sending.src ^ 1);
+                          });
+        return trial;
+    }
+
+  private:
+    std::mt19937_64 generator;
+
+    int64_t From(int64_t low, int64_t high)
+    {
+        return low + static_cast<int64_t>(generator() % static_cast<uint64_t>(high - low + 1));
+    }
+
+    bool Chance(int percent)
+    {
+        return From(1, 100) <= percent;
+    }
+
+    template <class T> T Any(std::initializer_list<T> values)
+    {
+        return values.begin()[From(0, static_cast<int64_t>(values.size()) - 1)];
+    }
+
+    void MakeNetwork(SCENE &scene)
+    {
+        scene.layout = Any({LAYOUT_DESIGN, LAYOUT_LINE, LAYOUT_RANDOM, LAYOUT_EXPLICIT});
+        scene.routes = Any({ROUTES_DESIGN, ROUTES_NEIGHBOURS, ROUTES_LINE});
+        const double scale = scene.layout == LAYOUT_RANDOM ? 50.0 : 1.0;
+        const int side_m = Any({20, 60, 90, 150});
+        for (int i = 0; i < NODE_NUM && scene.layout == LAYOUT_EXPLICIT; ++i) {
+            scene.positions.push_back({1.0 * From(0, side_m), 1.0 * From(0, 40)});
+        }
+        scene.transmission_range_m = scale * static_cast<double>(From(20, 70));
+        scene.carrier_sense_range_m = Chance(50) ? scene.transmission_range_m
+                                                 : scale * static_cast<double>(From(20, 70));
+        scene.data_length = Any({1472, 1472, 1472, 300, 0});
+    }
+
+    void MakeTraffic(SCENE &scene, uint64_t ticks)
+    {
+        scene.ariv_rate = Any({0.0, 1e-9, 0.0002, 0.001, 0.005, 0.25});
+        scene.rts_flag = Chance(30);
+        scene.queue_limit = Any({1, 2, 5, 20, QUEUE_LIMIT});
+        scene.log_limit = Any({1, 3, QUEUE_LIMIT});
+        const bool pairs = Chance(50);
+        for (int64_t k = From(0, 12); k > 0; --k) {
+            const auto src = static_cast<int32_t>(From(0, 9));
+            const auto dst = pairs || Chance(30) ? src ^ 1 : static_cast<int32_t>(From(0, 9));
+            const auto late = Chance(50) ? From(0, static_cast<int64_t>(ticks)) : 0;
+            scene.sendings.push_back({scene.start_tick + static_cast<uint64_t>(late), src, dst,
+                                      static_cast<int32_t>(From(1, 4)),
+                                      Chance(20) ? RTS_THRESHOLD + 1 : 0});
+        }
+        std::sort(scene.sendings.begin(), scene.sendings.end(),
+                  [](const SENDING &a, const SENDING &b) { return a.tick < b.tick; });
+    }
+
+    void MakeStarts(SCENE &scene)
+    {
+        const int stations = Any({10, 40, 100}); // percent
+        const int fields = Any({3, 10, 40});     // percent
+        for (int i = 0; i < NODE_NUM; ++i) {
+            if (!Chance(stations)) {
+                continue;
+            }
+            scene.starts.push_back(
+                {i, "state", STATES[From(0, static_cast<int64_t>(std::size(STATES)) - 1)]});
+            for (const START_RANGE &range : START_RANGES) {
+                if (Chance(fields)) {
+                    scene.starts.push_back({i, range.field, range.unit * From(range.low, range.high)});
+                }
+            }
+        }
+    }
+};
+
+// Sets the scene up and runs it for `ticks`.
+static SNAPSHOT Run(const TRIAL &trial, uint64_t ticks, bool plain)
+{
+    const uint64_t start = trial.scene.start_tick;
+    SetUpScene(trial.scene);
+    if (!plain && trial.pause < ticks) {
+        RunScene(trial.scene, start + trial.pause, false);
+    }
+    RunScene(trial.scene, start + ticks, plain);
+    return TakeSnapshot();
+}
+
+// The difference that the trial shows after `ticks`, if any.
+static std::string Difference(const TRIAL &trial, uint64_t ticks)
+{
+    const SNAPSHOT plain = Run(trial, ticks, true);
+    return FirstDifference(plain, Run(trial, ticks, false));
+}
+
+// Cuts the trial off behind the first tick that differs.
+static void ReduceTicks(TRIAL &trial)
+{
+    uint64_t equal = 0;
+    while (trial.ticks - equal > 1) {
+        const uint64_t middle = equal + (trial.ticks - equal) / 2;
+        (Difference(trial, middle).empty() ? equal : trial.ticks) = middle;
+    }
+}
+
+// Leaves out of a list what is not needed for the difference.
+template <class T> static void ReduceList(TRIAL &trial, std::vector<T> SCENE::*list)
+{
+    for (size_t size = (trial.scene.*list).size(); size > 0; size /= 2) {
+        for (size_t at = 0; at < (trial.scene.*list).size();) {
+            TRIAL smaller = trial;
+            auto first = (smaller.scene.*list).begin() + static_cast<ptrdiff_t>(at);
+            const size_t left = (trial.scene.*list).size() - at;
+            (smaller.scene.*list).erase(first, first + static_cast<ptrdiff_t>(std::min(size, left)));
+            if (Difference(smaller, smaller.ticks).empty()) {
+                at += size;
+            } else {
+                trial = smaller;
+            }
+        }
+    }
+}
+
+static void Reduce(TRIAL &trial)
+{
+    ReduceTicks(trial);
+    void (*const simplifications[])(TRIAL &) = {
+        [](TRIAL &smaller) { smaller.pause = 0; },
+        [](TRIAL &smaller) { smaller.scene.ariv_rate = 0.0; },
+        [](TRIAL &smaller) { smaller.scene.rts_flag = false; },
+        [](TRIAL &smaller) { smaller.scene.queue_limit = QUEUE_LIMIT; },
+        [](TRIAL &smaller) { smaller.scene.log_limit = QUEUE_LIMIT; },
+        [](TRIAL &smaller) { smaller.scene.data_length = SCENE{}.data_length; },
+    };
+    for (const auto simplify : simplifications) {
+        TRIAL smaller = trial;
+        simplify(smaller);
+        if (!Difference(smaller, smaller.ticks).empty()) {
+            trial = smaller;
+        }
+    }
+    ReduceList(trial, &SCENE::sendings);
+    ReduceList(trial, &SCENE::starts);
+    ReduceTicks(trial);
+}
+
+static uint64_t NumberFromEnvironment(const char *name, uint64_t otherwise)
+{
+    const char *text = std::getenv(name);
+    return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
+}
+
+TEST(RandomScenes, PlainEqualsFast)
+{
+    const uint64_t first = NumberFromEnvironment("DCFSIM_FIRST_SCENE", 1);
+    const uint64_t scenes = NumberFromEnvironment("DCFSIM_SCENES", 4000);
+    for (uint64_t number = first; number < first + scenes; ++number) {
+        TRIAL trial = Maker(number).Make();
+        trial.scene.name = "scene " + std::to_string(number);
+        if (!Difference(trial, trial.ticks).empty()) {
+            Reduce(trial);
+            FAIL() << "tick " << trial.scene.start_tick + trial.ticks - 1 << ": "
+                   << Difference(trial, trial.ticks) << "\n"
+                   << DescribeScene(trial.scene) << "\npause after " << trial.pause;
+        }
+        const SCENE &scene = trial.scene;
+        if (trial.conserves && scene.window_end >= scene.start_tick + trial.ticks) {
+            ExpectPacketsConserved(scene);
+            ASSERT_FALSE(HasFailure()) << DescribeScene(scene);
+        }
+    }
+}

@@ -1,0 +1,229 @@
+#include "tests/scene.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "driver/state.h"
+#include "driver/sweep.h"
+#include "driver/wake.h"
+#include "tests/state_compare.h"
+#include "topology/placement.h"
+#include "topology/random.h"
+#include "topology/routing.h"
+
+static int64_t g_scene_seed = 0;
+
+static int64_t SceneClock()
+{
+    return g_scene_seed;
+}
+
+// Takes away what a load point leaves to the next one.
+static void ForgetPast()
+{
+    if (node == nullptr && !AllocateState()) {
+        std::abort();
+    }
+    for (int i = 0; i < NODE_NUM; ++i) {
+        node[i].rx_frame = {};
+        node[i].buffer.head = {};
+    }
+    count_cw = 0;
+    temp_non = 0;
+    g_counter = 0;
+    g_ariv_rate2 = 0.0;
+}
+
+static void Place(const SCENE &scene)
+{
+    switch (scene.layout) {
+    case LAYOUT_DESIGN:
+        DesignPositionAllNode();
+        break;
+    case LAYOUT_LINE:
+        LinePositionAllNode();
+        break;
+    case LAYOUT_RANDOM:
+        RandPositionAllNode();
+        break;
+    case LAYOUT_EXPLICIT:
+        for (int i = 0; i < NODE_NUM; ++i) {
+            node[i].pos_x = scene.positions.at(static_cast<size_t>(i)).x;
+            node[i].pos_y = scene.positions.at(static_cast<size_t>(i)).y;
+        }
+        break;
+    }
+}
+
+static void Route(ROUTES routes)
+{
+    switch (routes) {
+    case ROUTES_DESIGN:
+        MakeTable_Design();
+        break;
+    case ROUTES_LINE:
+        MakeTable_Line();
+        break;
+    case ROUTES_NEIGHBOURS:
+        MakeTable_Rand();
+        break;
+    }
+}
+
+// Replaces the network of the experiment by that of the scene.
+static void BuildNetwork(const SCENE &scene)
+{
+    for (int i = 0; i < NODE_NUM; ++i) {
+        NODE &own = node[i];
+        std::memset(own.connect_list, EMPTY, sizeof own.connect_list);
+        std::memset(own.interference_list, EMPTY, sizeof own.interference_list);
+        std::memset(own.table, EMPTY, sizeof own.table);
+    }
+    Place(scene);
+    CheckConnection();
+    Route(scene.routes);
+}
+
+static void Enqueue(const SENDING &sending)
+{
+    NODE &own = node[sending.src];
+    for (int k = 0; k < sending.num; ++k) {
+        own.gene_num += InWindow() ? 1 : 0;
+        if (own.buffer_num >= g_settings.queue_limit) {
+            own.over_num += InWindow() ? 1 : 0;
+            continue;
+        }
+        const PACKET packet = {
+            .type = FRAME_DATA,
+            .nav_value = sending.nav_value != 0 ? sending.nav_value : DAT_LENGTH,
+            .duration = DATA_DURATION,
+            .payload_time = PayloadTicks(),
+            .src = sending.src,
+            .dst = sending.dst,
+            .sender = sending.src,
+            .receiver = NextHop(sending.src, sending.dst),
+            .seq = static_cast<int32_t>(own.packet_seq++),
+            .corrupt = 0,
+            .gen_time = g_sim_time,
+            .hop_time = g_sim_time,
+            .tx_start = 0,
+            .age_base = 0,
+            .id = own.gene_num,
+        };
+        AppendPacket(sending.src, packet);
+        if (IsStation(packet.receiver)) {
+            ++own.buffer_hop_num[packet.receiver];
+        }
+    }
+}
+
+// Registers the frame of a station that starts in a state that sends.
+static void PutOnAir(int sender)
+{
+    NODE &own = node[sender];
+    const bool rts = own.state == STATE_TRTS;
+    const bool data = own.state == STATE_TDAT;
+    const bool cts = own.state == STATE_TCTS;
+    if (!rts && !data && !cts && own.state != STATE_TACK) {
+        return;
+    }
+    const int32_t kind = rts ? FRAME_RTS : data ? FRAME_DATA : cts ? FRAME_CTS : FRAME_ACK;
+    const int32_t receiver = rts || data ? own.buffer.head.receiver : own.rx_frame.sender;
+    own.last_frame_no = g_no++;
+    for (int k = 0; k < own.interference_num; ++k) {
+        NODE &other = node[own.interference_list[k]];
+        other.signal_list[other.signal_num++] = {
+            .kind = kind,
+            .receiver = receiver,
+            .sender = sender,
+            .frame_no = static_cast<int64_t>(own.last_frame_no),
+            .start_time = static_cast<int64_t>(g_sim_time) - DataTicks() + own.timer,
+            .end_mark = other.rx_error,
+        };
+    }
+}
+
+void SetUpScene(const SCENE &scene)
+{
+    ForgetPast();
+    g_settings = {};
+    g_settings.queue_limit = scene.queue_limit;
+    g_settings.log_limit = scene.log_limit;
+    g_settings.window_begin = scene.window_begin;
+    g_settings.window_end = scene.window_end;
+    g_settings.transmission_range_m = scene.transmission_range_m;
+    g_settings.carrier_sense_range_m = scene.carrier_sense_range_m;
+    SetPacketSize(scene.data_length);
+    SetOfferedLoad(scene.load_kbps);
+    if (scene.ariv_rate != 0.0) {
+        g_ariv_rate = scene.ariv_rate;
+    }
+    if (scene.rts_flag) {
+        DAT_LENGTH = RTS_THRESHOLD + 1;
+    }
+    g_scene_seed = scene.seed;
+    g_clock = SceneClock;
+    ResetRandom();
+    RandInitUniform();
+    StartLoadPoint();
+    BuildNetwork(scene);
+    g_sim_time = scene.start_tick;
+    for (const SENDING &sending : scene.sendings) {
+        if (sending.tick <= g_sim_time) {
+            Enqueue(sending);
+        }
+    }
+    for (const START &start : scene.starts) {
+        SetField(start.station, start.field, start.value);
+    }
+    for (int i = 0; i < NODE_NUM; ++i) {
+        PutOnAir(i);
+    }
+    if (scene.tweak != nullptr) {
+        scene.tweak();
+    }
+}
+
+void RunScene(const SCENE &scene, uint64_t until, bool plain)
+{
+    g_plain_ticking = plain;
+    if (!plain) {
+        StreamStart(scene.stream_block);
+    }
+    const uint64_t begin = g_sim_time; // what enters before this tick is in the queues
+    for (const SENDING &sending : scene.sendings) {
+        if (sending.tick > begin && sending.tick <= until) {
+            RunTicks(sending.tick);
+            Enqueue(sending);
+        }
+    }
+    RunTicks(until);
+    StreamStop();
+    g_plain_ticking = false;
+}
+
+std::string DescribeScene(const SCENE &scene)
+{
+    std::ostringstream text;
+    text << scene.name << ": layout " << scene.layout << ", routes " << scene.routes << ", ranges "
+         << scene.transmission_range_m << " and " << scene.carrier_sense_range_m << " m, "
+         << scene.data_length << " bytes, load " << scene.load_kbps << " kbit/s or "
+         << scene.ariv_rate << " per tick, RTS " << scene.rts_flag << ", queue "
+         << scene.queue_limit << ", log " << scene.log_limit << ", window " << scene.window_begin
+         << " to " << scene.window_end << ", from tick " << scene.start_tick << ", seed "
+         << scene.seed << ", block " << scene.stream_block << "\n";
+    for (const POSITION &position : scene.positions) {
+        text << "(" << position.x << ", " << position.y << ") ";
+    }
+    for (const SENDING &sending : scene.sendings) {
+        text << "\ntick " << sending.tick << ": " << sending.num << " packets " << sending.src
+             << " to " << sending.dst << ", nav_value " << sending.nav_value;
+    }
+    for (const START &start : scene.starts) {
+        text << "\nstation " << start.station << " starts with " << start.field << " = "
+             << start.value;
+    }
+    return text.str();
+}

@@ -1,0 +1,78 @@
+// Scenes for tests and benchmark: a network, its traffic and the state it starts in, as data.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "driver/constants.h"
+#include "topology/stream.h"
+
+enum LAYOUT {
+    LAYOUT_DESIGN = 0,   // the pairs of the experiment
+    LAYOUT_LINE = 1,     // the chain
+    LAYOUT_RANDOM = 2,   // anywhere in the square of 5 km
+    LAYOUT_EXPLICIT = 3, // `positions`
+};
+
+enum ROUTES {
+    ROUTES_DESIGN = 0,     // within the pairs of the experiment
+    ROUTES_LINE = 1,       // along the chain, to stations 0 and 9
+    ROUTES_NEIGHBOURS = 2, // to every neighbour
+};
+
+// Place of a station, in metres.
+struct POSITION {
+    double x;
+    double y;
+};
+
+// Packets that enter a queue just before a tick.
+struct SENDING {
+    uint64_t tick;
+    int32_t src;
+    int32_t dst;
+    int32_t num = 1;
+    int32_t nav_value = 0; // 0: as all packets of the scene; above RTS_THRESHOLD: RTS and CTS first
+};
+
+// A field that a station starts with, by its name as state_compare.h reports it. A station that
+// starts in a state that sends is given its signal at all stations that hear it.
+struct START {
+    int32_t station;
+    const char *field;
+    int64_t value;
+};
+
+struct SCENE {
+    std::string name = {};
+    LAYOUT layout = LAYOUT_DESIGN;
+    std::vector<POSITION> positions = {};
+    ROUTES routes = ROUTES_DESIGN;
+    double transmission_range_m = 40.0;
+    double carrier_sense_range_m = 40.0;
+    int32_t data_length = 1472;     // bytes
+    int32_t load_kbps = 0;          // per flow
+    double ariv_rate = 0.0;         // unless 0: instead of the load, packets per tick and flow
+    bool rts_flag = false;          // all packets go with RTS and CTS
+    int32_t queue_limit = QUEUE_LIMIT;
+    int32_t log_limit = QUEUE_LIMIT;
+    uint64_t window_begin = 0;
+    uint64_t window_end = 40'000'000;
+    uint64_t start_tick = 0;            // where the clock starts
+    int64_t seed = 1'700'000'000;       // what the wall clock shows
+    size_t stream_block = STREAM_BLOCK; // draws per block in fast runs
+    std::vector<SENDING> sendings = {}; // by tick
+    std::vector<START> starts = {};
+    void (*tweak)() = nullptr; // called last
+};
+
+// Puts the whole model into the state in which the scene begins, whatever ran before.
+void SetUpScene(const SCENE &scene);
+
+// Runs the scene that was set up from the clock's tick to `until`, by plain ticking or fast. Leaves
+// the block stream off, so that the generator is comparable.
+void RunScene(const SCENE &scene, uint64_t until, bool plain);
+
+// The scene in words, as far as it is not the experiment.
+std::string DescribeScene(const SCENE &scene);

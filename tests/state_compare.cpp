@@ -1,0 +1,241 @@
+#include "tests/state_compare.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <sstream>
+#include <type_traits>
+
+#include "driver/state.h"
+#include "topology/random.h"
+#include "topology/stream.h"
+
+enum TYPE { TYPE_I32, TYPE_I64, TYPE_U64, TYPE_F64 };
+
+struct FIELD {
+    std::string name;
+    size_t offset; // in its record
+    TYPE type;
+    int count;   // values
+    int columns; // of a table; 0 for a list
+};
+
+template <class T> static FIELD MakeField(const char *name, size_t offset)
+{
+    using VALUE = std::remove_all_extents_t<T>;
+    constexpr TYPE KIND = std::is_same_v<VALUE, double>     ? TYPE_F64
+                          : std::is_same_v<VALUE, uint64_t> ? TYPE_U64
+                          : std::is_same_v<VALUE, int64_t>  ? TYPE_I64
+                                                            : TYPE_I32;
+    static_assert(sizeof(VALUE) == (KIND == TYPE_I32 ? 4 : 8));
+    return {name, offset, KIND, sizeof(T) / sizeof(VALUE), static_cast<int>(std::extent_v<T, 1>)};
+}
+
+static size_t Width(const FIELD &field)
+{
+    return field.type == TYPE_I32 ? sizeof(int32_t) : sizeof(int64_t);
+}
+
+// clang-format off
+#define FIELD_OF(record, name) MakeField<decltype(record::name)>(#name, offsetof(record, name))
+
+static const std::vector<FIELD> PACKET_FIELDS = {
+#define ROW(name) FIELD_OF(PACKET, name)
+    ROW(type), ROW(nav_value), ROW(duration), ROW(payload_time), ROW(src), ROW(dst), ROW(sender),
+    ROW(receiver), ROW(seq), ROW(corrupt), ROW(gen_time), ROW(tx_start), ROW(age_base), ROW(id),
+    ROW(hop_time), // last: see BEHIND_HEAD
+#undef ROW
+};
+static const size_t BEHIND_HEAD = PACKET_FIELDS.size() - 1; // fields compared there
+
+static const std::vector<FIELD> SIGNAL_FIELDS = {
+#define ROW(name) FIELD_OF(SIGNAL, name)
+    ROW(kind), ROW(receiver), ROW(sender), ROW(frame_no), ROW(start_time), ROW(end_mark),
+#undef ROW
+};
+
+static const std::vector<FIELD> NODE_FIELDS = [] {
+#define ROW(name) FIELD_OF(NODE, name)
+    std::vector<FIELD> fields = {
+        ROW(state), ROW(timer), ROW(nav), ROW(backoff), ROW(backoff_slots), ROW(backoff_draws),
+        ROW(idle_count), ROW(rx_count), ROW(cw), ROW(retry_count), ROW(signal_num), ROW(rx_flag),
+        ROW(busy), ROW(rx_error), ROW(freeze_flag), ROW(eifs_flag), ROW(buffer_num), ROW(pos_x),
+        ROW(pos_y), ROW(connect_num), ROW(connect_list), ROW(interference_num),
+        ROW(interference_list), ROW(gene_num), ROW(tx_num), ROW(link_tx_num), ROW(rx_dat_num),
+        ROW(recv_num), ROW(recv_from), ROW(timeout_num), ROW(timeout_hop), ROW(drop_num),
+        ROW(drop_hop), ROW(over_num), ROW(buffer_avg), ROW(backoff_slot_sum), ROW(table),
+        ROW(buffer_hop_num), ROW(recv_log_num), ROW(packet_seq), ROW(dup_flag), ROW(dup_num),
+        ROW(last_frame_no), ROW(difs_idle_num), ROW(tx_elapsed), ROW(ack_wait_num),
+        ROW(ack_wait_over), ROW(access_wait_sum), ROW(tx_time_sum), ROW(ack_wait_sum),
+        ROW(ack_wait_over_sum), ROW(col_check_off), ROW(hop_delay_sum), ROW(queue_time),
+        ROW(queue_hop_time), ROW(delay_sum), ROW(send_time), ROW(send_hop_time), ROW(busy_time),
+        ROW(idle_time), ROW(hop_extra_sum), ROW(hop_extra_sum2), ROW(busy_queue_time),
+        ROW(busy_queue_hop_time), ROW(backoff_time), ROW(backoff_hop_time), ROW(window_ticks),
+        ROW(same_start_num), ROW(same_start_hop_num), ROW(same_start_flag), ROW(same_start_count),
+        ROW(ack_ok_num), ROW(ack_interval_sum), ROW(last_ack_time),
+    };
+#undef ROW
+    for (FIELD field : PACKET_FIELDS) {
+        const FIELD plain = field;
+        field.name = "rx_frame." + plain.name;
+        field.offset = offsetof(NODE, rx_frame) + plain.offset;
+        fields.push_back(field);
+        field.name = "buffer[0]." + plain.name;
+        field.offset = offsetof(NODE, buffer) + offsetof(QUEUE, head) + plain.offset;
+        fields.push_back(field);
+    }
+    return fields;
+}();
+
+struct GLOBAL {
+    FIELD field;
+    const void *address;
+};
+
+static const GLOBAL GLOBALS[] = {
+#define ROW(name) {MakeField<decltype(name)>(#name, 0), &(name)}
+    ROW(g_sim_time), ROW(g_no), ROW(idum), ROW(g_shuffle.iy), ROW(g_shuffle.iv), ROW(g_counter),
+    ROW(load), ROW(DATA_LENGTH), ROW(PACKET_PAYLOAD_LENGTH), ROW(PACKET_PAYLOAD_LENGTH2),
+    ROW(DAT_LENGTH), ROW(g_ariv_rate), ROW(g_ariv_rate2), ROW(g_interval), ROW(g_interval2),
+    ROW(temp_trans1), ROW(temp_trans2), ROW(temp_non), ROW(ave_delay), ROW(flag_col), ROW(count_cw),
+    ROW(trans_con), ROW(X_count), ROW(Y_count), ROW(Z_count),
+#undef ROW
+};
+// clang-format on
+
+static const FIELD LOG_KEYS = MakeField<int32_t[1][2]>("recv_log", 0);
+static const FIELD RESULT_VALUES = {"result", 0, TYPE_F64, 0, sizeof(RESULT) / sizeof(double)};
+static const FIELD COL_VALUES = {"row", 0, TYPE_I32, COL_RECORDS *int(sizeof(COL) / 4),
+                                 sizeof(COL) / 4};
+
+// Puts `count` values of a field of `record` into the snapshot; further arguments as in PIECE.
+static void Put(SNAPSHOT &snapshot, const FIELD &field, const void *record, int count, int station,
+                const char *list = nullptr, int place = 0)
+{
+    const char *from = static_cast<const char *>(record) + field.offset;
+    snapshot.pieces.push_back({&field, station, list, place, snapshot.bytes.size(), count});
+    snapshot.bytes.insert(snapshot.bytes.end(), from,
+                          from + static_cast<size_t>(count) * Width(field));
+}
+
+static void PutStation(SNAPSHOT &snapshot, int station)
+{
+    NODE &own = node[station];
+    for (const FIELD &field : NODE_FIELDS) {
+        Put(snapshot, field, &own, field.count, station);
+    }
+    for (int k = 0; k < std::min(own.signal_num, SIGNAL_SLOTS); ++k) {
+        for (const FIELD &field : SIGNAL_FIELDS) {
+            Put(snapshot, field, &own.signal_list[k], 1, station, "signal_list", k);
+        }
+    }
+    for (int k = 1; k < own.buffer_num; ++k) {
+        for (size_t f = 0; f < BEHIND_HEAD; ++f) {
+            Put(snapshot, PACKET_FIELDS[f], &own.buffer[k], 1, station, "buffer", k);
+        }
+    }
+    Put(snapshot, LOG_KEYS, own.recv_log.entry, 2 * own.recv_log_num, station);
+}
+
+SNAPSHOT TakeSnapshot()
+{
+    StreamStop();
+    SNAPSHOT snapshot;
+    for (int i = 0; i < NODE_RECORDS; ++i) {
+        PutStation(snapshot, i);
+    }
+    for (const GLOBAL &global : GLOBALS) {
+        Put(snapshot, global.field, global.address, global.field.count, EMPTY);
+    }
+    for (int i = 0; i < NODE_NUM; ++i) {
+        for (int j = 0; j < NODE_NUM; ++j) {
+            Put(snapshot, COL_VALUES, col[i][j], COL_VALUES.count, i, "col", j);
+            Put(snapshot, COL_VALUES, dp[i][j], COL_VALUES.count, i, "dp", j);
+        }
+    }
+    if (result != nullptr) {
+        Put(snapshot, RESULT_VALUES, result, (load + 2) * RESULT_VALUES.columns, EMPTY);
+    }
+    return snapshot;
+}
+
+static void WriteValue(std::ostream &out, TYPE type, const char *bytes)
+{
+    int32_t small = 0;
+    int64_t large = 0;
+    double real = 0.0;
+    std::memcpy(&small, bytes, sizeof small);
+    if (type == TYPE_I32) {
+        out << small;
+        return;
+    }
+    std::memcpy(&large, bytes, sizeof large);
+    std::memcpy(&real, bytes, sizeof real);
+    if (type == TYPE_F64) {
+        out << std::hexfloat << real;
+    } else if (type == TYPE_U64) {
+        out << static_cast<uint64_t>(large);
+    } else {
+        out << large;
+    }
+}
+
+static void WriteName(std::ostream &out, const PIECE &piece, int index)
+{
+    const FIELD &field = *piece.field;
+    if (piece.station != EMPTY) {
+        out << "station " << piece.station << " ";
+    }
+    if (piece.list != nullptr) {
+        out << piece.list << "[" << piece.place << "].";
+    }
+    out << field.name;
+    if (field.columns != 0) {
+        out << "[" << index / field.columns << "][" << index % field.columns << "]";
+    } else if (field.count > 1) {
+        out << "[" << index << "]";
+    }
+}
+
+std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual)
+{
+    if (expected.bytes == actual.bytes) {
+        return "";
+    }
+    std::ostringstream out;
+    // Lists of different lengths stand behind their lengths, so equal places mean equal fields.
+    for (const PIECE &piece : expected.pieces) {
+        const size_t width = Width(*piece.field);
+        for (int k = 0; k < piece.count; ++k) {
+            const size_t at = piece.at + static_cast<size_t>(k) * width;
+            const char *first = expected.bytes.data() + at;
+            const char *second = actual.bytes.data() + at;
+            if (at + width > actual.bytes.size() || std::memcmp(first, second, width) != 0) {
+                WriteName(out, piece, k);
+                out << ": ";
+                WriteValue(out, piece.field->type, first);
+                out << " != ";
+                WriteValue(out, piece.field->type, second);
+                return out.str();
+            }
+        }
+    }
+    return "more values than expected";
+}
+
+void SetField(int station, const char *name, int64_t value)
+{
+    for (const FIELD &field : NODE_FIELDS) {
+        if (field.name == name) {
+            char *to = reinterpret_cast<char *>(&node[station]) + field.offset;
+            const auto small = static_cast<int32_t>(value);
+            if (field.type == TYPE_I32) {
+                std::memcpy(to, &small, sizeof small);
+            } else {
+                std::memcpy(to, &value, sizeof value);
+            }
+            return;
+        }
+    }
+    assert(!"no such field");
+}
