@@ -13,9 +13,8 @@ static uint32_t g_carriers;    // stations whose carrier others sense
 static int32_t g_active_since; // tick from which `g_active` holds
 static uint64_t g_active_ticks[ALL_STATIONS + 1]; // ticks not yet entered, by the set of active stations
 
-// First tick in which a station that waits DIFS is no longer active, its idle ticks having passed it.
-static int32_t g_lapse_tick[NODE_NUM];
-static int32_t g_next_lapse; // not later than the first of them
+// Not later than the first tick in which a sleeping station is no longer active, being past DIFS.
+static int32_t g_next_lapse;
 
 // Whether a station has the medium or is about to contend for it.
 static bool IsActive(const NODE &own)
@@ -82,16 +81,19 @@ static void FindActive()
     g_next_active = active;
 }
 
+// First tick in which a sleeping station does not count as active any more, NEVER if it stays so. A
+// tick counts by the idle ticks in front of it.
+static int32_t LapseTick(int station)
+{
+    return g_difs_end[station] == NEVER ? NEVER : g_difs_end[station] + 1;
+}
+
 void PredictActivity(int station)
 {
     const NODE &own = node[station];
-    const bool active = IsActive(own);
-    const bool lapses = active & (own.state == STATE_DCW) & IsCountingIdle(own);
-    const int32_t left = DIFS + 1 - static_cast<int32_t>(own.idle_count);
-    g_next_active = (g_next_active & ~(1U << station)) | Bit(station, active);
+    g_next_active = (g_next_active & ~(1U << station)) | Bit(station, IsActive(own));
     g_carriers = (g_carriers & ~(1U << station)) | Bit(station, HasCarrier(own));
-    g_lapse_tick[station] = lapses ? Now() + 1 + left : NEVER;
-    g_next_lapse = std::min(g_next_lapse, g_lapse_tick[station]);
+    g_next_lapse = std::min(g_next_lapse, LapseTick(station));
 }
 
 // Lets the stations go inactive whose DIFS has passed by now.
@@ -101,11 +103,11 @@ static void LapseActivity()
         uint32_t active = g_active;
         int32_t next = NEVER;
         for (int i = 0; i < NODE_NUM; ++i) {
-            if (g_lapse_tick[i] <= g_next_lapse) {
+            if (LapseTick(i) <= g_next_lapse) {
                 active &= ~(1U << i);
-                g_lapse_tick[i] = NEVER;
+            } else {
+                next = std::min(next, LapseTick(i));
             }
-            next = std::min(next, g_lapse_tick[i]);
         }
         SetActive(active, g_next_lapse);
         g_next_lapse = next;
@@ -129,7 +131,6 @@ void UpdateActivity()
 void StartActivity()
 {
     std::fill(std::begin(g_active_ticks), std::end(g_active_ticks), 0);
-    std::fill(std::begin(g_lapse_tick), std::end(g_lapse_tick), NEVER);
     g_next_lapse = NEVER;
     g_active_since = Now();
     FindActive();
@@ -152,7 +153,7 @@ static void FreezeBackoff(NODE &own)
 static void SenseCarrier(int station)
 {
     NODE &own = node[station];
-    own.busy |= (g_carriers & InterferenceSet(station)) != 0 ? 1 : 0;
+    own.busy |= (g_carriers & g_interference_set[station]) != 0 ? 1 : 0;
     const bool busy = own.busy == 1;
     if (busy & (own.state == STATE_DCW) & (own.freeze_flag == 0)) {
         FreezeBackoff(own);
@@ -165,7 +166,7 @@ static void SenseCarrier(int station)
     own.idle_count = busy ? 0 : own.idle_count;
     own.difs_idle_num = busy ? 0 : own.difs_idle_num;
     own.rx_count = (own.rx_error == 0) & (own.signal_num == 0) ? 0 : own.rx_count;
-    QuietChannel(own, 1);
+    QuietChannel(own, IsCountingIdle(own) ? 1 : 0, IsCountingFrame(own) ? 1 : 0);
 }
 
 void CheckChannelStateAll()
@@ -176,6 +177,7 @@ void CheckChannelStateAll()
     if (g_plain_ticking) {
         AddActivity(g_active, 1);
     }
+    SettleDeaf(g_carriers);
     WakeForCarrier(g_carriers & ~carriers_before);
     for (const int i : Awake()) {
         if ((node[i].signal_num > 1) | (node[i].rx_error == 1)) {
@@ -185,20 +187,4 @@ void CheckChannelStateAll()
         }
         SenseCarrier(i);
     }
-}
-
-int32_t ChannelDue(int station)
-{
-    const NODE &own = node[station];
-    const bool busy = own.busy == 1;
-    const bool carrier = (g_carriers & InterferenceSet(station)) != 0;
-    const bool busy_unsettled =
-        busy & (((own.state == STATE_DCW) & (own.freeze_flag == 0)) |
-                ((own.rx_flag == 0) & (own.nav == 0) & (own.eifs_flag != 1)) |
-                (own.idle_count != 0) | (own.difs_idle_num != 0));
-    const bool idle_unsettled = (own.busy != 1) & ((own.freeze_flag != 0) | carrier);
-    const bool count_unsettled = (own.rx_error == 0) & (own.signal_num == 0) & (own.rx_count != 0);
-    const bool unsettled = StartsEpisode(own) | EndsEpisode(own) | busy_unsettled |
-                           idle_unsettled | count_unsettled;
-    return unsettled ? 1 : NEVER;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "driver/state.h"
+#include "driver/wake.h"
 
 // Counts simultaneous activity, then for each awake station in turn: starts a collision episode, ends
 // one, senses the carrier. A station handled later sees a reset of an earlier one.
@@ -35,15 +36,18 @@ inline bool IsCountingFrame(const NODE &own)
     return (own.rx_error == 0) & (own.signal_num != 0) & (own.rx_flag == 1);
 }
 
-// `ticks` quiet ticks of the channel.
-inline void QuietChannel(NODE &own, int32_t ticks)
+// Quiet ticks of the channel: `idle_ticks` of them counted as idle, `frame_ticks` as part of a frame.
+inline void QuietChannel(NODE &own, int32_t idle_ticks, int32_t frame_ticks)
 {
-    const int32_t idle = IsCountingIdle(own) ? ticks : 0;
-    own.idle_count += static_cast<uint64_t>(idle);
-    own.difs_idle_num += own.state == STATE_DCW ? idle : 0;
-    own.rx_count += static_cast<uint64_t>(IsCountingFrame(own) ? ticks : 0);
+    own.idle_count += static_cast<uint64_t>(idle_ticks);
+    own.difs_idle_num += own.state == STATE_DCW ? idle_ticks : 0;
+    own.rx_count += static_cast<uint64_t>(frame_ticks);
 }
 
-// Ticks until the channel does more to a station than count, counted from the tick just ended; at
-// least 1, NEVER if it does not.
-int32_t ChannelDue(int station);
+// Ticks until the channel does more to a station than count, counted from the tick just ended; NEVER
+// if it does not. It leaves nothing undone at a station that it has visited; only a NAV that ends
+// behind it sets the station free to start or freeze a backoff, or to note an EIFS.
+inline int32_t ChannelDue(int station)
+{
+    return (g_nav_ended >> station & 1U) != 0 ? 1 : NEVER;
+}

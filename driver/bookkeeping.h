@@ -23,6 +23,7 @@ inline void DecrementNav(int station)
     own.nav -= own.nav > 0 ? 1 : 0;
     if (ends) {
         ResetNode(station, RESET_RESUME);
+        g_nav_ended |= 1U << station;
     }
 }
 

@@ -16,25 +16,30 @@ bool g_plain_ticking = false;
 uint32_t g_awake = ALL_STATIONS;
 uint32_t g_tx_due = ALL_STATIONS;
 uint32_t g_rx_due = ALL_STATIONS;
+uint32_t g_nav_ended = 0;
+int32_t g_difs_end[NODE_NUM];
 
 // Derived from the neighbour lists: neighbours by carrier sense, and by either range.
-static uint32_t g_interference_set[NODE_NUM];
+uint32_t g_interference_set[NODE_NUM];
 static uint32_t g_neighbour_set[NODE_NUM];
 
 // First tick in which a stage may act on the station by itself, and which sides it is that may. The
 // lanes beyond the stations never come due; they round the search off to whole vectors.
 constexpr int LANE_NUM = 12;
-constexpr int32_t FAR_TICK = INT32_MAX;
 alignas(16) static int32_t g_wake_tick[LANE_NUM];
-static bool g_is_tx_due[NODE_NUM];
-static bool g_is_rx_due[NODE_NUM];
 
-static int32_t g_complete[NODE_NUM]; // first tick that the station's fields do not reflect yet
+// What else is known of a sleeping station.
+struct SLEEP {
+    int32_t complete;  // first tick that its fields do not reflect yet
+    bool tx_due;       // its transmit side may act in the tick in which it wakes
+    bool rx_due;       // its receive side may
+    bool counts_idle;  // `idle_count` goes up with every tick
+    bool counts_frame; // `rx_count` goes up with every tick
+};
+static SLEEP g_sleep[NODE_NUM];
 
-uint32_t InterferenceSet(int station)
-{
-    return g_interference_set[station];
-}
+static uint32_t g_deaf;     // sleeping stations to which the end of a frame shows its carrier only
+static uint32_t g_released; // those of them that have lost the carrier in this tick
 
 uint64_t WindowTicksBetween(int64_t since, int64_t until)
 {
@@ -49,10 +54,11 @@ uint64_t WindowTicksBetween(int64_t since, int64_t until)
 static void CatchUp(int station)
 {
     NODE &own = node[station];
-    const int32_t ticks = Now() - g_complete[station];
+    const SLEEP &sleep = g_sleep[station];
+    const int32_t ticks = Now() - sleep.complete;
     QuietTx(own, ticks + static_cast<int32_t>(~g_tx_due >> station & 1U));
     QuietRx(own, ticks);
-    QuietChannel(own, ticks);
+    QuietChannel(own, sleep.counts_idle ? ticks : 0, sleep.counts_frame ? ticks : 0);
     QuietTimers(own, ticks);
     g_rx_due |= static_cast<uint32_t>(own.state == STATE_RACK) << station;
 }
@@ -70,6 +76,26 @@ static void Wake(uint32_t stations)
 void WakeNeighbours(int sender)
 {
     Wake(g_neighbour_set[sender]);
+}
+
+void WakeListeners(int sender)
+{
+    const uint32_t deaf = g_deaf & ~g_awake & g_interference_set[sender];
+    g_deaf &= ~deaf;
+    g_released |= deaf;
+    Wake(g_interference_set[sender] & ~deaf);
+}
+
+void SettleDeaf(uint32_t carriers)
+{
+    for (const int i : STATION_SET{g_released & ~g_awake}) {
+        if ((carriers & g_interference_set[i]) != 0) {
+            node[i].busy = 1;
+        } else {
+            Wake(1U << i);
+        }
+    }
+    g_released = 0;
 }
 
 void WakeForArrival(int station, int hop)
@@ -100,9 +126,9 @@ void WakeForCarrier(uint32_t risen)
 
 uint64_t IdleCountNow(int station)
 {
-    const NODE &own = node[station];
-    const bool behind = (g_awake >> station & 1U) == 0 && IsCountingIdle(own);
-    return own.idle_count + static_cast<uint64_t>(behind ? Now() - g_complete[station] : 0);
+    const bool behind = (g_awake >> station & 1U) == 0 && g_sleep[station].counts_idle;
+    return node[station].idle_count +
+           static_cast<uint64_t>(behind ? Now() - g_sleep[station].complete : 0);
 }
 
 void NoteQueue(int station)
@@ -119,15 +145,25 @@ void Sleep(int station)
         return;
     }
     const NODE &own = node[station];
-    const int32_t tx_due = TxDue(own);
-    const int32_t rx_due = RxDue(own);
+    const bool counts_idle = IsCountingIdle(own);
+    const bool counts_frame = IsCountingFrame(own);
+    const int32_t tx_due = TxDue(own, counts_idle);
+    const int32_t rx_due = RxDue(own, counts_frame);
     const int32_t due =
         std::min(std::min(tx_due, rx_due), std::min(ChannelDue(station), NavDue(own)));
-    g_is_tx_due[station] = tx_due == due;
-    g_is_rx_due[station] = rx_due == due;
-    g_wake_tick[station] = due == NEVER ? FAR_TICK : Now() + due;
-    g_complete[station] = Now() + 1;
+    g_wake_tick[station] = due == NEVER ? NEVER : Now() + due;
+    g_sleep[station] = {Now() + 1, tx_due == due, rx_due == due, counts_idle, counts_frame};
+
+    const bool passes_difs =
+        counts_idle & (own.state == STATE_DCW) & (own.idle_count <= DIFS);
+    g_difs_end[station] =
+        passes_difs ? Now() + DIFS + 1 - static_cast<int32_t>(own.idle_count) : NEVER;
     PredictActivity(station);
+
+    const bool deaf = (own.state <= STATE_DCW) & (own.nav > 0) & (own.busy == 1) &
+                      (own.signal_num == 1) & ((own.rx_flag | own.rx_error) == 0) &
+                      (own.rx_count == 0);
+    g_deaf = (g_deaf & ~(1U << station)) | static_cast<uint32_t>(deaf) << station;
 }
 
 // Moves the clock to the next tick in which a station wakes or a packet arrives, at most to `until`,
@@ -151,9 +187,10 @@ static void SkipQuietTicks(uint64_t until)
     }
     g_tx_due = 0;
     g_rx_due = 0;
+    g_nav_ended = 0;
     for (const int i : STATION_SET{due}) {
-        g_tx_due |= static_cast<uint32_t>(g_is_tx_due[i]) << i;
-        g_rx_due |= static_cast<uint32_t>(g_is_rx_due[i]) << i;
+        g_tx_due |= static_cast<uint32_t>(g_sleep[i].tx_due) << i;
+        g_rx_due |= static_cast<uint32_t>(g_sleep[i].rx_due) << i;
     }
     Wake(due);
 }
@@ -171,14 +208,15 @@ static void StartTicking()
             g_neighbour_set[i] |= 1U << node[i].connect_list[k];
         }
         g_wake_tick[i] = static_cast<int32_t>(g_sim_time);
-        g_is_tx_due[i] = true;
-        g_is_rx_due[i] = true;
-        g_complete[i] = Now();
+        g_sleep[i] = {Now(), true, true, false, false};
+        g_difs_end[i] = NEVER;
     }
-    std::fill(g_wake_tick + NODE_NUM, g_wake_tick + LANE_NUM, FAR_TICK);
+    std::fill(g_wake_tick + NODE_NUM, g_wake_tick + LANE_NUM, NEVER);
     g_awake = ALL_STATIONS;
     g_tx_due = ALL_STATIONS;
     g_rx_due = ALL_STATIONS;
+    g_deaf = 0;
+    g_released = 0;
     StartActivity();
     StartShares();
     StartBufferSegments();

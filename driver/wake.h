@@ -26,6 +26,13 @@ extern uint32_t g_awake;  // the stages visit them
 extern uint32_t g_tx_due; // awake, and their transmit side may act
 extern uint32_t g_rx_due; // awake, and their receive side may act
 
+// Stations whose NAV has ended behind the channel stage, which therefore has to look at them again.
+extern uint32_t g_nav_ended;
+
+// Per sleeping station: first tick that ends with more idle ticks than DIFS, NEVER if that does not
+// come by itself. There a contending station is no longer active, and its time counts as backoff.
+extern int32_t g_difs_end[NODE_NUM];
+
 // The clock as the fast-forward keeps its ticks; a load point is far shorter than 2^31 ticks.
 inline int32_t Now()
 {
@@ -70,6 +77,14 @@ inline STATION_SET Awake()
 // Wakes the stations in transmission or carrier-sense range of `sender`. For the transmit stage.
 void WakeNeighbours(int sender);
 
+// The same for the end of a frame, which shows nothing to a deaf station but its carrier going: one
+// under a NAV that heard this frame alone and does not listen to it. The channel stage wakes it unless
+// another carrier takes over.
+void WakeListeners(int sender);
+
+// Settles the deaf stations that have lost a carrier: those within `reach` of one stay asleep.
+void SettleDeaf(uint32_t carriers);
+
 // Makes the receive side of `station`, which has got a frame, act in this tick.
 inline void NoteFrame(int station)
 {
@@ -91,8 +106,8 @@ void Sleep(int station);
 // `idle_count` of a station as it stands in this tick, of a sleeping one too.
 uint64_t IdleCountNow(int station);
 
-// Stations in carrier-sense range of `station`, one bit each.
-uint32_t InterferenceSet(int station);
+// Stations in carrier-sense range of each station, one bit each.
+extern uint32_t g_interference_set[NODE_NUM];
 
 // The part of [`since`, `until`) that lies inside the measurement window, in ticks.
 uint64_t WindowTicksBetween(int64_t since, int64_t until);

@@ -55,7 +55,7 @@ static uint64_t FrameGoal(const NODE &own)
     }
 }
 
-int32_t RxDue(const NODE &own)
+int32_t RxDue(const NODE &own, bool counts_frame)
 {
     constexpr uint32_t TIMED_STATES =
         1U << STATE_WRCTS | 1U << STATE_WRDAT | 1U << STATE_RACK;
@@ -63,7 +63,7 @@ int32_t RxDue(const NODE &own)
     int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
     if (own.rx_flag == 1 && own.rx_error == 0) {
         if ((HEARING_STATES >> own.state & 1U) != 0) {
-            due = std::min(due, CountDue(own.rx_count, FrameGoal(own), IsCountingFrame(own)));
+            due = std::min(due, CountDue(own.rx_count, FrameGoal(own), counts_frame));
         } else if (own.state == STATE_IDLE && own.rx_frame.corrupt == 0) {
             due = 1;
         }

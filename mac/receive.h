@@ -29,5 +29,5 @@ inline void QuietRx(NODE &own, int32_t ticks)
 }
 
 // Ticks until the receive side of a station acts by itself, counted from the tick just ended; at
-// least 1, NEVER if it does not.
-int32_t RxDue(const NODE &own);
+// least 1, NEVER if it does not. `counts_frame` tells whether `rx_count` goes up with every tick.
+int32_t RxDue(const NODE &own, bool counts_frame);

@@ -44,7 +44,7 @@ void CheckTxEventAll()
     }
 }
 
-int32_t TxDue(const NODE &own)
+int32_t TxDue(const NODE &own, bool counts_idle)
 {
     constexpr uint32_t SIFS_STATES = 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
     constexpr uint32_t TIMED_STATES = SIFS_STATES | 1U << STATE_TRTS | 1U << STATE_TCTS |
@@ -53,8 +53,7 @@ int32_t TxDue(const NODE &own)
     int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
     if (contending || (SIFS_STATES >> own.state & 1U) != 0) {
         const uint64_t wait = own.backoff + static_cast<uint64_t>(ContentionWait(own));
-        due = std::min(due, CountDue(own.idle_count, contending ? wait : SIFS,
-                                     IsCountingIdle(own)));
+        due = std::min(due, CountDue(own.idle_count, contending ? wait : SIFS, counts_idle));
     }
     const bool has_work = own.state == STATE_IDLE && own.nav == 0 && own.buffer_num > 0;
     return has_work ? 1 : due;

@@ -32,5 +32,5 @@ inline void QuietTx(NODE &own, int32_t ticks)
 }
 
 // Ticks until the transmit side of a station acts by itself, counted from the tick just ended; at
-// least 1, NEVER if it does not.
-int32_t TxDue(const NODE &own);
+// least 1, NEVER if it does not. `counts_idle` tells whether `idle_count` goes up with every tick.
+int32_t TxDue(const NODE &own, bool counts_idle);

@@ -56,7 +56,7 @@ static uint32_t KindOf(const NODE &own)
 {
     const bool in_difs =
         (own.state == STATE_DCW) & (own.busy != 1) & (own.nav == 0) & (own.idle_count <= DIFS);
-    return in_difs ? SHARE_DIFS : KINDS[own.busy == 1][own.state];
+    return in_difs ? uint32_t{SHARE_DIFS} : KINDS[own.busy == 1][own.state];
 }
 
 // The part of a share that the queue of a station decides.
@@ -158,7 +158,6 @@ void UpdateQueueShare(int station)
 struct SHARE_SEGMENT {
     uint32_t share;
     int32_t since;
-    int32_t difs_end; // first tick that is backoff, NEVER outside DIFS
 };
 static SHARE_SEGMENT g_segment[NODE_NUM];
 static uint64_t g_share_ticks[NODE_NUM][SHARE_NUM];
@@ -167,7 +166,7 @@ static uint64_t g_share_ticks[NODE_NUM][SHARE_NUM];
 static void EndSegment(int station)
 {
     const SHARE_SEGMENT &segment = g_segment[station];
-    const int32_t cut = std::min(Now(), segment.difs_end);
+    const int32_t cut = std::min(Now(), g_difs_end[station]);
     uint64_t *ticks = g_share_ticks[station];
     ticks[segment.share] += WindowTicksBetween(segment.since, cut);
     if (cut < Now()) {
@@ -183,23 +182,18 @@ void WriteNodeState(int station)
         }
         return;
     }
-    const NODE &own = node[station];
-    const uint32_t kind = KindOf(own);
-    const uint32_t share = kind | g_queue_share[station];
+    const uint32_t share = KindOf(node[station]) | g_queue_share[station];
     SHARE_SEGMENT &segment = g_segment[station];
-    if (share != segment.share || segment.difs_end <= Now()) {
+    if (share != segment.share || g_difs_end[station] <= Now()) {
         EndSegment(station);
-        segment.share = share;
-        segment.since = Now();
+        segment = {share, Now()};
     }
-    const bool passing = (kind == SHARE_DIFS) & IsCountingIdle(own);
-    segment.difs_end = passing ? Now() + DIFS + 1 - static_cast<int32_t>(own.idle_count) : NEVER;
 }
 
 void StartShares()
 {
     for (int i = 0; i < NODE_NUM; ++i) {
-        g_segment[i] = {SHARE_NONE, Now(), NEVER};
+        g_segment[i] = {SHARE_NONE, Now()};
         UpdateQueueShare(i);
         std::fill(std::begin(g_share_ticks[i]), std::end(g_share_ticks[i]), 0);
     }

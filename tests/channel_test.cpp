@@ -1,8 +1,6 @@
 // Collisions and their classes, carrier sense, and what the ticks of a station are counted as.
 #include "channel/channel.h"
 
-#include <vector>
-
 #include "mac/frame.h"
 #include "output/accounting.h"
 #include "tests/model_fixture.h"
@@ -15,22 +13,17 @@ static void Hear(int station, int kind, int sender, int receiver, int64_t start)
     own.signal_list[own.signal_num++] = {kind, receiver, sender, 0, start, 0};
 }
 
-// The rows of a link that hold `total`, as a set of bits; any other total but 0 is an error.
-static int RowsOf(COL *const rows, int total)
+// Totals of a link's rows: all, con, hid, phy, pro, hcon.
+static std::vector<int64_t> Totals(const COL *rows)
 {
-    int set = 0;
-    for (int row = 0; row < COL_ROWS; ++row) {
-        EXPECT_TRUE(rows[row].total == 0 || rows[row].total == total) << row;
-        set |= rows[row].total != 0 ? 1 << row : 0;
-    }
-    return set;
+    return Fields(rows[0].total, rows[1].total, rows[2].total, rows[3].total, rows[4].total,
+                  rows[5].total);
 }
 
-constexpr int CON = 1 << ROW_COL | 1 << ROW_CON;
-constexpr int HID = 1 << ROW_COL | 1 << ROW_HID;
-constexpr int PHY = HID | 1 << ROW_PHY;
-constexpr int PRO = HID | 1 << ROW_PRO;
-constexpr int HCON = HID | 1 << ROW_HCON;
+static const auto NONE = Fields(0, 0, 0, 0, 0, 0);
+static const auto PHY = Fields(1, 0, 1, 1, 0, 0);
+static const auto PRO = Fields(1, 0, 1, 0, 1, 0);
+static const auto HCON = Fields(1, 0, 1, 0, 0, 1);
 
 // Line layout: stations 0 and 2 do not hear each other, station 1 hears both.
 //
@@ -41,14 +34,10 @@ TEST_F(ChannelTest, HiddenCollisions)
 {
     const struct {
         uint64_t backoff0, backoff2;
-        int dst2; // 9: by station 3; 0: by station 1, which the second frame then collides at, too
-        int rows0, rows2;
+        int dst2; // 9: by station 3; 0: by station 1, so that the second frame is hit there too
+        std::vector<int64_t> link01, link21;
     } cases[] = {
-        {0, 9, 9, PHY, 0},
-        {9, 0, 9, PRO, 0},
-        {0, 0, 9, HCON, 0},
-        {0, 9, 0, PHY, PRO},
-    };
+        {0, 9, 9, PHY, NONE}, {9, 0, 9, PRO, NONE}, {0, 0, 9, HCON, NONE}, {0, 9, 0, PHY, PRO}};
     for (const auto &c : cases) {
         SCOPED_TRACE(testing::Message() << c.backoff0 << " " << c.backoff2 << " " << c.dst2);
         StartScene();
@@ -57,23 +46,19 @@ TEST_F(ChannelTest, HiddenCollisions)
         Queue(2, c.dst2, c.backoff2);
         const uint64_t begin = 34 + std::max(c.backoff0, c.backoff2);
         RunTicks(begin);
-        EXPECT_EQ(col[0][1][ROW_COL].total, 0);
-        EXPECT_EQ(node[1].rx_error, 0);
+        EXPECT_EQ(Fields(node[1].rx_error, col[0][1][ROW_COL].total), Fields(0, 0));
         RunTicks(begin + 1);
-        EXPECT_EQ(node[1].rx_error, 1);
-        EXPECT_EQ(node[1].rx_flag, 0);
-        RunTicks(34 + 252); // counted on the tick on which the overlap starts, and never again
-        EXPECT_EQ(RowsOf(col[0][1], 1), c.rows0);
-        EXPECT_EQ(RowsOf(col[2][1], 1), c.rows2);
-        EXPECT_EQ(RowsOf(dp[0][1], 1), 0);
+        EXPECT_EQ(Fields(node[1].rx_error, node[1].rx_flag), Fields(1, 0));
+        RunTicks(34 + 252); // counted when the overlap begins, and not again while it lasts
+        EXPECT_EQ(Totals(col[0][1]), c.link01);
+        EXPECT_EQ(Totals(col[2][1]), c.link21);
+        EXPECT_EQ(Totals(dp[0][1]), NONE);
         for (int row = 0; row < COL_ROWS; ++row) {
             EXPECT_EQ(col[0][1][row].pairing[PAIRING_DD], col[0][1][row].total);
         }
-        EXPECT_EQ(col[0][1][ROW_COL].station[0], 1);
-        EXPECT_EQ(col[0][1][ROW_COL].station[2], 1);
+        EXPECT_EQ(Fields(col[0][1]->station[0], col[0][1]->station[2]), Fields(1, 1));
         RunTicks(34 + 252 + 1);
-        EXPECT_EQ(node[1].rx_error, 0);
-        EXPECT_EQ(node[1].recv_num, 0U);
+        EXPECT_EQ(Fields(node[1].rx_error, node[1].recv_num), Fields(0, 0));
     }
 }
 
@@ -85,46 +70,39 @@ TEST_F(ChannelTest, ContentionCollision)
     Queue(2, 3);
     RunTicks(35);
     for (const int sender : {0, 2}) {
-        EXPECT_EQ(RowsOf(col[sender][sender + 1], 2), CON);
+        EXPECT_EQ(Totals(col[sender][sender + 1]), Fields(2, 2, 0, 0, 0, 0));
         EXPECT_EQ(col[sender][sender + 1][ROW_CON].pairing[PAIRING_DD], 1);
-        EXPECT_EQ(node[sender].same_start_num, 2U);
-        EXPECT_EQ(node[sender].rx_error, 0); // on the air itself
+        // On the air itself, a station detects nothing.
+        EXPECT_EQ(Fields(node[sender].same_start_num, node[sender].rx_error), Fields(2, 0));
     }
-    EXPECT_EQ(node[3].state, STATE_RDAT);
     ExpectChange(286, 3, STATE_RDAT, STATE_IDLE);
-    EXPECT_EQ(node[0].timeout_num, 0);
     ExpectChange(331, 0, STATE_RACK, STATE_DCW);
-    EXPECT_EQ(node[0].timeout_num, 1);
 }
 
 TEST_F(ChannelTest, PairingColumns)
 {
-    UseLine();
-    for (int victim = FRAME_RTS; victim <= FRAME_ACK; ++victim) {
-        for (int other = FRAME_RTS; other <= FRAME_ACK; ++other) {
-            SCOPED_TRACE(testing::Message() << victim << " " << other);
-            memset(col[0][1], 0, COL_ROWS * sizeof(COL));
-            node[1].signal_num = node[1].rx_error = 0;
-            Hear(1, victim, 0, 1, 5);
-            Hear(1, other, 2, 3, 6);
-            RunTicks(g_sim_time + 1);
-            EXPECT_EQ(RowsOf(col[0][1], 1), PHY);
-            const bool counted = victim >= FRAME_DATA && other >= FRAME_DATA;
-            const int column = (victim - FRAME_DATA) * 2 + other - FRAME_DATA; // DD, DA, AD, AA
-            for (const int row : {ROW_COL, ROW_HID, ROW_PHY}) {
-                for (int k = 0; k < PAIRING_NUM; ++k) {
-                    EXPECT_EQ(col[0][1][row].pairing[k], counted && k == column ? 1 : 0);
-                }
+    for (int pair = 0; pair < 16; ++pair) { // frame types of the victim and of the other frame
+        StartScene();
+        UseLine();
+        Hear(1, pair / 4, 0, 1, 5);
+        Hear(1, pair % 4, 2, 3, 6);
+        RunTicks(1);
+        EXPECT_EQ(Totals(col[0][1]), PHY);
+        const bool counted = pair / 4 >= FRAME_DATA && pair % 4 >= FRAME_DATA;
+        const int column = (pair / 4 - FRAME_DATA) * 2 + pair % 4 - FRAME_DATA; // DD, DA, AD, AA
+        for (int row = 0; row < COL_ROWS; ++row) {
+            for (int k = 0; k < PAIRING_NUM; ++k) {
+                EXPECT_EQ(col[0][1][row].pairing[k],
+                          counted && k == column ? col[0][1][row].total : 0)
+                    << pair << " " << row << " " << k;
             }
         }
     }
-    node[1].signal_num = node[1].rx_error = 0;
-    g_settings.window_begin = g_sim_time + 1;
-    Hear(1, FRAME_DATA, 0, 1, 5);
-    Hear(1, FRAME_DATA, 2, 3, 6);
-    RunTicks(g_sim_time + 1);
-    EXPECT_EQ(node[1].rx_error, 1); // happens outside the window, but does not count
-    EXPECT_EQ(col[0][1][ROW_COL].total, 1);
+    node[1].rx_error = 0;
+    g_settings.window_begin = 2;
+    RunTicks(2);
+    EXPECT_EQ(node[1].rx_error, 1); // happens outside the window, too, but does not count
+    EXPECT_EQ(Totals(col[0][1]), PHY);
 }
 
 //   0 -> 1  | 0 ............ one long DATA frame ............
@@ -134,6 +112,8 @@ TEST_F(ChannelTest, SecondCollisionOfAFrameCountsAsRepeated)
     UseLine();
     Queue(0, 9);
     Queue(2, 9);
+    node[0].buffer[0].tx_start = 1;
+    node[2].buffer[0].tx_start = 2;
     TxPacket(0, FRAME_DATA);
     node[0].timer = 1000;
     RunTicks(10);
@@ -142,16 +122,14 @@ TEST_F(ChannelTest, SecondCollisionOfAFrameCountsAsRepeated)
     node[2].state = STATE_RDAT; // silent
     WithdrawSignal(2);
     RunTicks(30);
-    EXPECT_EQ(RowsOf(col[0][1], 1), PHY);
-    EXPECT_EQ(RowsOf(dp[0][1], 1), 0);
-    EXPECT_EQ(node[1].rx_error, 0);
-    EXPECT_EQ(node[1].signal_list[0].end_mark, 1);
+    EXPECT_EQ(Totals(col[0][1]), PHY);
+    EXPECT_EQ(Totals(dp[0][1]), NONE);
+    EXPECT_EQ(Fields(node[1].rx_error, node[1].signal_list[0].end_mark), Fields(0, 1));
     TxPacket(2, FRAME_DATA);
     RunTicks(31);
-    EXPECT_EQ(RowsOf(col[0][1], 2), PHY);
-    EXPECT_EQ(RowsOf(dp[0][1], 1), PHY);
-    EXPECT_EQ(dp[0][1][ROW_PHY].pairing[PAIRING_DD], 1);
-    EXPECT_EQ(dp[0][1][ROW_COL].station[0], 0); // not kept for repeated ones
+    EXPECT_EQ(Totals(col[0][1]), Fields(2, 0, 2, 2, 0, 0));
+    EXPECT_EQ(Totals(dp[0][1]), PHY);
+    EXPECT_EQ(Fields(dp[0][1][ROW_PHY].pairing[PAIRING_DD], dp[0][1]->station[0]), Fields(1, 0));
 }
 
 TEST_F(ChannelTest, SameStartFlagPairsTheFirstSignalWithItself)
@@ -163,30 +141,16 @@ TEST_F(ChannelTest, SameStartFlagPairsTheFirstSignalWithItself)
         Hear(1, FRAME_DATA, 2, 3, 7);
         node[1].same_start_flag = flag;
         RunTicks(1);
-        EXPECT_EQ(node[1].rx_error, 1);
-        const COL *rows = col[0][1];
-        EXPECT_EQ(rows[ROW_COL].total, 2 * flag);
-        EXPECT_EQ(rows[ROW_COL].station[2], 2 * flag);
-        EXPECT_EQ(rows[ROW_CON].total, flag);  // with itself
-        EXPECT_EQ(rows[ROW_HCON].total, flag); // with the other, the flag being used up
-        EXPECT_EQ(RowsOf(col[2][1], 1), 0);
-        EXPECT_EQ(node[1].same_start_num, 1U); // nothing left for the accounting
+        // With itself as contention, then with the other by geometry, the flag being used up.
+        EXPECT_EQ(Totals(col[0][1]), flag == 1 ? Fields(2, 1, 1, 0, 0, 1) : NONE);
+        EXPECT_EQ(Totals(col[2][1]), NONE);
+        EXPECT_EQ(Fields(node[1].rx_error, col[0][1]->station[2], node[1].same_start_num),
+                  Fields(1, 2 * flag, 1));
     }
 }
 
-TEST_F(ChannelTest, EpisodesStartAndEnd)
+TEST_F(ChannelTest, EndOfAnEpisodeResetsWhateverTheStationDoes)
 {
-    const STATE sending[] = {STATE_TRTS, STATE_TCTS, STATE_TDAT, STATE_TACK};
-    for (const STATE state : sending) {
-        StartScene();
-        node[3].state = state;
-        node[3].timer = 100;
-        Hear(3, FRAME_DATA, 2, 3, 0);
-        Hear(3, FRAME_DATA, 4, 3, 0);
-        RunTicks(1);
-        EXPECT_EQ(node[3].rx_error, 0);
-    }
-    // The end of an episode takes a station out of whatever it does, with no time-out counted.
     for (const int nav : {0, 5}) {
         StartScene();
         Queue(0, 1, 900);
@@ -196,11 +160,9 @@ TEST_F(ChannelTest, EpisodesStartAndEnd)
         node[0].retry_count = 3;
         node[0].rx_error = node[0].rx_flag = 1;
         RunTicks(1);
-        EXPECT_EQ(node[0].rx_error, 0);
-        EXPECT_EQ(node[0].state, nav == 0 ? STATE_DCW : STATE_RACK);
-        EXPECT_EQ(node[0].rx_flag, 1);
-        EXPECT_EQ(node[0].retry_count, 3);
-        EXPECT_EQ(node[0].timeout_num, 0);
+        EXPECT_EQ(Fields(node[0].state, node[0].rx_error, node[0].rx_flag, node[0].retry_count,
+                         node[0].timeout_num),
+                  Fields(nav == 0 ? STATE_DCW : STATE_RACK, 0, 1, 3, 0));
     }
 }
 
@@ -226,14 +188,13 @@ TEST_F(ChannelTest, BackoffFreezesAtTheFirstBusyTick)
         own.idle_count = c.idle;
         own.backoff = c.backoff;
         own.difs_idle_num = 5;
-        node[0].state = STATE_TDAT; // a carrier
+        node[0].state = STATE_TDAT; // a carrier, no frame
         node[0].timer = 100;
         RunTicks(1);
-        EXPECT_EQ(own.backoff, c.after) << c.eifs << " " << c.idle;
-        EXPECT_EQ(own.freeze_flag, 1);
-        EXPECT_EQ(own.idle_count, 0U);
-        EXPECT_EQ(own.difs_idle_num, 0);
-        EXPECT_EQ(own.eifs_flag, 1); // no frame to be decoded
+        EXPECT_EQ(
+            Fields(own.backoff, own.freeze_flag, own.idle_count, own.difs_idle_num, own.eifs_flag),
+            Fields(c.after, 1, 0, 0, 1))
+            << c.eifs << " " << c.idle;
         own.idle_count = 100;
         RunTicks(2);
         EXPECT_EQ(own.backoff, c.after); // once per busy period
@@ -251,116 +212,67 @@ TEST_F(ChannelTest, CarrierStaysUntilSomeFrameEnds)
     node[1].timer = 1;
     ExpectChange(1, 1, STATE_WTACK, STATE_IDLE);
     RunTicks(100);
-    EXPECT_EQ(node[0].busy, 1);
-    EXPECT_EQ(node[0].idle_count, 0U);
+    EXPECT_EQ(Fields(node[0].busy, node[0].idle_count), Fields(1, 0));
     TxPacket(3, FRAME_ACK);
-    RunTicks(128);
-    EXPECT_EQ(node[0].eifs_flag, 1);
     ExpectChange(162, 0, STATE_DCW, STATE_TDAT);
-}
-
-TEST_F(ChannelTest, WhatIsCountedWhileTheMediumIsIdle)
-{
-    for (int state = STATE_IDLE; state <= STATE_RACK; ++state) {
-        for (const int held : {0, 1, 2, 3}) { // by nothing, NAV, a signal, a spoiled reception
-            StartScene();
-            NODE &own = node[0];
-            own.state = state;
-            own.timer = 100;
-            own.backoff = 900;
-            own.nav = held == 1 ? 9 : 0;
-            own.signal_num = held == 2 ? 1 : held == 3 ? 2 : 0;
-            own.rx_error = held == 3 ? 1 : 0;
-            own.rx_flag = 1;
-            own.rx_frame.corrupt = 1; // nothing to react to
-            own.rx_count = 5;
-            RunTicks(1);
-            const bool waits = state == STATE_DCW || state == STATE_WTCTS || state == STATE_WTDAT ||
-                               state == STATE_WTACK;
-            EXPECT_EQ(own.idle_count, waits && held == 0 ? 1U : 0U) << state << " " << held;
-            EXPECT_EQ(own.difs_idle_num, state == STATE_DCW && held == 0 ? 1 : 0);
-            EXPECT_EQ(own.rx_count, held < 2 ? 0U : held == 2 ? 6U : 5U) << state << " " << held;
-        }
-    }
 }
 
 TEST_F(ChannelTest, SimultaneousActivity)
 {
     g_settings.window_begin = 1000; // counted outside as well
-    for (const int i : {0, 2, 6, 4}) {
+    for (const int i : {0, 2, 4, 6, 8}) {
         node[i].state = STATE_RDAT;
     }
     node[0].state = STATE_RACK;
-    node[0].timer = 100;
     node[2].state = STATE_WTDAT;
-    node[2].timer = 100;
+    node[0].timer = node[2].timer = node[8].timer = 100;
     node[2].nav = 50;
-    node[6].state = STATE_DCW; // active while inside DIFS: idle counts 30 to 34 before the tick
+    node[6].state = STATE_DCW; // active up to an idle count of 34, here for 5 ticks
     node[6].backoff = 900;
     node[6].idle_count = 30;
     RunTicks(10);
-    EXPECT_EQ(trans_con[0][0], 10U);
-    EXPECT_EQ(trans_con[0][2], 10U);
-    EXPECT_EQ(trans_con[6][0], 5U);
-    EXPECT_EQ(trans_con[4][0], 0U);
-    EXPECT_EQ(temp_trans1, 5); // station 4 has no part in it
-    EXPECT_EQ(temp_trans2, 0);
+    EXPECT_EQ(Fields(trans_con[0][0], trans_con[0][2], trans_con[6][0], trans_con[4][0]),
+              Fields(10, 10, 5, 0));
+    EXPECT_EQ(Fields(temp_trans1, temp_trans2), Fields(5, 0)); // station 4 has no part in it
     node[6].idle_count = 30;
     node[8].state = STATE_RACK;
-    node[8].timer = 100;
     RunTicks(12);
-    EXPECT_EQ(temp_trans1, 7);
-    EXPECT_EQ(temp_trans2, 2);
+    EXPECT_EQ(Fields(temp_trans1, temp_trans2), Fields(7, 2));
 }
 
 TEST_F(ChannelTest, SharesOfTime)
 {
-    enum : unsigned { NONE, IDLE = 1, BUSY = 2, SEND = 4, HOP = 8, BACKOFF = 16 };
+    // By state 0 to 13: idle, busy, sending, D for DIFS, O for backoff, blank for no share.
     const struct {
-        int state, busy, nav;
+        const char *shares;
+        int busy, nav;
         uint64_t idle_count;
-        unsigned counted;
-    } cases[] = {
-        {STATE_IDLE, 0, 0, 0, IDLE},
-        {STATE_IDLE, 1, 0, 0, BUSY},
-        {STATE_DCW, 1, 0, 0, BUSY},
-        {STATE_DCW, 0, 0, 34, SEND},
-        {STATE_DCW, 0, 0, 35, IDLE | BACKOFF},
-        {STATE_DCW, 0, 9, 0, IDLE | BACKOFF},
-        {STATE_TDAT, 1, 0, 0, SEND | HOP},
-        {STATE_RACK, 0, 0, 0, SEND | HOP},
-        {STATE_WTACK, 0, 0, 0, BUSY},
-        {STATE_TACK, 0, 0, 0, BUSY},
-        {STATE_WRDAT, 0, 0, 0, BUSY},
-        {STATE_RDAT, 0, 0, 0, BUSY},
-        {STATE_TRTS, 1, 0, 0, NONE},
-        {STATE_WTCTS, 1, 0, 0, NONE},
-        {STATE_TCTS, 1, 0, 0, NONE},
-        {STATE_WTDAT, 1, 0, 0, NONE},
-        {STATE_WRCTS, 1, 0, 0, NONE},
-    };
+    } cases[] = {{"ID    SBB  BBS", 0, 0, 34},
+                 {"IO    SBB  BBS", 0, 0, 35},
+                 {"IO    SBB  BBS", 0, 9, 0},
+                 {"BB    SBB  BBS", 1, 0, 0}};
     for (const auto &c : cases) {
-        for (const unsigned queued : {0U, 1U}) {
-            SCOPED_TRACE(testing::Message() << c.state << " " << queued);
-            StartScene();
-            NODE &own = node[4];
-            own.state = c.state;
-            own.busy = c.busy;
-            own.nav = c.nav;
-            own.idle_count = c.idle_count;
-            own.buffer_num = static_cast<int32_t>(queued);
-            own.buffer[0].receiver = 5;
-            WriteNodeStateAll();
-            const unsigned busy = c.counted / BUSY & 1;
-            EXPECT_EQ(own.window_ticks, 1U);
-            EXPECT_EQ(own.idle_time, c.counted & IDLE);
-            EXPECT_EQ(own.busy_time, busy);
-            EXPECT_EQ(own.busy_queue_time, busy * queued);
-            EXPECT_EQ(own.busy_queue_hop_time[5], busy * queued);
-            EXPECT_EQ(own.send_time, c.counted / SEND & 1);
-            EXPECT_EQ(own.send_hop_time[5], c.counted / HOP & 1);
-            EXPECT_EQ(own.backoff_time, c.counted / BACKOFF & 1);
-            EXPECT_EQ(own.backoff_hop_time[5], c.counted / BACKOFF & 1);
+        for (int state = STATE_IDLE; state <= STATE_RACK; ++state) {
+            for (const int queued : {0, 1}) {
+                StartScene();
+                NODE &own = node[4];
+                own.state = state;
+                own.busy = c.busy;
+                own.nav = c.nav;
+                own.idle_count = c.idle_count;
+                own.buffer_num = queued;
+                own.buffer[0].receiver = 5;
+                WriteNodeStateAll();
+                const char share = c.shares[state];
+                const int busy_queued = share == 'B' ? queued : 0;
+                EXPECT_EQ(Fields(own.idle_time, own.busy_time, own.send_time, own.send_hop_time[5],
+                                 own.backoff_time, own.backoff_hop_time[5], own.busy_queue_time,
+                                 own.busy_queue_hop_time[5], own.window_ticks),
+                          Fields(share == 'I' || share == 'O', share == 'B',
+                                 share == 'S' || share == 'D', share == 'S', share == 'O',
+                                 share == 'O', busy_queued, busy_queued, 1))
+                    << "state " << state << " share " << share;
+            }
         }
     }
 }
@@ -371,21 +283,17 @@ TEST_F(ChannelTest, QueueTimeOddities)
     for (int i = 0; i < NODE_NUM; ++i) {
         node[i].buffer_num = 1;
     }
-    node[0].buffer_hop_num[1] = 1;
-    node[5].buffer_hop_num[4] = 2;
+    node[0].buffer_hop_num[1] = node[5].buffer_hop_num[4] = 1;
     for (g_sim_time = 8; g_sim_time < 13; ++g_sim_time) {
         node[9].recv_log_num = g_sim_time == 12 ? 1 : 0;
         node[3].same_start_flag = 1; // counted at any time
         check_flag();
         WriteNodeStateAll();
     }
-    EXPECT_EQ(node[0].queue_time, 6U); // twice each of 3 ticks
-    EXPECT_EQ(node[0].queue_hop_time[1], 3U);
-    EXPECT_EQ(node[5].queue_time, 3U);
-    EXPECT_EQ(node[5].queue_hop_time[4], 3U);
-    EXPECT_EQ(node[5].queue_hop_time[6], 0U);
-    EXPECT_EQ(node[9].queue_time, 3U);
-    EXPECT_EQ(node[9].delay_sum, 1U); // with a frame in the log
-    EXPECT_EQ(node[8].delay_sum, 0U);
+    EXPECT_EQ(Fields(node[0].queue_time, node[0].queue_hop_time[1]), Fields(6, 3)); // twice 3 ticks
+    EXPECT_EQ(Fields(node[5].queue_time, node[5].queue_hop_time[4], node[5].queue_hop_time[6]),
+              Fields(3, 3, 0));
+    // With a frame in the log of the last station.
+    EXPECT_EQ(Fields(node[9].queue_time, node[9].delay_sum, node[8].delay_sum), Fields(3, 1, 0));
     EXPECT_EQ(node[3].same_start_num, 6U);
 }

@@ -1,8 +1,5 @@
-// Frame exchanges tick by tick, and the single steps of the transmit and receive side. The scenes
-// run in the design layout unless they say otherwise; the packets are queued before tick 0.
-#include <vector>
-
-#include "driver/station.h"
+// Frame exchanges tick by tick, and single steps of the transmit and receive side. Scenes run in
+// the design layout unless they say otherwise; their packets are queued before tick 0.
 #include "mac/frame.h"
 #include "mac/receive.h"
 #include "mac/timeout.h"
@@ -19,64 +16,35 @@ TEST_F(MacTest, DataAndAck)
 {
     Queue(0, 1);
     node[0].buffer[0].nav_value = RTS_THRESHOLD; // the threshold itself: no RTS
-    node[4].state = STATE_RDAT;
-    node[5].state = STATE_WTDAT;
-    node[8].busy = 1;
-    RunTicks(34);
-    node[2].state = node[3].state = STATE_DCW;
-    node[2].idle_count = 33; // the stations behind the sender have not had this tick's idle count
-    node[3].idle_count = 35;
-    RunTicks(35);
-    // What the sender found: itself and a station inside DIFS; a receiver and an idle one that is
-    // busy; the rest, a station in its backoff among them.
-    const uint64_t x[NODE_NUM] = {1, 0, 1};
-    const uint64_t y[NODE_NUM] = {0, 0, 0, 0, 1, 0, 0, 0, 1};
-    for (int j = 0; j < NODE_NUM; ++j) {
-        EXPECT_EQ(X_count[0][j], x[j]) << j;
-        EXPECT_EQ(Y_count[0][j], y[j]) << j;
-        EXPECT_EQ(Z_count[0][j], 1 - x[j] - y[j]) << j;
-    }
-
-    StartScene();
-    Queue(0, 1);
     ExpectChange(34, 0, STATE_DCW, STATE_TDAT);
     EXPECT_EQ(node[1].state, STATE_RDAT); // an idle station reacts at once
-    EXPECT_EQ(node[2].nav, 267);
-    EXPECT_EQ(node[4].signal_num, 0);
+    EXPECT_EQ(Fields(node[2].nav, node[4].signal_num), Fields(267, 0));
     ExpectChange(286, 0, STATE_TDAT, STATE_RACK);
-    EXPECT_EQ(node[0].tx_time_sum, 252U);
-    EXPECT_EQ(node[1].state, STATE_WTACK);
-    EXPECT_EQ(node[0].busy, 1); // the SIFS before an ACK counts as carrier
+    EXPECT_EQ(Fields(node[1].state, node[0].busy), Fields(STATE_WTACK, 1)); // SIFS is sensed
     RunTicks(301);
     EXPECT_EQ(node[2].nav, 1);
     RunTicks(302);
     EXPECT_EQ(node[2].nav, 0);
     ExpectChange(302, 1, STATE_WTACK, STATE_TACK);
     ExpectChange(330, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(node[1].state, STATE_IDLE);
-    EXPECT_EQ(node[0].eifs_flag, 0);
-    EXPECT_EQ(node[2].nav, 0); // none for an ACK
+    EXPECT_EQ(Fields(node[1].state, node[2].nav, node[0].eifs_flag), Fields(STATE_IDLE, 0, 0));
 
-    EXPECT_EQ(node[0].tx_num, 1U);
-    EXPECT_EQ(node[0].link_tx_num[1], 1U);
-    EXPECT_EQ(node[0].buffer_hop_num[1], 0);
-    EXPECT_EQ(node[0].access_wait_sum, 34U);
-    EXPECT_EQ(node[0].hop_delay_sum[1], 330U);
-    // Ticks 286 to 330 are 45: the first 16, and the rest less 1.
-    EXPECT_EQ(node[0].ack_wait_sum, 16U);
-    EXPECT_EQ(node[0].ack_wait_over_sum, 28U);
-    EXPECT_EQ(node[1].rx_dat_num, 1U);
-    EXPECT_EQ(node[1].recv_from[0], 1U);
-    EXPECT_EQ(node[1].delay_sum, 286U);
+    const NODE &own = node[0];
+    EXPECT_EQ(Fields(own.tx_num, own.link_tx_num[1], own.buffer_hop_num[1]), Fields(1, 1, 0));
+    EXPECT_EQ(Fields(own.access_wait_sum, own.tx_time_sum, own.hop_delay_sum[1]),
+              Fields(34, 252, 330));
+    // Ticks 286 to 330 are 45 of waiting: the first 16, and the rest less 1.
+    EXPECT_EQ(Fields(own.ack_wait_sum, own.ack_wait_over_sum), Fields(16, 45 - 16 - 1));
+    EXPECT_EQ(Fields(node[1].rx_dat_num, node[1].recv_from[0], node[1].delay_sum),
+              Fields(1, 1, 286));
     // The frame is left in the first place of the receiver's queue, which stays empty.
-    EXPECT_EQ(node[1].buffer_num, 0);
-    EXPECT_EQ(node[1].buffer[0].receiver, 1);
+    EXPECT_EQ(Fields(node[1].buffer_num, node[1].buffer[0].receiver), Fields(0, 1));
 }
 
-// tick       0      52               80                304    320   348        409
-// station 0  | DIFS, backoff 18 | DATA                 |      | ACK | idle
-// station 2  | backoff 45, 18 of it gone | NAV 268, till 347 in all | DIFS, 27 | DATA
-//                   ^ frozen         ^ 28 ticks into the frame
+// tick       0                   52               80                348         409
+// station 0  | DIFS, backoff 18  | DATA 252 ... SIFS, ACK           | idle
+// station 2  | backoff 45, 18 of it gone          | NAV 268 till 347 | DIFS, 27 | DATA
+//                                 ^ frozen        ^ 28 ticks into the frame
 TEST_F(MacTest, ContenderFreezesAndResumes)
 {
     Queue(0, 1, 18);
@@ -88,22 +56,20 @@ TEST_F(MacTest, ContenderFreezesAndResumes)
     RunTicks(81);
     EXPECT_EQ(node[2].nav, 267);
     ExpectChange(348, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(node[2].eifs_flag, 0);
     ExpectChange(409, 2, STATE_DCW, STATE_TDAT);
 }
 
 // tick       34    64       80    108       124         152        376      392   420
 // station 0  | RTS | waits        | SIFS    | DATA 252             | waits      | idle
 // station 1        | SIFS   | CTS | waits               | receives | SIFS  | ACK | contends
-// station 2  | NAV 356      | NAV 312 from here         (DATA: 268 left, not raised)  | till 391
+// station 2  | NAV 356      | NAV 312 from here         (268 left: not changed by the DATA) | 391
 TEST_F(MacTest, RtsCtsDataAck)
 {
     Queue(0, 1);
     node[0].buffer[0].nav_value = RTS_THRESHOLD + 1;
     Queue(1, 0, 900); // contends, and so waits for the end of the RTS
     ExpectChange(34, 0, STATE_DCW, STATE_TRTS);
-    EXPECT_EQ(node[0].buffer[0].tx_start, 0U);
-    EXPECT_EQ(node[2].nav, 355);
+    EXPECT_EQ(Fields(node[2].nav, node[0].buffer[0].tx_start), Fields(355, 0));
     ExpectChange(64, 0, STATE_TRTS, STATE_WRCTS);
     EXPECT_EQ(node[1].state, STATE_WTCTS);
     ExpectChange(80, 1, STATE_WTCTS, STATE_TCTS);
@@ -114,63 +80,51 @@ TEST_F(MacTest, RtsCtsDataAck)
     EXPECT_EQ(node[2].nav, 267);
     ExpectChange(152, 1, STATE_WRDAT, STATE_RDAT); // its 45 ticks would have ended in 153
     ExpectChange(376, 0, STATE_TDAT, STATE_RACK);
-    EXPECT_EQ(node[1].delay_sum, 376U);
     RunTicks(391);
     EXPECT_EQ(node[2].nav, 1);
     RunTicks(392);
     EXPECT_EQ(node[2].nav, 0);
     ExpectChange(392, 1, STATE_WTACK, STATE_TACK);
     ExpectChange(420, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(node[1].state, STATE_DCW);
-    EXPECT_EQ(node[1].buffer[1].dst, 1); // the delivered frame, behind the station's own packet
-    EXPECT_EQ(node[1].buffer_num, 1);
+    EXPECT_EQ(Fields(node[1].state, node[1].delay_sum), Fields(STATE_DCW, 376));
+    // The delivered frame is left behind the station's own packet.
+    EXPECT_EQ(Fields(node[1].buffer_num, node[1].buffer[1].dst), Fields(1, 1));
 }
 
-// An idle station reacts at the start of an RTS, so its 45 ticks end in the 15th tick of SIFS.
-//
 // tick       34        64             79   80       109
 // station 0  | RTS 30  | waits 45                   | time-out
 // station 1  | "SIFS", 45 ticks       | gives up
-//                                          ^ CTS would be due
+//                                          ^ the CTS would be due
 TEST_F(MacTest, IdleStationNeverAnswersAnRts)
 {
     Queue(0, 1);
     node[0].buffer[0].nav_value = RTS_THRESHOLD + 1;
     RunTicks(35);
-    EXPECT_EQ(node[1].state, STATE_WTCTS);
     ExpectChange(79, 1, STATE_WTCTS, STATE_IDLE);
     ExpectChange(109, 0, STATE_WRCTS, STATE_DCW);
-    EXPECT_EQ(node[0].retry_count, 1);
-    EXPECT_EQ(node[0].timeout_hop[1], 1);
-    EXPECT_EQ(node[0].cw, 31);
+    EXPECT_EQ(Fields(node[0].retry_count, node[0].timeout_hop[1], node[0].cw), Fields(1, 1, 31));
 }
 
-// tick       302      331                 409          661      677   705
-// station 0  |        | time-out, EIFS 78 | DATA again | waits        | idle
-// station 1  | ACK, unheard               | receives   | SIFS   | ACK | idle
+// tick       302       331                 409          661      677   705
+// station 0  |         | time-out, EIFS 78 | DATA again | waits        | idle
+// station 1  | ACK, missed                 | receives   | SIFS   | ACK | idle
 TEST_F(MacTest, LostAckLeadsToADuplicate)
 {
     Queue(0, 1);
     RunTicks(303);
-    node[0].rx_flag = 0; // the ACK's beginning is missed: carrier without a frame
+    node[0].rx_flag = 0; // carrier without a frame
     ExpectChange(331, 0, STATE_RACK, STATE_DCW);
     // Ticks 286 to 331 are 46: the first 16, and the rest less 2.
-    EXPECT_EQ(node[0].ack_wait_sum, 16U);
-    EXPECT_EQ(node[0].ack_wait_over_sum, 28U);
+    EXPECT_EQ(Fields(node[0].ack_wait_sum, node[0].ack_wait_over_sum), Fields(16, 46 - 16 - 2));
     node[0].backoff = 0;
-    const uint64_t classified = X_count[0][0];
     ExpectChange(409, 0, STATE_DCW, STATE_TDAT);
-    EXPECT_EQ(node[0].eifs_flag, 0);
-    EXPECT_EQ(X_count[0][0], classified);          // not after an EIFS
-    EXPECT_EQ(node[0].access_wait_sum, 34U + 34U); // 78 - 44
+    EXPECT_EQ(Fields(node[0].eifs_flag, node[0].access_wait_sum), Fields(0, 34 + 78 - 44));
+    EXPECT_EQ(X_count[0][0], 1U); // the start after an EIFS is not classified
     ExpectChange(661, 1, STATE_RDAT, STATE_WTACK);
-    EXPECT_EQ(node[1].dup_num, 1);
-    EXPECT_EQ(node[1].dup_flag, 0);
-    EXPECT_EQ(node[1].rx_dat_num, 2U);
-    EXPECT_EQ(node[1].recv_num, 1U);
+    EXPECT_EQ(Fields(node[1].dup_num, node[1].dup_flag, node[1].rx_dat_num, node[1].recv_num),
+              Fields(1, 0, 2, 1));
     ExpectChange(705, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(node[0].retry_count, 0);
-    EXPECT_EQ(node[0].cw, 15);
+    EXPECT_EQ(Fields(node[0].retry_count, node[0].cw), Fields(0, 15));
 }
 
 // attempt:  DIFS 34 | DATA 252 | time-out 45      = 331 ticks
@@ -178,43 +132,31 @@ TEST_F(MacTest, RetriesUpToTheDrop)
 {
     Queue(0, 1);
     Queue(0, 1);
-    node[0].buffer[1].receiver = 2;
-    node[0].connect_num = 0; // nobody gets its frames
-    const int cw[] = {31, 63, 127, 255, 511, 1023, 1023};
-    for (uint64_t attempt = 0; attempt < 8; ++attempt) {
-        ExpectChange(331 * attempt + 34, 0, STATE_DCW, STATE_TDAT);
-        ExpectChange(331 * attempt + 331, 0, STATE_RACK, STATE_DCW);
-        if (attempt < 7) {
-            EXPECT_EQ(node[0].cw, cw[attempt]);
-            EXPECT_EQ(node[0].retry_count, static_cast<int>(attempt) + 1);
-        }
-        node[0].backoff = 0;
+    NODE &own = node[0];
+    own.buffer[1].receiver = 2;
+    own.connect_num = 0; // nobody gets its frames
+    const int cw[] = {31, 63, 127, 255, 511, 1023, 1023, 15};
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        const auto begin = static_cast<uint64_t>(331 * attempt);
+        ExpectChange(begin + 34, 0, STATE_DCW, STATE_TDAT);
+        ExpectChange(begin + 331, 0, STATE_RACK, STATE_DCW);
+        EXPECT_EQ(Fields(own.cw, own.retry_count), Fields(cw[attempt], (attempt + 1) % 8));
+        own.backoff = 0;
     }
-    EXPECT_EQ(node[0].cw, 15);
-    EXPECT_EQ(node[0].retry_count, 0);
-    EXPECT_EQ(node[0].buffer_num, 1);
-    EXPECT_EQ(node[0].buffer_hop_num[1], 1);
-    EXPECT_EQ(node[0].timeout_hop[1], 8);
-    EXPECT_EQ(node[0].drop_num, 1);
-    EXPECT_EQ(node[0].drop_hop[1], 0);
-    EXPECT_EQ(node[0].drop_hop[2], 1); // the hop of the packet behind
-    EXPECT_EQ(node[0].buffer[0].age_base, 2648U);
-
-    node[0].retry_count = 7;
+    EXPECT_EQ(Fields(own.buffer_num, own.buffer_hop_num[1], own.timeout_hop[1], own.drop_num),
+              Fields(1, 1, 8, 1));
+    EXPECT_EQ(Fields(own.drop_hop[1], own.drop_hop[2]), Fields(0, 1)); // the packet behind counts
+    own.retry_count = 7;
     Timeout(0); // the last packet: its record stays at the head
-    EXPECT_EQ(node[0].drop_hop[2], 2);
-    EXPECT_EQ(node[0].buffer_num, 0);
-    EXPECT_EQ(node[0].state, STATE_IDLE);
-
-    node[0].retry_count = 8;
-    node[0].state = STATE_RACK;
-    Timeout(0); // beyond the limit: nothing but the count of time-outs
-    EXPECT_EQ(node[0].state, STATE_RACK);
-    EXPECT_EQ(node[0].retry_count, 8);
-    EXPECT_EQ(node[0].drop_num, 2);
+    EXPECT_EQ(Fields(own.drop_hop[2], own.buffer_num, own.state), Fields(2, 0, STATE_IDLE));
+    own.retry_count = 8;
+    own.state = STATE_RACK;
+    Timeout(0); // beyond the limit: counted, nothing else
+    EXPECT_EQ(Fields(own.timeout_num, own.drop_num, own.retry_count, own.state),
+              Fields(10, 2, 8, STATE_RACK));
 }
 
-// Line layout: eight relays, each taking 330 ticks from DIFS to ACK, then the last DATA frame.
+// Line layout: nine hops, each taking 330 ticks from DIFS to ACK.
 TEST_F(MacTest, RelaysCarryAPacketAlongTheLine)
 {
     for (const bool up : {true, false}) {
@@ -225,18 +167,16 @@ TEST_F(MacTest, RelaysCarryAPacketAlongTheLine)
         Queue(at(0), at(9));
         for (int hop = 0; hop < 9; ++hop) {
             const uint64_t begin = 330 * static_cast<uint64_t>(hop);
+            NODE &sender = node[at(hop)];
             ExpectChange(begin + 34, at(hop), STATE_DCW, STATE_TDAT);
             ExpectChange(begin + 286, at(hop + 1), STATE_RDAT, STATE_WTACK);
             ExpectChange(begin + 330, at(hop), STATE_RACK, STATE_IDLE);
-            EXPECT_EQ(node[at(hop)].hop_delay_sum[at(hop + 1)], 330U) << hop;
-            EXPECT_EQ(node[at(hop)].buffer_hop_num[at(hop + 1)], 0) << hop;
-            EXPECT_EQ(node[at(hop + 1)].recv_from[at(hop)], 1U) << hop;
+            EXPECT_EQ(Fields(sender.hop_delay_sum[at(hop + 1)], sender.buffer_hop_num[at(hop + 1)],
+                             node[at(hop + 1)].recv_from[at(hop)], sender.buffer[0].sender),
+                      Fields(330, 0, 1, at(hop)));
         }
-        EXPECT_EQ(node[at(9)].delay_sum, 330U * 8 + 286);
-        EXPECT_EQ(node[at(9)].buffer_num, 0);
-        EXPECT_EQ(node[at(5)].delay_sum, 0U);
-        EXPECT_EQ(node[at(5)].buffer[0].src, at(0));
-        EXPECT_EQ(node[at(5)].buffer[0].sender, at(5));
+        EXPECT_EQ(Fields(node[at(9)].delay_sum, node[at(9)].buffer_num, node[at(5)].delay_sum),
+                  Fields(330 * 8 + 286, 0, 0));
     }
 }
 
@@ -248,11 +188,10 @@ TEST_F(MacTest, FullRelayAcknowledgesWithoutLogging)
     Queue(0, 9);
     ExpectChange(62, 1, STATE_DCW, STATE_RDAT); // a contender takes the frame after 28 ticks
     ExpectChange(330, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(node[1].rx_dat_num, 1U);
-    EXPECT_EQ(node[1].over_num, 1);
-    EXPECT_EQ(node[1].recv_num, 0U);
-    EXPECT_EQ(node[1].recv_log_num, 0);
-    EXPECT_EQ(node[1].buffer_num, 1);
+    const NODE &relay = node[1];
+    EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num,
+                     relay.buffer_num),
+              Fields(1, 1, 0, 0, 1));
 }
 
 TEST_F(MacTest, LastFlowHasNoDelaySum)
@@ -261,63 +200,55 @@ TEST_F(MacTest, LastFlowHasNoDelaySum)
         StartScene();
         Queue(sender, sender + 1);
         RunTicks(400);
-        EXPECT_EQ(node[sender + 1].delay_sum, sender == 8 ? 286U + 34 : 286U); // see accounting
-        EXPECT_EQ(ave_delay[sender / 2], sender == 8 ? 0U : 286U);
+        EXPECT_EQ(Fields(node[sender + 1].delay_sum, ave_delay[sender / 2]),
+                  Fields(286, sender == 8 ? 0 : 286));
     }
+}
+
+// A frame of `type` for `receiver`, heard by `station` up to its last tick.
+static void HearFrame(int station, int type, int sender, int receiver)
+{
+    NODE &own = node[station];
+    own.rx_frame = {type, 0, 28, 0, -1, -1, sender, receiver, 0, 0, 0, 0, 0, 0, 0};
+    own.rx_flag = own.eifs_flag = 1;
+    own.rx_count = 28;
 }
 
 TEST_F(MacTest, ReactionToAFrame)
 {
-    constexpr int OTHER = 7;
     const struct {
         int type, receiver;
         STATE state;
         int nav, timer, lock;
     } cases[] = {
-        {FRAME_RTS, 2, STATE_WTCTS, 0, 45, 0},
-        {FRAME_RTS, OTHER, STATE_IDLE, 356, 0, 0},
-        {FRAME_CTS, OTHER, STATE_IDLE, 312, 0, 0},
-        {FRAME_CTS, 2, STATE_IDLE, 312, 0, 0}, // even the one it waits for
-        {FRAME_DATA, 2, STATE_RDAT, 0, 9, 1},
-        {FRAME_DATA, OTHER, STATE_IDLE, 268, 0, 0},
-        {FRAME_ACK, 2, STATE_IDLE, 0, 9, 0},
+        {FRAME_RTS, 2, STATE_WTCTS, 0, 45, 0}, {FRAME_RTS, 7, STATE_DCW, 356, 0, 0},
+        {FRAME_CTS, 7, STATE_DCW, 312, 0, 0},  {FRAME_CTS, 2, STATE_DCW, 312, 0, 0}, // its own, too
+        {FRAME_DATA, 2, STATE_RDAT, 0, 9, 1},  {FRAME_DATA, 7, STATE_DCW, 268, 0, 0},
+        {FRAME_ACK, 2, STATE_DCW, 0, 9, 0},
     };
+    NODE &own = node[2];
     for (const auto &c : cases) {
-        for (const STATE state : {STATE_IDLE, STATE_DCW}) {
-            SCOPED_TRACE(testing::Message() << c.type << " " << c.receiver << " " << state);
-            NODE &own = node[2];
-            own.state = state;
-            own.nav = 0;
-            own.timer = 9;
-            own.rx_flag = own.eifs_flag = 1;
-            own.rx_frame.type = c.type;
-            own.rx_frame.receiver = c.receiver;
-            own.rx_frame.duration = 28;
-            const auto step = state == STATE_IDLE ? RxStateIdle : RxStateWaitDifsAndCw;
-            own.rx_count = 27;
-            if (state == STATE_DCW) {
-                step(2); // not its last tick
-                EXPECT_EQ(own.timer + own.rx_flag, 10);
-                own.rx_count = 28;
-            }
-            own.rx_frame.corrupt = -1;
-            step(2);
-            EXPECT_EQ(own.timer + own.rx_flag, 10);
-            own.rx_frame.corrupt = 0;
-            step(2);
-            EXPECT_EQ(own.state, c.state == STATE_IDLE ? state : c.state);
-            EXPECT_EQ(own.nav, c.nav);
-            EXPECT_EQ(own.timer, c.timer);
-            EXPECT_EQ(own.rx_flag, c.lock);
-            EXPECT_EQ(own.eifs_flag, c.lock);
-        }
+        own.state = STATE_DCW;
+        own.nav = 0;
+        own.timer = 9;
+        HearFrame(2, c.type, 3, c.receiver);
+        own.rx_frame.corrupt = -1;
+        RxStateWaitDifsAndCw(2); // not a frame
+        own.rx_frame.corrupt = 0;
+        own.rx_count = 27;
+        RxStateWaitDifsAndCw(2); // one tick early
+        EXPECT_EQ(Fields(own.state, own.timer, own.rx_flag), Fields(STATE_DCW, 9, 1));
+        own.rx_count = 28;
+        RxStateWaitDifsAndCw(2);
+        EXPECT_EQ(Fields(own.state, own.nav, own.timer, own.rx_flag, own.eifs_flag),
+                  Fields(c.state, c.nav, c.timer, c.lock, c.lock))
+            << c.type << " " << c.receiver;
     }
-    for (const int nav : {300, 312, 313}) {
-        node[0].nav = nav;
-        node[0].timer = 9;
-        SetNav(0, NAV_CTS);
-        EXPECT_EQ(node[0].nav, nav == 313 ? 313 : 312); // never lowered
-        EXPECT_EQ(node[0].timer, 0);
+    for (const int nav : {300, 313}) {
+        own.nav = nav;
+        own.timer = 9;
+        SetNav(2, NAV_CTS);
+        EXPECT_EQ(Fields(own.nav, own.timer), Fields(nav == 300 ? 312 : 313, 0)); // never lowered
     }
 }
 
@@ -325,8 +256,7 @@ TEST_F(MacTest, AnswerStates)
 {
     const struct {
         STATE state;
-        int nav, timer;
-        uint64_t idle;
+        int nav, timer, idle;
         STATE after;
         int retries;
     } cases[] = {
@@ -337,38 +267,27 @@ TEST_F(MacTest, AnswerStates)
         {STATE_WTACK, 5, 1, 15, STATE_WTACK, 0}, {STATE_WTACK, 0, 0, 16, STATE_DCW, 0},
         {STATE_WRDAT, 0, 0, 0, STATE_DCW, 0},    {STATE_WRCTS, 0, 0, 0, STATE_DCW, 1},
     };
+    NODE &own = node[0];
     for (const auto &c : cases) {
         StartScene();
         Queue(0, 1, 900);
-        NODE &own = node[0];
         own.state = c.state;
         own.nav = c.nav;
         own.timer = c.timer;
-        own.idle_count = c.idle;
-        if (c.state == STATE_WRCTS) { // a complete CTS in the same tick comes too late
-            own.rx_frame = own.buffer[0];
-            own.rx_frame.type = FRAME_CTS;
-            own.rx_frame.receiver = 0;
-            own.rx_flag = 1;
-            own.rx_count = 28;
-        }
+        own.idle_count = static_cast<uint64_t>(c.idle);
         CheckTxEventAll();
+        if (c.state == STATE_WRCTS) {
+            HearFrame(0, FRAME_CTS, 1, 0); // complete in the tick of the time-out: too late
+        }
         CheckRxEventAll();
-        EXPECT_EQ(own.state, c.after) << c.state << " " << c.nav << " " << c.timer;
-        EXPECT_EQ(own.retry_count, c.retries) << c.state;
+        EXPECT_EQ(Fields(own.state, own.retry_count), Fields(c.after, c.retries))
+            << c.state << " " << c.nav << " " << c.timer;
     }
-}
-
-TEST_F(MacTest, EndOfAnAckKeepsTheLock)
-{
-    Queue(1, 0, 45);
-    node[1].state = STATE_TACK;
-    node[1].rx_flag = 1;
-    TxStateTxAck(1);
-    EXPECT_EQ(node[1].state, STATE_DCW);
-    EXPECT_EQ(node[1].backoff, 45U);
-    EXPECT_EQ(node[1].backoff_draws, 1);
-    EXPECT_EQ(node[1].rx_flag, 1);
+    own.backoff = 45;
+    own.timer = 0;
+    own.rx_flag = 1;
+    TxStateTxAck(0); // the end of an ACK keeps lock and backoff
+    EXPECT_EQ(Fields(own.state, own.backoff, own.rx_flag), Fields(STATE_DCW, 45, 1));
 }
 
 TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)
@@ -378,72 +297,70 @@ TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)
     own.buffer[0].receiver = 7;
     own.state = STATE_RACK;
     own.timer = 1;
-    own.rx_flag = 1;
-    own.rx_count = 28;
-    own.rx_frame = own.buffer[0];
-    own.rx_frame.type = FRAME_ACK;
-    own.rx_frame.receiver = 4;
-    g_sim_time = 9'000'000; // the head packet is too old for a hop delay by then
+    HearFrame(4, FRAME_ACK, 7, 4);
+    g_sim_time = 9'000'000; // the head packet has become too old for a hop delay
     RxStateWaitRxAck(4);
-    EXPECT_EQ(own.buffer_num, 0);
-    EXPECT_EQ(own.buffer_hop_num[3], -1); // not 7: not the upper neighbour, so the lower one
-    EXPECT_EQ(own.buffer_hop_num[7], 0);
-    EXPECT_EQ(own.buffer_hop_num[5], 1);
-    EXPECT_EQ(own.hop_delay_sum[7], 0U);
-    EXPECT_EQ(own.ack_ok_num, 1U);
+    // 7 is not the upper neighbour, so the lower one's count goes down.
+    EXPECT_EQ(Fields(own.buffer_hop_num[3], own.buffer_hop_num[5], own.buffer_hop_num[7]),
+              Fields(-1, 1, 0));
+    EXPECT_EQ(Fields(own.buffer_num, own.hop_delay_sum[7], own.ack_ok_num), Fields(0, 0, 1));
 }
 
 TEST_F(MacTest, WhoGetsAFrame)
 {
     Queue(2, 3);
+    node[5].rx_error = 1;
     for (const int type : {FRAME_RTS, FRAME_CTS, FRAME_DATA, FRAME_ACK}) {
-        for (int i = 0; i < NODE_NUM; ++i) {
-            node[i].rx_flag = node[i].signal_num = 0;
-            node[i].rx_error = i == 4 ? 1 : 0;
-        }
-        node[2].rx_frame.sender = 3;
+        node[4].rx_flag = node[5].rx_flag = 0;
+        HearFrame(2, FRAME_DATA, 3, 2);
         TxPacket(2, type);
-        for (const int i : {0, 1, 3, 4, 5, 6}) {
-            // A spoiled reception takes no frame but a CTS; the signal is heard all the same.
-            EXPECT_EQ(node[i].rx_flag, i == 6 || (i == 4 && type != FRAME_CTS) ? 0 : 1) << i;
-            ASSERT_EQ(node[i].signal_num, i == 6 ? 0 : 1) << i;
-        }
-        EXPECT_EQ(node[5].rx_frame.type, type);
-        EXPECT_EQ(node[5].rx_frame.receiver, 3);
-        EXPECT_EQ(node[5].signal_list[0].frame_no, type); // the fourth frame has number 3
+        // A spoiled reception takes no frame but a CTS; the signal is heard all the same.
+        EXPECT_EQ(Fields(node[4].rx_flag, node[5].rx_flag, node[6].rx_flag),
+                  Fields(1, type == FRAME_CTS ? 1 : 0, 0));
+        EXPECT_EQ(Fields(node[4].signal_num, node[5].signal_num, node[6].signal_num),
+                  Fields(type + 1, type + 1, 0));
+        EXPECT_EQ(Fields(node[4].rx_frame.type, node[4].rx_frame.receiver), Fields(type, 3));
+        EXPECT_EQ(node[5].signal_list[type].frame_no, type); // the frames are numbered from 0
     }
-    EXPECT_EQ(g_no, 4U);
-    EXPECT_EQ(node[5].rx_frame.nav_value, 28);
-
     // CTS of station 5 to 4: the row of 4 has the number of neighbour 7. CTS of 9 to 8: the row has
     // a number beyond the neighbours of 9.
     for (const int spoiled : {4, 7, 8}) {
         StartScene();
         node[spoiled].rx_error = 1;
         node[5].rx_frame.sender = 4;
-        TxPacket(5, FRAME_CTS);
-        EXPECT_EQ(node[4].rx_frame.receiver, spoiled == 7 ? -1 : 4);
         node[9].rx_frame.sender = 8;
+        TxPacket(5, FRAME_CTS);
         TxPacket(9, FRAME_CTS);
-        EXPECT_EQ(node[8].rx_frame.receiver, 8);
+        EXPECT_EQ(Fields(node[4].rx_frame.receiver, node[8].rx_frame.receiver),
+                  Fields(spoiled == 7 ? -1 : 4, 8));
     }
 }
 
-TEST_F(MacTest, SameStart)
+TEST_F(MacTest, StartOfDataLooksAround)
 {
-    // An idle neighbour's old head record matches, even one from the last load point.
-    node[1].buffer.head.tx_start = 34;
+    node[1].buffer.head.tx_start = 34; // of the last load point
     StartScene();
     Queue(0, 1);
     RunTicks(34);
-    EXPECT_EQ(node[0].same_start_num, 1U); // starts at 1
+    const STATE states[] = {STATE_DCW,   STATE_IDLE, STATE_DCW,  STATE_DCW,  STATE_RDAT,
+                            STATE_WTDAT, STATE_RACK, STATE_IDLE, STATE_IDLE, STATE_WTACK};
+    for (int i = 1; i < NODE_NUM; ++i) {
+        node[i].state = states[i];
+        node[i].timer = 9;
+        node[i].idle_count = i == 2 ? 34 : 35; // active while still in DIFS
+        node[i].busy = i == 8 ? 1 : 0;
+    }
     RunTicks(35);
-    EXPECT_EQ(node[0].same_start_num, 2U);
-    EXPECT_EQ(node[0].same_start_count, 1);
-    EXPECT_EQ(node[0].same_start_hop_num[1], 1U);
-    EXPECT_EQ(node[1].same_start_num, 2U);
-    EXPECT_EQ(node[2].same_start_num, 1U);
-    EXPECT_EQ(col[0][1][ROW_COL].total, 1);
-    EXPECT_EQ(col[0][1][ROW_CON].total, 1);
-    EXPECT_EQ(node[0].same_start_flag + node[1].same_start_flag, 0);
+    const char *const found = "XZXZYZXZYY"; // the sender finds itself active
+    for (int j = 0; j < NODE_NUM; ++j) {
+        EXPECT_EQ(Fields(X_count[0][j], Y_count[0][j], Z_count[0][j]),
+                  Fields(found[j] == 'X', found[j] == 'Y', found[j] == 'Z'))
+            << j;
+    }
+    // The old head record of an idle station makes the start a common one; the count starts at 1.
+    EXPECT_EQ(Fields(node[0].same_start_num, node[0].same_start_count,
+                     node[0].same_start_hop_num[1], node[1].same_start_num, node[2].same_start_num),
+              Fields(2, 1, 1, 2, 1));
+    EXPECT_EQ(Fields(col[0][1][ROW_COL].total, col[0][1][ROW_CON].total, node[0].same_start_flag),
+              Fields(1, 1, 0));
 }

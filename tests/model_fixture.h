@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 #include "driver/state.h"
 #include "driver/sweep.h"
@@ -13,6 +14,12 @@
 #include "topology/random.h"
 #include "topology/routing.h"
 #include "topology/traffic.h"
+
+// Several fields side by side, to be compared in one line.
+template <class... FIELD> std::vector<int64_t> Fields(FIELD... field)
+{
+    return {static_cast<int64_t>(field)...};
+}
 
 class ModelTest : public testing::Test
 {

@@ -36,41 +36,16 @@ static void ForgetPast()
     g_ariv_rate2 = 0.0;
 }
 
-static void Place(const SCENE &scene)
+static void PlaceExplicit(const SCENE &scene)
 {
-    switch (scene.layout) {
-    case LAYOUT_DESIGN:
-        DesignPositionAllNode();
-        break;
-    case LAYOUT_LINE:
-        LinePositionAllNode();
-        break;
-    case LAYOUT_RANDOM:
-        RandPositionAllNode();
-        break;
-    case LAYOUT_EXPLICIT:
-        for (int i = 0; i < NODE_NUM; ++i) {
-            node[i].pos_x = scene.positions.at(static_cast<size_t>(i)).x;
-            node[i].pos_y = scene.positions.at(static_cast<size_t>(i)).y;
-        }
-        break;
+    for (int i = 0; i < NODE_NUM; ++i) {
+        node[i].pos_x = scene.positions.at(static_cast<size_t>(i)).x;
+        node[i].pos_y = scene.positions.at(static_cast<size_t>(i)).y;
     }
 }
 
-static void Route(ROUTES routes)
-{
-    switch (routes) {
-    case ROUTES_DESIGN:
-        MakeTable_Design();
-        break;
-    case ROUTES_LINE:
-        MakeTable_Line();
-        break;
-    case ROUTES_NEIGHBOURS:
-        MakeTable_Rand();
-        break;
-    }
-}
+static void (*const PLACE[])() = {DesignPositionAllNode, LinePositionAllNode, RandPositionAllNode};
+static void (*const ROUTE[])() = {MakeTable_Design, MakeTable_Line, MakeTable_Rand};
 
 // Replaces the network of the experiment by that of the scene.
 static void BuildNetwork(const SCENE &scene)
@@ -81,9 +56,13 @@ static void BuildNetwork(const SCENE &scene)
         std::memset(own.interference_list, EMPTY, sizeof own.interference_list);
         std::memset(own.table, EMPTY, sizeof own.table);
     }
-    Place(scene);
+    if (scene.layout == LAYOUT_EXPLICIT) {
+        PlaceExplicit(scene);
+    } else {
+        PLACE[scene.layout]();
+    }
     CheckConnection();
-    Route(scene.routes);
+    ROUTE[scene.routes]();
 }
 
 static void Enqueue(const SENDING &sending)
@@ -123,14 +102,12 @@ static void Enqueue(const SENDING &sending)
 static void PutOnAir(int sender)
 {
     NODE &own = node[sender];
-    const bool rts = own.state == STATE_TRTS;
-    const bool data = own.state == STATE_TDAT;
-    const bool cts = own.state == STATE_TCTS;
-    if (!rts && !data && !cts && own.state != STATE_TACK) {
+    const int32_t kind = (own.state - STATE_TRTS) / 2; // the states of sending follow the frames
+    if (own.state < STATE_TRTS || own.state > STATE_TACK || own.state % 2 != 0) {
         return;
     }
-    const int32_t kind = rts ? FRAME_RTS : data ? FRAME_DATA : cts ? FRAME_CTS : FRAME_ACK;
-    const int32_t receiver = rts || data ? own.buffer.head.receiver : own.rx_frame.sender;
+    const bool answer = kind == FRAME_CTS || kind == FRAME_ACK;
+    const int32_t receiver = answer ? own.rx_frame.sender : own.buffer.head.receiver;
     own.last_frame_no = g_no++;
     for (int k = 0; k < own.interference_num; ++k) {
         NODE &other = node[own.interference_list[k]];
@@ -208,12 +185,12 @@ std::string DescribeScene(const SCENE &scene)
 {
     std::ostringstream text;
     text << scene.name << ": layout " << scene.layout << ", routes " << scene.routes << ", ranges "
-         << scene.transmission_range_m << " and " << scene.carrier_sense_range_m << " m, "
-         << scene.data_length << " bytes, load " << scene.load_kbps << " kbit/s or "
-         << scene.ariv_rate << " per tick, RTS " << scene.rts_flag << ", queue "
-         << scene.queue_limit << ", log " << scene.log_limit << ", window " << scene.window_begin
-         << " to " << scene.window_end << ", from tick " << scene.start_tick << ", seed "
-         << scene.seed << ", block " << scene.stream_block << "\n";
+         << scene.transmission_range_m << " m, " << scene.carrier_sense_range_m << " m, bytes "
+         << scene.data_length << ", load " << scene.load_kbps << ", rate " << scene.ariv_rate
+         << ", RTS " << scene.rts_flag << ", queue " << scene.queue_limit << ", log "
+         << scene.log_limit << ", window " << scene.window_begin << " to " << scene.window_end
+         << ", start " << scene.start_tick << ", seed " << scene.seed << ", block "
+         << scene.stream_block << "\n";
     for (const POSITION &position : scene.positions) {
         text << "(" << position.x << ", " << position.y << ") ";
     }
@@ -222,8 +199,7 @@ std::string DescribeScene(const SCENE &scene)
              << " to " << sending.dst << ", nav_value " << sending.nav_value;
     }
     for (const START &start : scene.starts) {
-        text << "\nstation " << start.station << " starts with " << start.field << " = "
-             << start.value;
+        text << "\nstation " << start.station << ": " << start.field << " = " << start.value;
     }
     return text.str();
 }

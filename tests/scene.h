@@ -51,10 +51,10 @@ struct SCENE {
     ROUTES routes = ROUTES_DESIGN;
     double transmission_range_m = 40.0;
     double carrier_sense_range_m = 40.0;
-    int32_t data_length = 1472;     // bytes
-    int32_t load_kbps = 0;          // per flow
-    double ariv_rate = 0.0;         // unless 0: instead of the load, packets per tick and flow
-    bool rts_flag = false;          // all packets go with RTS and CTS
+    int32_t data_length = 1472; // bytes
+    int32_t load_kbps = 0;      // per flow
+    double ariv_rate = 0.0;     // unless 0: instead of the load, packets per tick and flow
+    bool rts_flag = false;      // all packets go with RTS and CTS
     int32_t queue_limit = QUEUE_LIMIT;
     int32_t log_limit = QUEUE_LIMIT;
     uint64_t window_begin = 0;

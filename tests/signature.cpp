@@ -36,6 +36,7 @@ RUN RunProgramIn(const std::string &dir)
     dup2(file, STDOUT_FILENO);
     close(file);
     fs::current_path(dir);
+    FreeState(); // what a test of the model has left
     const int status = RunProgram();
     fs::current_path(before);
     std::fflush(stdout);

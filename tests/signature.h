@@ -15,6 +15,6 @@ RUN RunProgramIn(const std::string &dir);
 // A new directory for temporary files. The caller removes it.
 std::string MakeScratchDirectory();
 
-// Runs a shortened experiment under a fixed clock, by plain ticking or fast, and returns the hash of
-// its result files and of what it printed, less the sizes of the records and the times taken.
+// Runs a shortened experiment under a fixed clock, by plain ticking or fast, and returns the hash
+// of its result files and of what it printed, less the sizes of the records and the times taken.
 std::string Signature(bool plain);

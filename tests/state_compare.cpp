@@ -159,24 +159,28 @@ SNAPSHOT TakeSnapshot()
     return snapshot;
 }
 
+template <class T> static T Read(const char *bytes)
+{
+    T value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
 static void WriteValue(std::ostream &out, TYPE type, const char *bytes)
 {
-    int32_t small = 0;
-    int64_t large = 0;
-    double real = 0.0;
-    std::memcpy(&small, bytes, sizeof small);
-    if (type == TYPE_I32) {
-        out << small;
-        return;
-    }
-    std::memcpy(&large, bytes, sizeof large);
-    std::memcpy(&real, bytes, sizeof real);
-    if (type == TYPE_F64) {
-        out << std::hexfloat << real;
-    } else if (type == TYPE_U64) {
-        out << static_cast<uint64_t>(large);
-    } else {
-        out << large;
+    switch (type) {
+    case TYPE_I32:
+        out << Read<int32_t>(bytes);
+        break;
+    case TYPE_I64:
+        out << Read<int64_t>(bytes);
+        break;
+    case TYPE_U64:
+        out << Read<uint64_t>(bytes);
+        break;
+    case TYPE_F64:
+        out << std::hexfloat << Read<double>(bytes);
+        break;
     }
 }
 
@@ -210,7 +214,8 @@ std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual)
             const size_t at = piece.at + static_cast<size_t>(k) * width;
             const char *first = expected.bytes.data() + at;
             const char *second = actual.bytes.data() + at;
-            if (at + width > actual.bytes.size() || std::memcmp(first, second, width) != 0) {
+            assert(at + width <= actual.bytes.size());
+            if (std::memcmp(first, second, width) != 0) {
                 WriteName(out, piece, k);
                 out << ": ";
                 WriteValue(out, piece.field->type, first);
@@ -228,12 +233,9 @@ void SetField(int station, const char *name, int64_t value)
     for (const FIELD &field : NODE_FIELDS) {
         if (field.name == name) {
             char *to = reinterpret_cast<char *>(&node[station]) + field.offset;
-            const auto small = static_cast<int32_t>(value);
-            if (field.type == TYPE_I32) {
-                std::memcpy(to, &small, sizeof small);
-            } else {
-                std::memcpy(to, &value, sizeof value);
-            }
+            const int32_t narrow = static_cast<int32_t>(value);
+            const bool is_narrow = field.type == TYPE_I32;
+            std::memcpy(to, is_narrow ? static_cast<const void *>(&narrow) : &value, Width(field));
             return;
         }
     }
