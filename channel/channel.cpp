@@ -11,7 +11,8 @@ static uint32_t g_active;      // stations that count as active, one bit each
 static uint32_t g_next_active; // the same for the next tick
 static uint32_t g_carriers;    // stations whose carrier others sense
 static int32_t g_active_since; // tick from which `g_active` holds
-static uint64_t g_active_ticks[ALL_STATIONS + 1]; // ticks not yet entered, by the set of active stations
+static uint64_t
+    g_active_ticks[ALL_STATIONS + 1]; // ticks not yet entered, by the set of active stations
 
 // Not later than the first tick in which a sleeping station is no longer active, being past DIFS.
 static int32_t g_next_lapse;
@@ -20,8 +21,8 @@ static int32_t g_next_lapse;
 static bool IsActive(const NODE &own)
 {
     constexpr uint32_t ACTIVE_STATES = 1U << STATE_WTDAT | 1U << STATE_TDAT | 1U << STATE_RACK;
-    const bool contending = (own.state == STATE_DCW) & (own.nav == 0) & (own.busy == 0) &
-                            (own.idle_count <= DIFS);
+    const bool contending =
+        (own.state == STATE_DCW) & (own.nav == 0) & (own.busy == 0) & (own.idle_count <= DIFS);
     return ((ACTIVE_STATES >> own.state & 1U) != 0) | contending;
 }
 
@@ -88,12 +89,12 @@ static int32_t LapseTick(int station)
     return g_difs_end[station] == NEVER ? NEVER : g_difs_end[station] + 1;
 }
 
-void PredictActivity(int station)
+void PredictActivity(int station, int32_t lapse_tick)
 {
     const NODE &own = node[station];
     g_next_active = (g_next_active & ~(1U << station)) | Bit(station, IsActive(own));
     g_carriers = (g_carriers & ~(1U << station)) | Bit(station, HasCarrier(own));
-    g_next_lapse = std::min(g_next_lapse, LapseTick(station));
+    g_next_lapse = std::min(g_next_lapse, lapse_tick);
 }
 
 // Lets the stations go inactive whose DIFS has passed by now.

@@ -11,8 +11,7 @@ static int Pairing(const SIGNAL &victim, const SIGNAL &other)
     if (!known) {
         return EMPTY;
     }
-    return (victim.kind == FRAME_ACK ? PAIRING_AD : PAIRING_DD) +
-           (other.kind == FRAME_ACK ? 1 : 0);
+    return (victim.kind == FRAME_ACK ? PAIRING_AD : PAIRING_DD) + (other.kind == FRAME_ACK ? 1 : 0);
 }
 
 static bool Senses(int64_t station, int64_t other)

@@ -1,4 +1,5 @@
-// The stages at the end of a tick that age the countdowns and sample the queues, station by station.
+// The stages at the end of a tick that age the countdowns and sample the queues, station by
+// station.
 #pragma once
 
 #include <algorithm>
@@ -14,8 +15,8 @@ inline void DecrementTimer(int station)
     node[station].timer -= node[station].timer > 0 ? 1 : 0;
 }
 
-// Counts a running NAV down by one tick. When it reaches 0, the station returns to contention or idle
-// and its receive lock ends.
+// Counts a running NAV down by one tick. When it reaches 0, the station returns to contention or
+// idle and its receive lock ends.
 inline void DecrementNav(int station)
 {
     NODE &own = node[station];
@@ -35,8 +36,8 @@ inline void CountBuffer(int station)
     }
 }
 
-// The same for the ticks since the length last changed, up to the tick before the clock's, and the new
-// length from now on. The fast-forward's way of counting.
+// The same for the ticks since the length last changed, up to the tick before the clock's, and the
+// new length from now on. The fast-forward's way of counting.
 void SettleBuffer(int station);
 
 // Starts the account of queue lengths at the clock's tick.
@@ -54,8 +55,8 @@ inline int32_t TimerDue(const NODE &own)
     return own.timer > 0 ? own.timer + 1 : 1;
 }
 
-// Ticks until a handler finds `count` at `goal`, counted from the tick just ended: the count goes up
-// by one per tick, or rests.
+// Ticks until a handler finds `count` at `goal`, counted from the tick just ended: the count goes
+// up by one per tick, or rests.
 inline int32_t CountDue(uint64_t count, uint64_t goal, bool counting)
 {
     const uint64_t left = goal - count; // wraps to a large number beyond the goal

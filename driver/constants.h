@@ -1,13 +1,13 @@
-// The fixed numbers of the model: timing of the OFDM physical layer, limits of the DCF, sizes of the
-// tables. Times are in ticks of 1 us unless the name says otherwise.
+// The fixed numbers of the model: timing of the OFDM physical layer, limits of the DCF, sizes of
+// the tables. Times are in ticks of 1 us unless the name says otherwise.
 #pragma once
 
 #include <cstdint>
 
-constexpr int NODE_NUM = 10;    // stations that take part
+constexpr int NODE_NUM = 10;     // stations that take part
 constexpr int NODE_RECORDS = 11; // records allocated; the last one is spare and stays zero
-constexpr int FLOW_NUM = 5;     // flow k runs from station 2k to station 2k + 1
-constexpr int EMPTY = -1;       // an index field that names nothing
+constexpr int FLOW_NUM = 5;      // flow k runs from station 2k to station 2k + 1
+constexpr int EMPTY = -1;        // an index field that names nothing
 constexpr double ARRIVAL_FACTOR = FLOW_NUM; // one arrival trial per tick serves all flows
 
 // IEEE 802.11-2020 table 17-21 (OFDM PHY, 20 MHz channel)
@@ -28,11 +28,11 @@ constexpr int ACK_TICKS = 28;
 constexpr int RTS_NAV_VALUE = 352;
 constexpr int CTS_NAV_VALUE = 304;
 constexpr int ACK_NAV_VALUE = 28;
-constexpr int DATA_DURATION = 28; // what every DATA frame carries in `duration`
+constexpr int DATA_DURATION = 28;     // what every DATA frame carries in `duration`
 constexpr int RTS_THRESHOLD = 100000; // compared with the head packet's `nav_value`
 
 constexpr int BITS_PER_BYTE = 8;
-constexpr int MAC_FCS_BYTES = 4;    // frame check sequence behind the packet
+constexpr int MAC_FCS_BYTES = 4;       // frame check sequence behind the packet
 constexpr int SERVICE_TAIL_BITS = 221; // SERVICE and tail bits, plus 215 to round the division up
 constexpr int BITS_PER_SYMBOL = 216;   // 54 Mbit/s
 constexpr int SYMBOL = 4;
@@ -45,7 +45,7 @@ constexpr int QUEUE_LIMIT = 100000; // packets a transmit queue may hold, and en
 constexpr int QUEUE_SLOTS = QUEUE_LIMIT + 1;
 constexpr int SIGNAL_SLOTS = 10;
 
-constexpr double WINDOW_TICKS = 3e7;     // divisor of every rate, whatever the window
+constexpr double WINDOW_TICKS = 3e7; // divisor of every rate, whatever the window
 constexpr double KBPS_PER_MBPS = 1000.0;
 constexpr double MAX_HOP_AGE = 9e6; // a hop delay counts only below this age of the head packet
 

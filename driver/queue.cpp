@@ -1,6 +1,7 @@
 #include "driver/queue.h"
 
 #include <cassert>
+#include <cstring>
 
 #include "driver/state.h"
 #include "driver/wake.h"
@@ -122,8 +123,8 @@ void InitQueue(int station)
     ForgetTouches(own.buffer);
 }
 
-// The entry of `log` for this key, or the unused one where it would be put. Keys of one source follow
-// each other, so they fill neighbouring places.
+// The entry of `log` for this key, or the unused one where it would be put. Keys of one source
+// follow each other, so they fill neighbouring places.
 static int32_t &LogPlace(FRAME_LOG &log, int32_t src, int32_t seq)
 {
     constexpr uint32_t SPREAD = 0x9E3779B1U; // odd: tells the sources apart
@@ -161,9 +162,7 @@ void LogFrame(int station, const PACKET &frame)
 void InitLog(int station)
 {
     if (node[station].recv_log_num > 0) {
-        for (int32_t &place : node[station].recv_log.place) {
-            place = 0;
-        }
+        std::memset(node[station].recv_log.place, 0, sizeof QUEUE_MEMORY::place);
     }
     node[station].recv_log_num = 0;
 }

@@ -35,20 +35,23 @@ struct ID_TOUCH {
 
 constexpr int TOUCH_SLOTS = 1 << 17; // table size; half of it is used at most
 
-// The queue: position 0 is the packet being served, the others follow in order of arrival. The number
-// of packets is kept beside it in `NODE::buffer_num`.
+// The queue: position 0 is the packet being served, the others follow in order of arrival. The
+// number of packets is kept beside it in `NODE::buffer_num`.
 //
-// A plain array that moves up by one at every removal would show the same: what it leaves behind above
-// the last packet is written over whole before anything reads it. Position 0 alone is read while the
-// queue is empty, and there the packet removed last stays, here as there.
+// A plain array that moves up by one at every removal would show the same: what it leaves behind
+// above the last packet is written over whole before anything reads it. Position 0 alone is read
+// while the queue is empty, and there the packet removed last stays, here as there.
+//
+// The long arrays lie apart, in memory of the queue's own that is taken at start-up: the fields
+// that every tick reads then share few pages.
 struct QUEUE {
     PACKET head;
-    PACKET rest[QUEUE_LIMIT];    // ring of positions 1, 2, ...
-    int32_t first;               // ring place of position 1
-    int32_t touch_num;           // entries of `touch` in use
-    uint64_t taken;              // packets that have left the ring
-    uint64_t epoch;              // of the entries in `touch` now in use; 0 marks unused memory
-    ID_TOUCH touch[TOUCH_SLOTS]; // open addressing by id
+    PACKET *rest;      // ring of positions 1, 2, ...; QUEUE_LIMIT places
+    ID_TOUCH *touch;   // open addressing by id; TOUCH_SLOTS entries
+    int32_t first;     // ring place of position 1
+    int32_t touch_num; // entries of `touch` in use
+    uint64_t taken;    // packets that have left the ring
+    uint64_t epoch;    // of the entries in `touch` now in use; 0 marks unused memory
 
     // Position `i` of the queue, 0 to QUEUE_LIMIT.
     PACKET &operator[](int i)
@@ -69,18 +72,26 @@ struct LOG_ENTRY {
 
 constexpr int LOG_SLOTS = 1 << 18;
 
-// Log of accepted DATA frames, for the duplicate test. The number of entries that the test covers is
-// kept beside it in `NODE::recv_log_num`.
+// Log of accepted DATA frames, for the duplicate test. The number of entries that the test covers
+// is kept beside it in `NODE::recv_log_num`.
 struct FRAME_LOG {
+    LOG_ENTRY *entry; // QUEUE_SLOTS entries
+    int32_t *place; // open addressing by key: position in `entry` plus 1, 0 when unused; LOG_SLOTS
+};
+
+// The long arrays of one station.
+struct QUEUE_MEMORY {
+    PACKET rest[QUEUE_LIMIT];
+    ID_TOUCH touch[TOUCH_SLOTS];
     LOG_ENTRY entry[QUEUE_SLOTS];
-    int32_t place[LOG_SLOTS]; // open addressing by key: position in `entry` plus 1, 0 when unused
+    int32_t place[LOG_SLOTS];
 };
 
 // Puts an empty record into `packet`. The times except `age_base` and the id stay as they were.
 void InitPacket(PACKET *packet);
 
-// Adds `packet` behind the last one of `station` and counts it for its next hop. The caller has seen to
-// it that there is room.
+// Adds `packet` behind the last one of `station` and counts it for its next hop. The caller has
+// seen to it that there is room.
 void AppendPacket(int station, const PACKET &packet);
 
 // Removes the head packet of `station`; the next one takes its place. The last one leaves a copy

@@ -94,24 +94,24 @@ struct NODE {
     uint64_t hop_delay_sum[NODE_NUM]; // service delays of acknowledged packets per hop; window
 
     // Load point: time shares, all in ticks, window only.
-    uint64_t queue_time;                      // queue not empty; counts double at station 0
-    uint64_t queue_hop_time[NODE_NUM];        // packets queued for this neighbour
-    uint64_t delay_sum;                       // end-to-end delays of DATA delivered here
-    uint64_t send_time;                       // DATA exchange or DIFS
-    uint64_t send_hop_time[NODE_NUM];         // DATA exchange, by next hop
-    uint64_t busy_time;                       // medium busy or receiving
-    uint64_t idle_time;                       // medium idle, backoff included
-    uint64_t hop_extra_sum[NODE_NUM];         // never counted: the column it feeds stays 0
-    uint64_t hop_extra_sum2[NODE_NUM];        // never counted: the column it feeds stays 0
-    uint64_t busy_queue_time;                 // busy with a packet queued
-    uint64_t busy_queue_hop_time[NODE_NUM];   // the same by next hop
-    uint64_t backoff_time;                    // idle while contending beyond DIFS
-    uint64_t backoff_hop_time[NODE_NUM];      // the same by next hop
-    uint64_t window_ticks;                    // ticks accounted
-    uint64_t same_start_num;                  // DATA starts that met another one; starts at 1
-    uint64_t same_start_hop_num[NODE_NUM];    // the same by next hop, from 0
-    int32_t same_start_flag;                  // 1: began DATA together with a station in range
-    int32_t same_start_count;                 // 32-bit twin of same_start_num, from 0
+    uint64_t queue_time;                    // queue not empty; counts double at station 0
+    uint64_t queue_hop_time[NODE_NUM];      // packets queued for this neighbour
+    uint64_t delay_sum;                     // end-to-end delays of DATA delivered here
+    uint64_t send_time;                     // DATA exchange or DIFS
+    uint64_t send_hop_time[NODE_NUM];       // DATA exchange, by next hop
+    uint64_t busy_time;                     // medium busy or receiving
+    uint64_t idle_time;                     // medium idle, backoff included
+    uint64_t hop_extra_sum[NODE_NUM];       // never counted: the column it feeds stays 0
+    uint64_t hop_extra_sum2[NODE_NUM];      // never counted: the column it feeds stays 0
+    uint64_t busy_queue_time;               // busy with a packet queued
+    uint64_t busy_queue_hop_time[NODE_NUM]; // the same by next hop
+    uint64_t backoff_time;                  // idle while contending beyond DIFS
+    uint64_t backoff_hop_time[NODE_NUM];    // the same by next hop
+    uint64_t window_ticks;                  // ticks accounted
+    uint64_t same_start_num;                // DATA starts that met another one; starts at 1
+    uint64_t same_start_hop_num[NODE_NUM];  // the same by next hop, from 0
+    int32_t same_start_flag;                // 1: began DATA together with a station in range
+    int32_t same_start_count;               // 32-bit twin of same_start_num, from 0
 
     // Load point: successive acknowledgements; window.
     uint64_t ack_ok_num;       // ACKs received
@@ -123,9 +123,10 @@ struct NODE {
 constexpr int TABLE_DST = 0;
 constexpr int TABLE_NEXT = 1;
 
-// Results of one load point, each value summed over the trials. The record is flat: one writer reads
-// the value just before a table. Links are indexed [sender][receiver]; delays are in ticks, rates in
-// Mbit/s, the rest are shares and probabilities. "Spare" and "aux" values are written by nobody.
+// Results of one load point, each value summed over the trials. The record is flat: one writer
+// reads the value just before a table. Links are indexed [sender][receiver]; delays are in ticks,
+// rates in Mbit/s, the rest are shares and probabilities. "Spare" and "aux" values are written by
+// nobody.
 struct RESULT {
     double spare[10];
     double flow_offered_throughput[FLOW_NUM][2]; // [0] offered load, [1] throughput

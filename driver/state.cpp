@@ -65,15 +65,29 @@ static bool AllocateTable(COL *(&table)[NODE_NUM][NODE_NUM])
     return true;
 }
 
+static QUEUE_MEMORY *g_queue_memory = nullptr;
+
 bool AllocateState()
 {
     // Zero pages are not resident until they are touched, so the long arrays cost what they hold.
     node = static_cast<NODE *>(std::calloc(NODE_RECORDS, sizeof(NODE)));
-    return node != nullptr && AllocateTable(col) && AllocateTable(dp);
+    g_queue_memory = static_cast<QUEUE_MEMORY *>(std::calloc(NODE_RECORDS, sizeof(QUEUE_MEMORY)));
+    if (node == nullptr || g_queue_memory == nullptr || !AllocateTable(col) || !AllocateTable(dp)) {
+        return false;
+    }
+    for (int i = 0; i < NODE_RECORDS; ++i) {
+        QUEUE_MEMORY &memory = g_queue_memory[i];
+        node[i].buffer.rest = memory.rest;
+        node[i].buffer.touch = memory.touch;
+        node[i].recv_log = {memory.entry, memory.place};
+    }
+    return true;
 }
 
 void FreeState()
 {
     std::free(node);
+    std::free(g_queue_memory);
     node = nullptr;
+    g_queue_memory = nullptr;
 }

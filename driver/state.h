@@ -7,7 +7,8 @@
 #include "driver/constants.h"
 #include "driver/records.h"
 
-// What the experiment is. The program runs with these defaults; tests and tools shorten or stress it.
+// What the experiment is. The program runs with these defaults; tests and tools shorten or stress
+// it.
 struct SETTINGS {
     int32_t trial_num = 2;
     int32_t load_step_kbps = 1000;
@@ -22,8 +23,8 @@ struct SETTINGS {
 };
 extern SETTINGS g_settings;
 
-extern NODE *node;     // NODE_RECORDS stations
-extern RESULT *result; // load + 2 load points
+extern NODE *node;                   // NODE_RECORDS stations
+extern RESULT *result;               // load + 2 load points
 extern COL *col[NODE_NUM][NODE_NUM]; // [sender][receiver]: COL_RECORDS rows of collisions
 extern COL *dp[NODE_NUM][NODE_NUM];  // the same for frames that had collided before
 
@@ -41,16 +42,16 @@ extern double g_ariv_rate2; // the same for the second generator, which nothing 
 extern int32_t g_interval;  // mean ticks between the packets of a flow; INT32_MIN at load 0
 extern int32_t g_interval2; // the same for a fixed source of 30 Mbit/s
 
-extern uint64_t g_no;            // number of the next transmission within the load point
-extern int64_t temp_trans1;      // ticks in which stations 0, 2 and 6 were active together
-extern int64_t temp_trans2;      // the same with station 8
-extern int64_t temp_non;         // printed, counted by nobody
+extern uint64_t g_no;                // number of the next transmission within the load point
+extern int64_t temp_trans1;          // ticks in which stations 0, 2 and 6 were active together
+extern int64_t temp_trans2;          // the same with station 8
+extern int64_t temp_non;             // printed, counted by nobody
 extern uint64_t ave_delay[FLOW_NUM]; // end-to-end delays per flow; flow 4 has no sum; window
 extern int32_t flag_col[NODE_NUM];   // collision flags; only ever cleared
-extern int32_t count_cw;             // resets of kind RESET_DONE that drew 15 slots, in all load points
+extern int32_t count_cw; // resets of kind RESET_DONE that drew 15 slots, in all load points
 
-// Per ordered pair of stations, at any time: ticks active together, and what station j was doing when
-// station i began a DATA frame (X active, Y busy, Z neither).
+// Per ordered pair of stations, at any time: ticks active together, and what station j was doing
+// when station i began a DATA frame (X active, Y busy, Z neither).
 extern uint64_t trans_con[NODE_NUM][NODE_NUM];
 extern uint64_t X_count[NODE_NUM][NODE_NUM];
 extern uint64_t Y_count[NODE_NUM][NODE_NUM];

@@ -23,8 +23,8 @@ void InitNode(int station)
     NODE &own = node[station];
     InitLog(station);
     InitQueue(station);
-    // Everything before and behind the packet records starts at zero; the records are long, and what
-    // they hold from the last load point is not read again.
+    // Everything before and behind the packet records starts at zero; the records are long, and
+    // what they hold from the last load point is not read again.
     std::memset(&own, 0, offsetof(NODE, rx_frame));
     std::memset(&own.rx_flag, 0, sizeof(NODE) - offsetof(NODE, rx_flag));
     std::memset(own.connect_list, EMPTY, sizeof own.connect_list);
@@ -32,7 +32,8 @@ void InitNode(int station)
     std::memset(own.table, EMPTY, sizeof own.table);
     std::memset(own.signal_list, EMPTY, sizeof own.signal_list);
     own.cw = CW_MIN;
-    // Kept: the initial draw ends below CW_MIN, so it can never be CW_MIN itself as later draws can.
+    // Kept: the initial draw ends below CW_MIN, so it can never be CW_MIN itself as later draws
+    // can.
     own.backoff_slots = static_cast<int32_t>(RandUniform(0.0, own.cw));
     own.backoff_draws = 1;
     own.backoff = static_cast<uint64_t>(own.backoff_slots * SLOT);

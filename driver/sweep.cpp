@@ -121,7 +121,8 @@ void simulation()
     int32_t done = 0;
     for (int32_t trial = 0; trial < g_settings.trial_num; ++trial) {
         g_counter = 0;
-        for (int32_t kbps = 0; kbps <= g_settings.load_max_kbps; kbps += g_settings.load_step_kbps) {
+        for (int32_t kbps = 0; kbps <= g_settings.load_max_kbps;
+             kbps += g_settings.load_step_kbps) {
             const int64_t load_start = g_clock();
             SimulateLoad(trial, kbps);
             PrintElapsedTime(SecondsSince(run_start));

@@ -10,8 +10,8 @@
 #include "topology/traffic.h"
 
 // Each stage visits the stations in ascending order. A state that a handler sets in the transmit
-// stage is seen by the receive stage of the same tick; what the receive stage sets is acted on in the
-// next tick. The stages behind the channel keep to one station each, so they may as well be run
+// stage is seen by the receive stage of the same tick; what the receive stage sets is acted on in
+// the next tick. The stages behind the channel keep to one station each, so they may as well be run
 // station by station.
 void Tick()
 {

@@ -1,7 +1,7 @@
 #include "driver/wake.h"
 
 #include <algorithm>
-#include <iterator>
+#include <cassert>
 
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
@@ -17,22 +17,23 @@ uint32_t g_awake = ALL_STATIONS;
 uint32_t g_tx_due = ALL_STATIONS;
 uint32_t g_rx_due = ALL_STATIONS;
 uint32_t g_nav_ended = 0;
+uint64_t g_event_tick_num = 0;
+uint64_t g_visit_num = 0;
 int32_t g_difs_end[NODE_NUM];
 
 // Derived from the neighbour lists: neighbours by carrier sense, and by either range.
 uint32_t g_interference_set[NODE_NUM];
 static uint32_t g_neighbour_set[NODE_NUM];
 
-// First tick in which a stage may act on the station by itself, and which sides it is that may. The
-// lanes beyond the stations never come due; they round the search off to whole vectors.
-constexpr int LANE_NUM = 12;
-alignas(16) static int32_t g_wake_tick[LANE_NUM];
+// First tick in which a stage may act on the station by itself, NEVER if it takes another station.
+static int64_t g_wake_tick[NODE_NUM];
 
 // What else is known of a sleeping station.
 struct SLEEP {
     int32_t complete;  // first tick that its fields do not reflect yet
     bool tx_due;       // its transmit side may act in the tick in which it wakes
     bool rx_due;       // its receive side may
+    bool sends;        // has DATA on the air or awaits its ACK, and counts the ticks of that
     bool counts_idle;  // `idle_count` goes up with every tick
     bool counts_frame; // `rx_count` goes up with every tick
 };
@@ -48,19 +49,21 @@ uint64_t WindowTicksBetween(int64_t since, int64_t until)
     return static_cast<uint64_t>(std::max<int64_t>(to - from, 0));
 }
 
-// Lets a sleeping station live through the ticks up to, not including, the clock's, and through this
-// tick's transmit stage too unless its transmit side is due. A sender of DATA is met by no receive
-// stage, and one that waits for its ACK is always met, as it counts.
+// Lets a sleeping station live through the ticks up to, not including, the clock's, and through
+// this tick's transmit stage too unless its transmit side is due. A sender of DATA is met by no
+// receive stage, and one that waits for its ACK is always met, as it counts.
 static void CatchUp(int station)
 {
     NODE &own = node[station];
     const SLEEP &sleep = g_sleep[station];
     const int32_t ticks = Now() - sleep.complete;
-    QuietTx(own, ticks + static_cast<int32_t>(~g_tx_due >> station & 1U));
-    QuietRx(own, ticks);
+    if (sleep.sends) {
+        QuietTx(own, ticks + static_cast<int32_t>(~g_tx_due >> station & 1U));
+        QuietRx(own, ticks);
+        g_rx_due |= static_cast<uint32_t>(own.state == STATE_RACK) << station;
+    }
     QuietChannel(own, sleep.counts_idle ? ticks : 0, sleep.counts_frame ? ticks : 0);
     QuietTimers(own, ticks);
-    g_rx_due |= static_cast<uint32_t>(own.state == STATE_RACK) << station;
 }
 
 // Wakes the stations of a set that sleep.
@@ -88,8 +91,16 @@ void WakeListeners(int sender)
 
 void SettleDeaf(uint32_t carriers)
 {
-    for (const int i : STATION_SET{g_released & ~g_awake}) {
-        if ((carriers & g_interference_set[i]) != 0) {
+    const uint32_t released = g_released & ~g_awake;
+    if (released == 0) {
+        return;
+    }
+    uint32_t lasting = carriers;
+    for (const int i : STATION_SET{carriers}) {
+        lasting &= ~(static_cast<uint32_t>(node[i].rx_error == 1) << i);
+    }
+    for (const int i : STATION_SET{released}) {
+        if ((lasting & g_interference_set[i]) != 0) {
             node[i].busy = 1;
         } else {
             Wake(1U << i);
@@ -100,14 +111,16 @@ void SettleDeaf(uint32_t carriers)
 
 void WakeForArrival(int station, int hop)
 {
-    // Behind another packet for the same hop, at a station that is at work, the new one shows in the
-    // length of the queue only.
     const NODE &own = node[station];
-    if (own.state != STATE_IDLE && IsStation(hop) && own.buffer_hop_num[hop] > 0) {
+    if (own.state == STATE_IDLE) {
+        g_tx_due |= 1U << station;
+        Wake(1U << station);
         return;
     }
-    g_tx_due |= 1U << station;
-    Wake(1U << station);
+    // Behind another packet for the same hop the new one shows in the length of the queue only.
+    if (own.buffer_num == 0 || !IsStation(hop) || own.buffer_hop_num[hop] == 0) {
+        Wake(1U << station);
+    }
 }
 
 void WakeForCarrier(uint32_t risen)
@@ -147,32 +160,32 @@ void Sleep(int station)
     const NODE &own = node[station];
     const bool counts_idle = IsCountingIdle(own);
     const bool counts_frame = IsCountingFrame(own);
+    const bool sends = (own.state == STATE_TDAT) | (own.state == STATE_RACK);
+    const bool passes_difs = counts_idle & (own.state == STATE_DCW) & (own.idle_count <= DIFS);
+    const int32_t difs_left = DIFS + 1 - static_cast<int32_t>(own.idle_count);
+    const bool resting = (own.state == STATE_IDLE) | (own.state == STATE_DCW);
+    const bool deaf = resting & (own.nav > 0) & (own.busy == 1) & (own.signal_num == 1) &
+                      ((own.rx_flag | own.rx_error) == 0) & (own.rx_count == 0);
     const int32_t tx_due = TxDue(own, counts_idle);
     const int32_t rx_due = RxDue(own, counts_frame);
     const int32_t due =
         std::min(std::min(tx_due, rx_due), std::min(ChannelDue(station), NavDue(own)));
+
+    PredictActivity(station, passes_difs ? Now() + 1 + difs_left : NEVER);
+    g_difs_end[station] = passes_difs ? Now() + difs_left : NEVER;
     g_wake_tick[station] = due == NEVER ? NEVER : Now() + due;
-    g_sleep[station] = {Now() + 1, tx_due == due, rx_due == due, counts_idle, counts_frame};
-
-    const bool passes_difs =
-        counts_idle & (own.state == STATE_DCW) & (own.idle_count <= DIFS);
-    g_difs_end[station] =
-        passes_difs ? Now() + DIFS + 1 - static_cast<int32_t>(own.idle_count) : NEVER;
-    PredictActivity(station);
-
-    const bool deaf = (own.state <= STATE_DCW) & (own.nav > 0) & (own.busy == 1) &
-                      (own.signal_num == 1) & ((own.rx_flag | own.rx_error) == 0) &
-                      (own.rx_count == 0);
+    g_sleep[station] = {Now() + 1, tx_due == due, rx_due == due, sends, counts_idle, counts_frame};
     g_deaf = (g_deaf & ~(1U << station)) | static_cast<uint32_t>(deaf) << station;
+    ++g_visit_num;
 }
 
-// Moves the clock to the next tick in which a station wakes or a packet arrives, at most to `until`,
-// and wakes the stations whose tick it is; at `until` itself all sleep on. Every tick passed over makes
-// its arrival draw.
+// Moves the clock to the next tick in which a station wakes or a packet arrives, at most to
+// `until`, and wakes the stations whose tick it is; at `until` itself all sleep on. Every tick
+// passed over makes its arrival draw.
 static void SkipQuietTicks(uint64_t until)
 {
-    auto next = static_cast<int32_t>(until);
-    for (const int32_t tick : g_wake_tick) {
+    auto next = static_cast<int64_t>(until);
+    for (const int64_t tick : g_wake_tick) {
         next = std::min(next, tick);
     }
     g_sim_time += StreamSkipFailing(static_cast<uint64_t>(next) - g_sim_time);
@@ -180,10 +193,9 @@ static void SkipQuietTicks(uint64_t until)
     if (g_sim_time == until) {
         return;
     }
-    const int32_t now = Now();
     uint32_t due = 0;
-    for (int i = 0; i < LANE_NUM; ++i) {
-        due |= static_cast<uint32_t>(g_wake_tick[i] <= now) << i;
+    for (int i = 0; i < NODE_NUM; ++i) {
+        due |= static_cast<uint32_t>(g_wake_tick[i] <= Now()) << i;
     }
     g_tx_due = 0;
     g_rx_due = 0;
@@ -207,11 +219,10 @@ static void StartTicking()
         for (int k = 0; k < node[i].connect_num; ++k) {
             g_neighbour_set[i] |= 1U << node[i].connect_list[k];
         }
-        g_wake_tick[i] = static_cast<int32_t>(g_sim_time);
-        g_sleep[i] = {Now(), true, true, false, false};
+        g_wake_tick[i] = Now();
+        g_sleep[i] = {Now(), true, true, false, false, false};
         g_difs_end[i] = NEVER;
     }
-    std::fill(g_wake_tick + NODE_NUM, g_wake_tick + LANE_NUM, NEVER);
     g_awake = ALL_STATIONS;
     g_tx_due = ALL_STATIONS;
     g_rx_due = ALL_STATIONS;
@@ -236,6 +247,7 @@ static void StopTicking()
 
 void RunTicks(uint64_t until)
 {
+    assert(until < static_cast<uint64_t>(NEVER));
     StartTicking();
     if (g_plain_ticking) {
         while (g_sim_time < until) {
@@ -247,6 +259,7 @@ void RunTicks(uint64_t until)
     for (SkipQuietTicks(until); g_sim_time < until; SkipQuietTicks(until)) {
         Tick();
         UpdateActivity();
+        ++g_event_tick_num;
     }
     StopTicking();
 }

@@ -3,9 +3,9 @@
 // The fields of NODE stay the truth; those of a sleeping station are some ticks behind. Every stage
 // visits the awake stations only and has beside it two rules: what k quiet ticks do to a station
 // (`Quiet...`), and how many ticks it takes until the stage acts by itself (`...Due`). A station
-// sleeps until the first of its due ticks, and one rule keeps this exact: whoever is about to change
-// something that another station reads in its stages wakes that station first. A due tick may be named
-// too early, which only costs time, never too late.
+// sleeps until the first of its due ticks, and one rule keeps this exact: whoever is about to
+// change something that another station reads in its stages wakes that station first. A due tick
+// may be named too early, which only costs time, never too late.
 //
 // With every station awake in every tick the same stages are plain ticking.
 #pragma once
@@ -28,6 +28,10 @@ extern uint32_t g_rx_due; // awake, and their receive side may act
 
 // Stations whose NAV has ended behind the channel stage, which therefore has to look at them again.
 extern uint32_t g_nav_ended;
+
+// How much the fast-forward has had to do since the program began: ticks run, stations visited.
+extern uint64_t g_event_tick_num;
+extern uint64_t g_visit_num;
 
 // Per sleeping station: first tick that ends with more idle ticks than DIFS, NEVER if that does not
 // come by itself. There a contending station is no longer active, and its time counts as backoff.
@@ -78,11 +82,13 @@ inline STATION_SET Awake()
 void WakeNeighbours(int sender);
 
 // The same for the end of a frame, which shows nothing to a deaf station but its carrier going: one
-// under a NAV that heard this frame alone and does not listen to it. The channel stage wakes it unless
-// another carrier takes over.
+// under a NAV that heard this frame alone and does not listen to it. The channel stage wakes it
+// unless another carrier takes over.
 void WakeListeners(int sender);
 
-// Settles the deaf stations that have lost a carrier: those within `reach` of one stay asleep.
+// Settles the deaf stations that have lost a carrier in this tick, before the channel visits any
+// station: those that sense one of `carriers` stay asleep. A carrier that may go during these
+// visits, with the end of a collision episode, does not count.
 void SettleDeaf(uint32_t carriers);
 
 // Makes the receive side of `station`, which has got a frame, act in this tick.
@@ -100,7 +106,8 @@ void WakeForCarrier(uint32_t risen);
 // Takes over a change of a station's queue or log.
 void NoteQueue(int station);
 
-// Puts an awake station to sleep behind this tick, until the first one in which a stage may act on it.
+// Puts an awake station to sleep behind this tick, until the first one in which a stage may act on
+// it.
 void Sleep(int station);
 
 // `idle_count` of a station as it stands in this tick, of a sleeping one too.

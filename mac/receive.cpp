@@ -57,8 +57,7 @@ static uint64_t FrameGoal(const NODE &own)
 
 int32_t RxDue(const NODE &own, bool counts_frame)
 {
-    constexpr uint32_t TIMED_STATES =
-        1U << STATE_WRCTS | 1U << STATE_WRDAT | 1U << STATE_RACK;
+    constexpr uint32_t TIMED_STATES = 1U << STATE_WRCTS | 1U << STATE_WRDAT | 1U << STATE_RACK;
     constexpr uint32_t HEARING_STATES = TIMED_STATES | 1U << STATE_DCW | 1U << STATE_RDAT;
     int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
     if (own.rx_flag == 1 && own.rx_error == 0) {

@@ -12,6 +12,7 @@ enum NAV_KIND {
 // the head packet (IEEE 802.11-2020 10.3.4.4).
 void Timeout(int station);
 
-// Raises the NAV of a station that overheard a frame of `kind` (NAV_KIND) to the time that the rest of
-// the exchange takes; never lowers it (IEEE 802.11-2020 10.3.2.4). Any other kind leaves the NAV.
+// Raises the NAV of a station that overheard a frame of `kind` (NAV_KIND) to the time that the rest
+// of the exchange takes; never lowers it (IEEE 802.11-2020 10.3.2.4). Any other kind leaves the
+// NAV.
 void SetNav(int station, int kind);

@@ -47,8 +47,8 @@ void CheckTxEventAll()
 int32_t TxDue(const NODE &own, bool counts_idle)
 {
     constexpr uint32_t SIFS_STATES = 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
-    constexpr uint32_t TIMED_STATES = SIFS_STATES | 1U << STATE_TRTS | 1U << STATE_TCTS |
-                                      1U << STATE_TDAT | 1U << STATE_TACK;
+    constexpr uint32_t TIMED_STATES =
+        SIFS_STATES | 1U << STATE_TRTS | 1U << STATE_TCTS | 1U << STATE_TDAT | 1U << STATE_TACK;
     const bool contending = own.state == STATE_DCW && own.nav == 0;
     int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
     if (contending || (SIFS_STATES >> own.state & 1U) != 0) {

@@ -5,8 +5,8 @@
 
 #include "driver/state.h"
 
-// One step of the transmit side of every awake station. A station handled later sees what an earlier
-// one has changed in this tick, its signals and cleared carriers included.
+// One step of the transmit side of every awake station. A station handled later sees what an
+// earlier one has changed in this tick, its signals and cleared carriers included.
 void CheckTxEventAll();
 
 void TxStateIdle(int station);

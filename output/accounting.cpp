@@ -35,19 +35,19 @@ enum SHARE_KIND : uint32_t {
 };
 
 // All that decides what a tick of a station adds to its counters, packed into a few bits: the kind,
-// the next hop of the head packet, and which queues hold packets. A station stays on one share for many
-// ticks, so it is enough to enter them by the number of ticks.
-constexpr uint32_t SHARE_HOP = 1U << 3;       // unit of the hop, counted from 1; 0 when it is no station
-constexpr uint32_t SHARE_QUEUED = 1U << 7;    // a packet is queued
-constexpr uint32_t SHARE_UPPER = 1U << 8;     // one for the upper neighbour
-constexpr uint32_t SHARE_LOWER = 1U << 9;     // one for the lower neighbour
-constexpr uint32_t SHARE_LOGGED = 1U << 10;   // a frame has been logged
+// the next hop of the head packet, and which queues hold packets. A station stays on one share for
+// many ticks, so it is enough to enter them by the number of ticks.
+constexpr uint32_t SHARE_HOP = 1U << 3; // unit of the hop, counted from 1; 0 when it is no station
+constexpr uint32_t SHARE_QUEUED = 1U << 7;  // a packet is queued
+constexpr uint32_t SHARE_UPPER = 1U << 8;   // one for the upper neighbour
+constexpr uint32_t SHARE_LOWER = 1U << 9;   // one for the lower neighbour
+constexpr uint32_t SHARE_LOGGED = 1U << 10; // a frame has been logged
 constexpr uint32_t SHARE_NUM = 1U << 11;
 
 // The kind by state: first of a station that senses a carrier, then of one that does not.
 constexpr uint8_t KINDS[2][STATE_NUM] = {
-    {SHARE_IDLE, SHARE_BACKOFF, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND, SHARE_BUSY,
-     SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
+    {SHARE_IDLE, SHARE_BACKOFF, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND,
+     SHARE_BUSY, SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
     {SHARE_BUSY, SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND, SHARE_BUSY,
      SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
 };
@@ -94,13 +94,13 @@ static void AddQueueTime(int station, uint32_t share, uint64_t ticks)
     if ((share & SHARE_LOWER) != 0) {
         own.queue_hop_time[station - 1] += ticks;
     }
-    // Kept: the first station has no lower neighbour; its whole queue stands in for it, so its queue
-    // time counts double.
+    // Kept: the first station has no lower neighbour; its whole queue stands in for it, so its
+    // queue time counts double.
     if (station == 0) {
         own.queue_time += ticks;
     }
-    // Kept: the last station has no upper neighbour; its log stands in for it, and what is counted goes
-    // into the sum of end-to-end delays.
+    // Kept: the last station has no upper neighbour; its log stands in for it, and what is counted
+    // goes into the sum of end-to-end delays.
     if (station == NODE_NUM - 1 && (share & SHARE_LOGGED) != 0) {
         own.delay_sum += ticks;
     }
@@ -153,8 +153,8 @@ void UpdateQueueShare(int station)
     g_queue_share[station] = QueueShareOf(station);
 }
 
-// Ticks not yet entered: the share that each station is on and since when, and the sum of earlier ones.
-// DIFS turns into backoff by itself when the idle ticks have passed it.
+// Ticks not yet entered: the share that each station is on and since when, and the sum of earlier
+// ones. DIFS turns into backoff by itself when the idle ticks have passed it.
 struct SHARE_SEGMENT {
     uint32_t share;
     int32_t since;

@@ -15,11 +15,11 @@ const char *NodeState(int state);
 // Hook for looking at a head packet when its ACK arrives; does nothing.
 void delay_write(int station);
 
-// Starts the time shares at the clock's tick, or brings them up to it. Plain ticking enters every tick
-// at once.
+// Starts the time shares at the clock's tick, or brings them up to it. Plain ticking enters every
+// tick at once.
 void StartShares();
 void SettleShares();
 
-// Takes over what the queue of a station adds to its shares. Called after every change of its length,
-// its head, its counts per hop or its log.
+// Takes over what the queue of a station adds to its shares. Called after every change of its
+// length, its head, its counts per hop or its log.
 void UpdateQueueShare(int station);

@@ -1,8 +1,5 @@
 // Collisions and their classes, carrier sense, and what the ticks of a station are counted as.
-#include "channel/channel.h"
-
 #include "mac/frame.h"
-#include "output/accounting.h"
 #include "tests/model_fixture.h"
 
 using ChannelTest = ModelTest;
@@ -72,11 +69,12 @@ TEST_F(ChannelTest, ContentionCollision)
     for (const int sender : {0, 2}) {
         EXPECT_EQ(Totals(col[sender][sender + 1]), Fields(2, 2, 0, 0, 0, 0));
         EXPECT_EQ(col[sender][sender + 1][ROW_CON].pairing[PAIRING_DD], 1);
-        // On the air itself, a station detects nothing.
-        EXPECT_EQ(Fields(node[sender].same_start_num, node[sender].rx_error), Fields(2, 0));
+        EXPECT_EQ(node[sender].same_start_num, 2U);
     }
-    ExpectChange(286, 3, STATE_RDAT, STATE_IDLE);
-    ExpectChange(331, 0, STATE_RACK, STATE_DCW);
+    Hear(2, FRAME_DATA, 4, 2, 35);
+    RunTicks(36);
+    EXPECT_EQ(Fields(node[2].signal_num, node[2].rx_error), Fields(2, 0)); // on the air itself
+    EXPECT_EQ(Timeline(340, {0, 3}), (LINES{"286 RACK, 331 D&CW", "286 IDLE"}));
 }
 
 TEST_F(ChannelTest, PairingColumns)
@@ -210,11 +208,9 @@ TEST_F(ChannelTest, CarrierStaysUntilSomeFrameEnds)
     Queue(0, 1);
     node[1].state = STATE_WTACK;
     node[1].timer = 1;
-    ExpectChange(1, 1, STATE_WTACK, STATE_IDLE);
-    RunTicks(100);
-    EXPECT_EQ(Fields(node[0].busy, node[0].idle_count), Fields(1, 0));
+    EXPECT_EQ(Timeline(100, {0, 1}), (LINES{"0 D&CW", "1 IDLE"}));
     TxPacket(3, FRAME_ACK);
-    ExpectChange(162, 0, STATE_DCW, STATE_TDAT);
+    EXPECT_EQ(Timeline(163, {0, 3}), (LINES{"162 TDAT", "128 IDLE, 162 NAV 267"}));
 }
 
 TEST_F(ChannelTest, SimultaneousActivity)
@@ -246,33 +242,33 @@ TEST_F(ChannelTest, SharesOfTime)
     const struct {
         const char *shares;
         int busy, nav;
-        uint64_t idle_count;
-    } cases[] = {{"ID    SBB  BBS", 0, 0, 34},
-                 {"IO    SBB  BBS", 0, 0, 35},
+        uint64_t idle_count; // before the tick, which raises it to 34 and 35 without NAV
+    } cases[] = {{"ID    SBB  BBS", 0, 0, 33},
+                 {"IO    SBB  BBS", 0, 0, 34},
                  {"IO    SBB  BBS", 0, 9, 0},
                  {"BB    SBB  BBS", 1, 0, 0}};
     for (const auto &c : cases) {
         for (int state = STATE_IDLE; state <= STATE_RACK; ++state) {
-            for (const int queued : {0, 1}) {
-                StartScene();
-                NODE &own = node[4];
-                own.state = state;
-                own.busy = c.busy;
-                own.nav = c.nav;
-                own.idle_count = c.idle_count;
-                own.buffer_num = queued;
-                own.buffer[0].receiver = 5;
-                WriteNodeStateAll();
-                const char share = c.shares[state];
-                const int busy_queued = share == 'B' ? queued : 0;
-                EXPECT_EQ(Fields(own.idle_time, own.busy_time, own.send_time, own.send_hop_time[5],
-                                 own.backoff_time, own.backoff_hop_time[5], own.busy_queue_time,
-                                 own.busy_queue_hop_time[5], own.window_ticks),
-                          Fields(share == 'I' || share == 'O', share == 'B',
-                                 share == 'S' || share == 'D', share == 'S', share == 'O',
-                                 share == 'O', busy_queued, busy_queued, 1))
-                    << "state " << state << " share " << share;
-            }
+            StartScene();
+            NODE &own = node[4];
+            own.state = state;
+            own.timer = 9;
+            own.backoff = 900;
+            own.busy = c.busy;
+            own.nav = c.nav;
+            own.idle_count = c.idle_count;
+            own.buffer_num = state == STATE_IDLE ? 0 : 1;
+            own.buffer[0].receiver = 5;
+            RunTicks(1);
+            const char share = c.shares[state];
+            const int64_t queued = share == 'B' ? own.buffer_num : 0;
+            EXPECT_EQ(Fields(own.idle_time, own.busy_time, own.send_time, own.send_hop_time[5],
+                             own.backoff_time, own.backoff_hop_time[5], own.busy_queue_time,
+                             own.busy_queue_hop_time[5], own.window_ticks),
+                      Fields(share == 'I' || share == 'O', share == 'B',
+                             share == 'S' || share == 'D', share == 'S', share == 'O', share == 'O',
+                             queued, queued, 1))
+                << "state " << state << " share " << share;
         }
     }
 }
@@ -280,15 +276,15 @@ TEST_F(ChannelTest, SharesOfTime)
 TEST_F(ChannelTest, QueueTimeOddities)
 {
     g_settings.window_begin = 10;
+    g_sim_time = 8;
     for (int i = 0; i < NODE_NUM; ++i) {
         node[i].buffer_num = 1;
     }
     node[0].buffer_hop_num[1] = node[5].buffer_hop_num[4] = 1;
-    for (g_sim_time = 8; g_sim_time < 13; ++g_sim_time) {
+    while (g_sim_time < 13) {
         node[9].recv_log_num = g_sim_time == 12 ? 1 : 0;
         node[3].same_start_flag = 1; // counted at any time
-        check_flag();
-        WriteNodeStateAll();
+        RunTicks(g_sim_time + 1);
     }
     EXPECT_EQ(Fields(node[0].queue_time, node[0].queue_hop_time[1]), Fields(6, 3)); // twice 3 ticks
     EXPECT_EQ(Fields(node[5].queue_time, node[5].queue_hop_time[4], node[5].queue_hop_time[6]),

@@ -52,8 +52,10 @@ static void ExpectPacketsConserved(const SCENE &scene)
 static std::vector<POSITION> MovedReceivers(double shift_m)
 {
     std::vector<POSITION> positions;
-    for (int i = 0; i < NODE_NUM; ++i) {
-        positions.push_back({30.0 * (i / 2) + shift_m * (i % 2), 1.0 * (i % 2)});
+    positions.reserve(NODE_NUM);
+    for (int pair = 0; pair < FLOW_NUM; ++pair) {
+        positions.push_back({30.0 * pair, 0.0});
+        positions.push_back({30.0 * pair + shift_m, 1.0});
     }
     return positions;
 }
@@ -97,6 +99,12 @@ static const SCENE SCENES[] = {
      .sendings = {{10, 0, 1, 99, RTS_VALUE}, {10, 4, 5, 50, RTS_THRESHOLD}, {10, 5, 4, 40, RTS_VALUE}}},
     {.name = "Anywhere", .layout = LAYOUT_RANDOM, .routes = ROUTES_NEIGHBOURS,
      .transmission_range_m = 2500.0, .carrier_sense_range_m = 3000.0, .load_kbps = 8000},
+    // The overlap at station 4 ends during its SIFS: its carrier goes within the channel stage.
+    {.name = "EpisodeEndsInSifs",
+     .starts = {{3, "state", STATE_TCTS}, {3, "timer", 215}, {4, "state", STATE_WTACK},
+                {4, "timer", 220}, {6, "state", STATE_TACK}, {6, "timer", 35}, {7, "nav", 245}}},
+    {.name = "NavEndsOnAir", .ariv_rate = 0.25, .queue_limit = 100,
+     .starts = {{2, "state", STATE_TDAT}, {2, "timer", 13}, {2, "nav", 6}}},
 };
 // clang-format on
 
@@ -116,7 +124,7 @@ TEST_P(ChosenScene, PlainEqualsFast)
     scene.window_begin = scene.start_tick + 50'000;
     scene.window_end = end - 50'000;
     const uint64_t checkpoints[] = {
-        scene.start_tick + 1,
+        scene.start_tick + 10,
         scene.window_begin,
         scene.window_begin + 1,
         end - 123'457,
@@ -143,7 +151,9 @@ TEST_P(ChosenScene, PlainEqualsFast)
     scene.window_end = end;
     SetUpScene(scene);
     RunScene(scene, end, false);
-    ExpectPacketsConserved(scene);
+    if (scene.starts.empty()) {
+        ExpectPacketsConserved(scene);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ChosenScene, testing::ValuesIn(SCENES),
@@ -156,8 +166,7 @@ struct TRIAL {
     uint64_t pause; // the fast run stops after that many ticks and goes on
 };
 
-// What the fields of a station may start with: multiples of `unit`, `low` to `high` of them. A
-// station that starts with any of them starts with the first.
+// What the fields of a station may start with: multiples of `unit`, `low` to `high` of them.
 struct START_RANGE {
     const char *field;
     int32_t low;
@@ -166,9 +175,8 @@ struct START_RANGE {
 };
 // clang-format off
 static const START_RANGE START_RANGES[] = {
-    {"state", STATE_IDLE, STATE_RACK, 1},
-    {"timer", 0, 60, 1},             {"timer", 0, 270, 1},           {"timer", -2, 2, 1},
-    {"nav", 0, 60, 1},               {"nav", 0, 356, 1},             {"nav", -1, 1, 1},
+    {"timer", 0, 270, 1},            {"timer", -2, 2, 1},            {"nav", -1, 1, 1},
+    {"nav", 0, 60, 1},               {"nav", 0, 356, 1},             {"nav", 50, 300, 1},
     {"idle_count", 0, 20, 1},        {"idle_count", 0, 90, 1},       {"backoff", 0, 15, SLOT},
     {"backoff", 0, 60, 1},           {"rx_count", 0, 30, 1},         {"rx_count", 0, 256, 1},
     {"rx_flag", 0, 1, 1},            {"rx_error", 0, 1, 1},          {"busy", 0, 1, 1},
@@ -238,12 +246,17 @@ static void MakeTraffic(SCENE &scene, int64_t ticks)
 
 static void MakeStarts(SCENE &scene)
 {
-    const int station_percent = Any({10, 40, 100});
+    const int station_percent = Any({30, 70, 100});
     const int field_percent = Any({3, 10, 40});
+    const int64_t states[] = {STATE_IDLE, From(0, STATE_RACK), From(0, STATE_RACK), From(0, 8)};
     for (int i = 0; i < NODE_NUM; ++i) {
-        const bool odd = Chance(station_percent);
+        if (!Chance(station_percent)) {
+            continue;
+        }
+        scene.starts.push_back({i, "state", states[From(0, 3)]});
+        scene.starts.push_back({i, "timer", From(0, 60)});
         for (const START_RANGE &range : START_RANGES) {
-            if (odd && (&range == START_RANGES || Chance(field_percent))) {
+            if (Chance(field_percent)) {
                 scene.starts.push_back({i, range.field, range.unit * From(range.low, range.high)});
             }
         }
@@ -256,20 +269,21 @@ static TRIAL MakeTrial(uint64_t number)
     g_generator.seed(number);
     TRIAL trial;
     SCENE &scene = trial.scene;
-    const int64_t ticks = From(500, 3000);
+    const bool odd_start = Chance(70); // shows soon
+    const int64_t ticks = odd_start ? From(30, 500) : From(500, 3000);
     const int64_t start = Chance(20) ? From(8'998'000, 9'002'000) : 0;
-    const int64_t window_begin = start + (Chance(50) ? From(0, 900) : 0);
+    const int64_t window_begin = start + (Chance(50) ? From(0, 300) : 0);
     scene.name = "scene " + std::to_string(number);
     scene.seed = From(1, 2'000'000'000);
     scene.stream_block = Chance(50) ? STREAM_LANES : STREAM_BLOCK;
     scene.start_tick = static_cast<uint64_t>(start);
     scene.window_begin = static_cast<uint64_t>(window_begin);
-    scene.window_end = scene.window_begin + (Chance(50) ? 5000 : 700);
+    scene.window_end = scene.window_begin + (Chance(50) ? 5000 : 200);
     trial.ticks = static_cast<uint64_t>(ticks);
-    trial.pause = static_cast<uint64_t>(Chance(30) ? From(1, 500) : 0);
+    trial.pause = static_cast<uint64_t>(Chance(30) ? From(1, 200) : 0);
     MakeNetwork(scene);
     MakeTraffic(scene, ticks);
-    if (Chance(60)) {
+    if (odd_start) {
         MakeStarts(scene);
     }
     return trial;
@@ -366,7 +380,7 @@ static uint64_t NumberFromEnvironment(const char *name, uint64_t otherwise)
 TEST(RandomScenes, PlainEqualsFast)
 {
     const uint64_t first = NumberFromEnvironment("DCFSIM_FIRST_SCENE", 1);
-    const uint64_t scenes = NumberFromEnvironment("DCFSIM_SCENES", 4000);
+    const uint64_t scenes = NumberFromEnvironment("DCFSIM_SCENES", 6000);
     for (uint64_t number = first; number < first + scenes; ++number) {
         TRIAL trial = MakeTrial(number);
         if (!Difference(trial, trial.ticks).empty()) {

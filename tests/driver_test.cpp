@@ -5,12 +5,11 @@
 #include <filesystem>
 #include <random>
 
-#include <unistd.h>
-
 #include "driver/bookkeeping.h"
 #include "driver/repeated_sum.h"
 #include "driver/station.h"
 #include "tests/model_fixture.h"
+#include "tests/signature.h"
 
 using DriverTest = ModelTest;
 
@@ -113,25 +112,19 @@ TEST_F(DriverTest, ResetKindsChangeWhatTheyName)
 
 TEST_F(DriverTest, Bookkeeping)
 {
-    for (int i = 0; i < 4; ++i) {
-        node[i].timer = node[i].nav = i - 1;
-        node[i].state = STATE_RDAT;
-        node[i].rx_flag = 1;
-    }
-    DecrementTimerAll();
-    DecrementNavAll();
-    const int aged[] = {-1, 0, 0, 1};
-    for (int i = 0; i < 4; ++i) { // only a NAV that has just ended resets its station, 2
-        EXPECT_EQ(Fields(node[i].timer, node[i].nav, node[i].state, node[i].rx_flag),
-                  Fields(aged[i], aged[i], i == 2 ? STATE_IDLE : STATE_RDAT, i == 2 ? 0 : 1));
-    }
-    g_settings.window_begin = 100;
-    g_settings.window_end = 101;
-    node[0].buffer_num = 3;
-    for (g_sim_time = 98; g_sim_time < 104; ++g_sim_time) {
-        CountBufferAll();
-    }
-    EXPECT_EQ(node[0].buffer_avg, 3 / 3e7 + 3 / 3e7); // both ends of the window count
+    Queue(0, 1, 900);
+    Queue(0, 1, 900);
+    node[2].nav = -1; // below 0 nothing counts down
+    node[4].nav = 1;  // and only a NAV that ends resets its station
+    node[2].state = node[4].state = STATE_RDAT;
+    node[4].rx_flag = 1;
+    g_settings.window_begin = 2;
+    g_settings.window_end = 3;
+    RunTicks(1);
+    EXPECT_EQ(Fields(node[2].nav, node[2].state, node[4].nav, node[4].state, node[4].rx_flag),
+              Fields(-1, STATE_RDAT, 0, STATE_IDLE, 0));
+    RunTicks(10);
+    EXPECT_EQ(node[0].buffer_avg, 2 / 3e7 + 2 / 3e7); // both ends of the window count
     SIGNAL list[5] = {{0, 0, 0, 10, 0, 0}, {0, 0, 0, 11, 0, 0}, {0, 0, 0, 12, 0, 0}, {}, {}};
     node[0].signal_num = 3;
     ArrangeArray(0, list, 2); // the last entry: nothing moves
@@ -145,20 +138,13 @@ TEST_F(DriverTest, OfferedLoadAndPacketSize)
     EXPECT_EQ(DAT_LENGTH, 248);       // ((1500 + 38) * 8 + 221) / 216 = 57; (57 + 5) * 4
     EXPECT_EQ(DataTicks(), 252);      // ((1500 + 4) * 8 + 221) / 216 = 56; (56 + 7) * 4
     EXPECT_EQ(PayloadTicks(), 224);
-    namespace fs = std::filesystem;
-    const fs::path here = fs::current_path();
-    const fs::path dir = fs::path(testing::TempDir()) / ("driver_test" + std::to_string(getpid()));
-    fs::create_directories(dir);
-    fs::current_path(dir);
     FreeState(); // the program takes its own
     g_settings.trial_num = 1;
     g_settings.load_max_kbps = g_settings.load_step_kbps = 7000;
     g_settings.sim_ticks = 100;
-    testing::internal::CaptureStdout();
-    RunProgram();
-    const std::string out = testing::internal::GetCapturedStdout();
-    fs::current_path(here);
-    fs::remove_all(dir);
+    const std::string dir = MakeScratchDirectory();
+    const std::string out = RunProgramIn(dir).output;
+    std::filesystem::remove_all(dir);
     EXPECT_EQ(g_ariv_rate, 7.0 / 12000.0);
     EXPECT_EQ(Fields(g_interval, g_interval2), Fields(1714, 400)); // 12000 / 7 and 12000 / 30
     // Announced in packets per millisecond, whatever the label says.
@@ -171,8 +157,8 @@ TEST_F(DriverTest, OfferedLoadAndPacketSize)
 TEST_F(DriverTest, QueueEqualsAShiftingArray)
 {
     constexpr int LIMIT = 60;
-    constexpr int FULL_STEPS = 300'000; // the ring and the table of changes run full meanwhile
-    constexpr int STEPS = 350'000;
+    constexpr int FULL_STEPS = 500'000; // the ring and the table of changes run full meanwhile
+    constexpr int STEPS = 520'000;
     std::mt19937_64 rng(1);
     std::vector<PACKET> plain(LIMIT + 1);
     QUEUE &queue = node[2].buffer;
@@ -186,17 +172,17 @@ TEST_F(DriverTest, QueueEqualsAShiftingArray)
         PACKET packet{};
         packet.seq = step;
         // Ids repeat, as those of packets created outside the window do; many name no packet.
-        packet.id = draw % 4 != 0 ? draw >> 8 & 7 : draw >> 8;
+        packet.id = draw % 4 == 0 ? draw >> 8 & 7 : draw >> 8;
         packet.hop_time = draw;
         const bool full = step % STEPS < FULL_STEPS;
         const auto kind = draw >> 32 & 7;
-        if (kind < 3 && num < (full ? LIMIT : 4)) {
+        if (kind < 2 && num < (full ? LIMIT : 4)) {
             plain[static_cast<size_t>(num)] = packet;
             AppendPacket(2, packet);
-        } else if (kind < 6 && num >= (full ? LIMIT / 2 : 0)) {
+        } else if (kind < 4 && num >= (full ? LIMIT / 2 : 0)) {
             std::copy(plain.begin() + 1, plain.begin() + std::max(num, 1), plain.begin());
             RemoveHead(2);
-        } else if (kind == 6) {
+        } else if (kind == 4) {
             plain[static_cast<size_t>(num)] =
                 packet; // a delivered frame is left behind the last one
             queue[num] = packet;

@@ -1,36 +1,26 @@
 // Frame exchanges tick by tick, and single steps of the transmit and receive side. Scenes run in
 // the design layout unless they say otherwise; their packets are queued before tick 0.
 #include "mac/frame.h"
-#include "mac/receive.h"
 #include "mac/timeout.h"
-#include "mac/transmit.h"
 #include "tests/model_fixture.h"
 
 using MacTest = ModelTest;
 
 // tick       0      34                         286       302       330
 // station 0  | DIFS | DATA 252                 | waits for the ACK | idle
-// station 1         | receives                 | SIFS 16 | ACK 28  | idle
+// station 1         | receives at once         | SIFS 16 | ACK 28  | idle
 // station 2         | NAV 268                            |
 TEST_F(MacTest, DataAndAck)
 {
     Queue(0, 1);
     node[0].buffer[0].nav_value = RTS_THRESHOLD; // the threshold itself: no RTS
-    ExpectChange(34, 0, STATE_DCW, STATE_TDAT);
-    EXPECT_EQ(node[1].state, STATE_RDAT); // an idle station reacts at once
-    EXPECT_EQ(Fields(node[2].nav, node[4].signal_num), Fields(267, 0));
-    ExpectChange(286, 0, STATE_TDAT, STATE_RACK);
-    EXPECT_EQ(Fields(node[1].state, node[0].busy), Fields(STATE_WTACK, 1)); // SIFS is sensed
-    RunTicks(301);
-    EXPECT_EQ(node[2].nav, 1);
-    RunTicks(302);
-    EXPECT_EQ(node[2].nav, 0);
-    ExpectChange(302, 1, STATE_WTACK, STATE_TACK);
-    ExpectChange(330, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(Fields(node[1].state, node[2].nav, node[0].eifs_flag), Fields(STATE_IDLE, 0, 0));
-
+    EXPECT_EQ(Timeline(400, {0, 1, 2, 4}),
+              (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
+                     "34 RDAT, 286 WTACK, 302 TACK, 330 IDLE", "34 NAV 267, 301 NAV 0", ""}));
     const NODE &own = node[0];
     EXPECT_EQ(Fields(own.tx_num, own.link_tx_num[1], own.buffer_hop_num[1]), Fields(1, 1, 0));
+    // An idle station lets go of the ACK at its first tick; the rest of it calls for an EIFS.
+    EXPECT_EQ(Fields(own.eifs_flag, node[2].eifs_flag), Fields(0, 1));
     EXPECT_EQ(Fields(own.access_wait_sum, own.tx_time_sum, own.hop_delay_sum[1]),
               Fields(34, 252, 330));
     // Ticks 286 to 330 are 45 of waiting: the first 16, and the rest less 1.
@@ -39,6 +29,13 @@ TEST_F(MacTest, DataAndAck)
               Fields(1, 1, 286));
     // The frame is left in the first place of the receiver's queue, which stays empty.
     EXPECT_EQ(Fields(node[1].buffer_num, node[1].buffer[0].receiver), Fields(0, 1));
+    for (int sender = 2; sender < NODE_NUM; sender += 2) { // the last flow has no delay sum
+        StartScene();
+        Queue(sender, sender + 1);
+        RunTicks(400);
+        EXPECT_EQ(Fields(node[sender + 1].delay_sum, ave_delay[sender / 2]),
+                  Fields(286, sender == 8 ? 0 : 286));
+    }
 }
 
 // tick       0                   52               80                348         409
@@ -49,59 +46,35 @@ TEST_F(MacTest, ContenderFreezesAndResumes)
 {
     Queue(0, 1, 18);
     Queue(2, 3, 45);
-    ExpectChange(52, 0, STATE_DCW, STATE_TDAT);
+    EXPECT_EQ(Timeline(410, {0, 2}), (LINES{"0 D&CW, 52 TDAT, 304 RACK, 348 IDLE, 409 NAV 267",
+                                            "0 D&CW, 80 NAV 267, 347 NAV 0, 409 TDAT"}));
     EXPECT_EQ(node[2].backoff, 27U);
-    RunTicks(80);
-    EXPECT_EQ(node[2].nav, 0);
-    RunTicks(81);
-    EXPECT_EQ(node[2].nav, 267);
-    ExpectChange(348, 0, STATE_RACK, STATE_IDLE);
-    ExpectChange(409, 2, STATE_DCW, STATE_TDAT);
 }
 
 // tick       34    64       80    108       124         152        376      392   420
 // station 0  | RTS | waits        | SIFS    | DATA 252             | waits      | idle
 // station 1        | SIFS   | CTS | waits               | receives | SIFS  | ACK | contends
-// station 2  | NAV 356      | NAV 312 from here         (268 left: not changed by the DATA) | 391
+// station 2  | NAV 356      | 312 for 310 | (268 are left: as the DATA asks)  | 391
 TEST_F(MacTest, RtsCtsDataAck)
 {
     Queue(0, 1);
     node[0].buffer[0].nav_value = RTS_THRESHOLD + 1;
     Queue(1, 0, 900); // contends, and so waits for the end of the RTS
-    ExpectChange(34, 0, STATE_DCW, STATE_TRTS);
-    EXPECT_EQ(Fields(node[2].nav, node[0].buffer[0].tx_start), Fields(355, 0));
-    ExpectChange(64, 0, STATE_TRTS, STATE_WRCTS);
-    EXPECT_EQ(node[1].state, STATE_WTCTS);
-    ExpectChange(80, 1, STATE_WTCTS, STATE_TCTS);
-    EXPECT_EQ(node[2].nav, 311); // 356 - 46 = 310 were left
-    ExpectChange(108, 0, STATE_WRCTS, STATE_WTDAT);
-    EXPECT_EQ(node[1].state, STATE_WRDAT);
-    ExpectChange(124, 0, STATE_WTDAT, STATE_TDAT);
-    EXPECT_EQ(node[2].nav, 267);
-    ExpectChange(152, 1, STATE_WRDAT, STATE_RDAT); // its 45 ticks would have ended in 153
-    ExpectChange(376, 0, STATE_TDAT, STATE_RACK);
-    RunTicks(391);
-    EXPECT_EQ(node[2].nav, 1);
-    RunTicks(392);
-    EXPECT_EQ(node[2].nav, 0);
-    ExpectChange(392, 1, STATE_WTACK, STATE_TACK);
-    ExpectChange(420, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(Fields(node[1].state, node[1].delay_sum), Fields(STATE_DCW, 376));
+    EXPECT_EQ(
+        Timeline(430, {0, 1, 2}),
+        (LINES{"0 D&CW, 34 TRTS, 64 WRCTS, 108 WTDAT, 124 TDAT, 376 RACK, 420 IDLE",
+               "0 D&CW, 64 WTCTS, 80 TCTS, 108 WRDAT, 152 RDAT, 376 WTACK, 392 TACK, 420 D&CW",
+               "34 NAV 355, 80 NAV 311, 391 NAV 0"}));
     // The delivered frame is left behind the station's own packet.
-    EXPECT_EQ(Fields(node[1].buffer_num, node[1].buffer[1].dst), Fields(1, 1));
-}
+    EXPECT_EQ(Fields(node[1].delay_sum, node[1].buffer_num, node[1].buffer[1].dst),
+              Fields(376, 1, 1));
 
-// tick       34        64             79   80       109
-// station 0  | RTS 30  | waits 45                   | time-out
-// station 1  | "SIFS", 45 ticks       | gives up
-//                                          ^ the CTS would be due
-TEST_F(MacTest, IdleStationNeverAnswersAnRts)
-{
+    // An idle station takes the RTS at its start, so its 45 ticks end one tick before SIFS does.
+    StartScene();
     Queue(0, 1);
     node[0].buffer[0].nav_value = RTS_THRESHOLD + 1;
-    RunTicks(35);
-    ExpectChange(79, 1, STATE_WTCTS, STATE_IDLE);
-    ExpectChange(109, 0, STATE_WRCTS, STATE_DCW);
+    EXPECT_EQ(Timeline(110, {0, 1}),
+              (LINES{"0 D&CW, 34 TRTS, 64 WRCTS, 109 D&CW", "34 WTCTS, 79 IDLE"}));
     EXPECT_EQ(Fields(node[0].retry_count, node[0].timeout_hop[1], node[0].cw), Fields(1, 1, 31));
 }
 
@@ -113,18 +86,17 @@ TEST_F(MacTest, LostAckLeadsToADuplicate)
     Queue(0, 1);
     RunTicks(303);
     node[0].rx_flag = 0; // carrier without a frame
-    ExpectChange(331, 0, STATE_RACK, STATE_DCW);
+    EXPECT_EQ(Timeline(332, {0}), LINES{"331 D&CW"});
     // Ticks 286 to 331 are 46: the first 16, and the rest less 2.
     EXPECT_EQ(Fields(node[0].ack_wait_sum, node[0].ack_wait_over_sum), Fields(16, 46 - 16 - 2));
     node[0].backoff = 0;
-    ExpectChange(409, 0, STATE_DCW, STATE_TDAT);
-    EXPECT_EQ(Fields(node[0].eifs_flag, node[0].access_wait_sum), Fields(0, 34 + 78 - 44));
+    EXPECT_EQ(Timeline(750, {0, 1}),
+              (LINES{"409 TDAT, 661 RACK, 705 IDLE", "409 RDAT, 661 WTACK, 677 TACK, 705 IDLE"}));
+    EXPECT_EQ(Fields(node[0].access_wait_sum, node[0].retry_count, node[0].cw),
+              Fields(34 + 78 - 44, 0, 15));
     EXPECT_EQ(X_count[0][0], 1U); // the start after an EIFS is not classified
-    ExpectChange(661, 1, STATE_RDAT, STATE_WTACK);
     EXPECT_EQ(Fields(node[1].dup_num, node[1].dup_flag, node[1].rx_dat_num, node[1].recv_num),
               Fields(1, 0, 2, 1));
-    ExpectChange(705, 0, STATE_RACK, STATE_IDLE);
-    EXPECT_EQ(Fields(node[0].retry_count, node[0].cw), Fields(0, 15));
 }
 
 // attempt:  DIFS 34 | DATA 252 | time-out 45      = 331 ticks
@@ -135,11 +107,13 @@ TEST_F(MacTest, RetriesUpToTheDrop)
     NODE &own = node[0];
     own.buffer[1].receiver = 2;
     own.connect_num = 0; // nobody gets its frames
+    RunTicks(1);
     const int cw[] = {31, 63, 127, 255, 511, 1023, 1023, 15};
     for (int attempt = 0; attempt < 8; ++attempt) {
-        const auto begin = static_cast<uint64_t>(331 * attempt);
-        ExpectChange(begin + 34, 0, STATE_DCW, STATE_TDAT);
-        ExpectChange(begin + 331, 0, STATE_RACK, STATE_DCW);
+        const int begin = 331 * attempt;
+        EXPECT_EQ(Timeline(static_cast<uint64_t>(begin) + 332, {0}),
+                  LINES{std::to_string(begin + 34) + " TDAT, " + std::to_string(begin + 286) +
+                        " RACK, " + std::to_string(begin + 331) + " D&CW"});
         EXPECT_EQ(Fields(own.cw, own.retry_count), Fields(cw[attempt], (attempt + 1) % 8));
         own.backoff = 0;
     }
@@ -160,49 +134,32 @@ TEST_F(MacTest, RetriesUpToTheDrop)
 TEST_F(MacTest, RelaysCarryAPacketAlongTheLine)
 {
     for (const bool up : {true, false}) {
-        SCOPED_TRACE(up);
         StartScene();
         UseLine();
         const auto at = [up](int place) { return up ? place : 9 - place; };
         Queue(at(0), at(9));
+        RunTicks(9 * 330 + 1);
         for (int hop = 0; hop < 9; ++hop) {
-            const uint64_t begin = 330 * static_cast<uint64_t>(hop);
             NODE &sender = node[at(hop)];
-            ExpectChange(begin + 34, at(hop), STATE_DCW, STATE_TDAT);
-            ExpectChange(begin + 286, at(hop + 1), STATE_RDAT, STATE_WTACK);
-            ExpectChange(begin + 330, at(hop), STATE_RACK, STATE_IDLE);
             EXPECT_EQ(Fields(sender.hop_delay_sum[at(hop + 1)], sender.buffer_hop_num[at(hop + 1)],
                              node[at(hop + 1)].recv_from[at(hop)], sender.buffer[0].sender),
-                      Fields(330, 0, 1, at(hop)));
+                      Fields(330, 0, 1, at(hop)))
+                << up << " " << hop;
         }
         EXPECT_EQ(Fields(node[at(9)].delay_sum, node[at(9)].buffer_num, node[at(5)].delay_sum),
-                  Fields(330 * 8 + 286, 0, 0));
+                  Fields(8 * 330 + 286, 0, 0));
     }
-}
-
-TEST_F(MacTest, FullRelayAcknowledgesWithoutLogging)
-{
+    // A full relay acknowledges, and logs nothing. A contender takes a frame after 28 ticks.
+    StartScene();
     UseLine();
     g_settings.queue_limit = 1;
     Queue(1, 9, 9000);
     Queue(0, 9);
-    ExpectChange(62, 1, STATE_DCW, STATE_RDAT); // a contender takes the frame after 28 ticks
-    ExpectChange(330, 0, STATE_RACK, STATE_IDLE);
+    EXPECT_EQ(Timeline(340, {0, 1}), (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
+                                            "0 D&CW, 62 RDAT, 286 WTACK, 302 TACK, 330 D&CW"}));
     const NODE &relay = node[1];
-    EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num,
-                     relay.buffer_num),
-              Fields(1, 1, 0, 0, 1));
-}
-
-TEST_F(MacTest, LastFlowHasNoDelaySum)
-{
-    for (int sender = 0; sender < NODE_NUM; sender += 2) {
-        StartScene();
-        Queue(sender, sender + 1);
-        RunTicks(400);
-        EXPECT_EQ(Fields(node[sender + 1].delay_sum, ave_delay[sender / 2]),
-                  Fields(286, sender == 8 ? 0 : 286));
-    }
+    EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num),
+              Fields(1, 1, 0, 0));
 }
 
 // A frame of `type` for `receiver`, heard by `station` up to its last tick.
@@ -221,35 +178,29 @@ TEST_F(MacTest, ReactionToAFrame)
         STATE state;
         int nav, timer, lock;
     } cases[] = {
-        {FRAME_RTS, 2, STATE_WTCTS, 0, 45, 0}, {FRAME_RTS, 7, STATE_DCW, 356, 0, 0},
-        {FRAME_CTS, 7, STATE_DCW, 312, 0, 0},  {FRAME_CTS, 2, STATE_DCW, 312, 0, 0}, // its own, too
-        {FRAME_DATA, 2, STATE_RDAT, 0, 9, 1},  {FRAME_DATA, 7, STATE_DCW, 268, 0, 0},
-        {FRAME_ACK, 2, STATE_DCW, 0, 9, 0},
+        // NAV and timer have counted one tick
+        {FRAME_RTS, 2, STATE_WTCTS, 0, 44, 0},
+        {FRAME_RTS, 7, STATE_IDLE, 355, 0, 0},
+        {FRAME_CTS, 7, STATE_IDLE, 311, 0, 0},
+        {FRAME_CTS, 2, STATE_IDLE, 311, 0, 0}, // its own, too
+        {FRAME_DATA, 2, STATE_RDAT, 0, 8, 1},
+        {FRAME_DATA, 7, STATE_IDLE, 267, 0, 0},
+        {FRAME_ACK, 2, STATE_IDLE, 0, 8, 0},
     };
     NODE &own = node[2];
     for (const auto &c : cases) {
-        own.state = STATE_DCW;
+        own.state = STATE_IDLE;
         own.nav = 0;
         own.timer = 9;
         HearFrame(2, c.type, 3, c.receiver);
-        own.rx_frame.corrupt = -1;
-        RxStateWaitDifsAndCw(2); // not a frame
-        own.rx_frame.corrupt = 0;
-        own.rx_count = 27;
-        RxStateWaitDifsAndCw(2); // one tick early
-        EXPECT_EQ(Fields(own.state, own.timer, own.rx_flag), Fields(STATE_DCW, 9, 1));
-        own.rx_count = 28;
-        RxStateWaitDifsAndCw(2);
+        RunTicks(g_sim_time + 1);
         EXPECT_EQ(Fields(own.state, own.nav, own.timer, own.rx_flag, own.eifs_flag),
                   Fields(c.state, c.nav, c.timer, c.lock, c.lock))
             << c.type << " " << c.receiver;
     }
-    for (const int nav : {300, 313}) {
-        own.nav = nav;
-        own.timer = 9;
-        SetNav(2, NAV_CTS);
-        EXPECT_EQ(Fields(own.nav, own.timer), Fields(nav == 300 ? 312 : 313, 0)); // never lowered
-    }
+    own.nav = 313;
+    SetNav(2, NAV_CTS);
+    EXPECT_EQ(Fields(own.nav, own.timer), Fields(313, 0)); // never lowered
 }
 
 TEST_F(MacTest, AnswerStates)
@@ -275,18 +226,18 @@ TEST_F(MacTest, AnswerStates)
         own.nav = c.nav;
         own.timer = c.timer;
         own.idle_count = static_cast<uint64_t>(c.idle);
-        CheckTxEventAll();
         if (c.state == STATE_WRCTS) {
             HearFrame(0, FRAME_CTS, 1, 0); // complete in the tick of the time-out: too late
         }
-        CheckRxEventAll();
+        RunTicks(1);
         EXPECT_EQ(Fields(own.state, own.retry_count), Fields(c.after, c.retries))
             << c.state << " " << c.nav << " " << c.timer;
     }
-    own.backoff = 45;
+    TxPacket(0, FRAME_ACK);
     own.timer = 0;
+    own.backoff = 45;
     own.rx_flag = 1;
-    TxStateTxAck(0); // the end of an ACK keeps lock and backoff
+    RunTicks(2); // the end of an ACK keeps lock and backoff
     EXPECT_EQ(Fields(own.state, own.backoff, own.rx_flag), Fields(STATE_DCW, 45, 1));
 }
 
@@ -299,7 +250,7 @@ TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)
     own.timer = 1;
     HearFrame(4, FRAME_ACK, 7, 4);
     g_sim_time = 9'000'000; // the head packet has become too old for a hop delay
-    RxStateWaitRxAck(4);
+    RunTicks(9'000'001);
     // 7 is not the upper neighbour, so the lower one's count goes down.
     EXPECT_EQ(Fields(own.buffer_hop_num[3], own.buffer_hop_num[5], own.buffer_hop_num[7]),
               Fields(-1, 1, 0));
@@ -347,6 +298,7 @@ TEST_F(MacTest, StartOfDataLooksAround)
     for (int i = 1; i < NODE_NUM; ++i) {
         node[i].state = states[i];
         node[i].timer = 9;
+        node[i].backoff = 900;
         node[i].idle_count = i == 2 ? 34 : 35; // active while still in DIFS
         node[i].busy = i == 8 ? 1 : 0;
     }

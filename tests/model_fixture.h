@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/wake.h"
+#include "output/accounting.h"
 #include "topology/placement.h"
 #include "topology/random.h"
 #include "topology/routing.h"
@@ -70,12 +72,36 @@ class ModelTest : public testing::Test
         node[src].backoff = backoff;
     }
 
-    // Runs through `tick` and expects the station to change its state in exactly this tick.
-    static void ExpectChange(uint64_t tick, int station, STATE before, STATE after)
+    // Runs up to `until`. Tells for each station in which ticks its state has changed and its NAV
+    // was raised or has ended, as "34 RDAT, 80 NAV 267, 346 NAV 0".
+    static std::vector<std::string> Timeline(uint64_t until, const std::vector<int> &stations)
     {
-        RunTicks(tick);
-        EXPECT_EQ(node[station].state, before) << "station " << station << " before " << tick;
-        RunTicks(tick + 1);
-        EXPECT_EQ(node[station].state, after) << "station " << station << " after " << tick;
+        std::vector<std::string> lines(stations.size());
+        while (g_sim_time < until) {
+            const std::string tick = std::to_string(g_sim_time);
+            int32_t state[NODE_NUM];
+            int32_t nav[NODE_NUM];
+            for (int i = 0; i < NODE_NUM; ++i) {
+                state[i] = node[i].state;
+                nav[i] = node[i].nav;
+            }
+            RunTicks(g_sim_time + 1);
+            for (size_t k = 0; k < stations.size(); ++k) {
+                const int i = stations[k];
+                const auto add = [&line = lines[k], &tick](const std::string &event) {
+                    line.append(line.empty() ? "" : ", ").append(tick).append(" ").append(event);
+                };
+                if (node[i].state != state[i]) {
+                    const std::string name = NodeState(node[i].state);
+                    add(name.substr(name.find_first_not_of(' ')));
+                }
+                if (node[i].nav > nav[i] || (node[i].nav == 0 && nav[i] > 0)) {
+                    add("NAV " + std::to_string(node[i].nav));
+                }
+            }
+        }
+        return lines;
     }
 };
+
+using LINES = std::vector<std::string>;

@@ -65,9 +65,11 @@ static void BuildNetwork(const SCENE &scene)
     ROUTE[scene.routes]();
 }
 
+// Between runs, where the fast-forward keeps nothing that would have to hear of it.
 static void Enqueue(const SENDING &sending)
 {
     NODE &own = node[sending.src];
+    g_plain_ticking = true;
     for (int k = 0; k < sending.num; ++k) {
         own.gene_num += InWindow() ? 1 : 0;
         if (own.buffer_num >= g_settings.queue_limit) {
@@ -92,9 +94,6 @@ static void Enqueue(const SENDING &sending)
             .id = own.gene_num,
         };
         AppendPacket(sending.src, packet);
-        if (IsStation(packet.receiver)) {
-            ++own.buffer_hop_num[packet.receiver];
-        }
     }
 }
 
@@ -165,17 +164,18 @@ void SetUpScene(const SCENE &scene)
 
 void RunScene(const SCENE &scene, uint64_t until, bool plain)
 {
-    g_plain_ticking = plain;
     if (!plain) {
         StreamStart(scene.stream_block);
     }
     const uint64_t begin = g_sim_time; // what enters before this tick is in the queues
     for (const SENDING &sending : scene.sendings) {
         if (sending.tick > begin && sending.tick <= until) {
+            g_plain_ticking = plain;
             RunTicks(sending.tick);
             Enqueue(sending);
         }
     }
+    g_plain_ticking = plain;
     RunTicks(until);
     StreamStop();
     g_plain_ticking = false;

@@ -10,7 +10,7 @@
 #include "topology/random.h"
 #include "topology/stream.h"
 
-enum TYPE { TYPE_I32, TYPE_I64, TYPE_U64, TYPE_F64 };
+enum TYPE { TYPE_I32, TYPE_I64, TYPE_F64 }; // unsigned values are shown as signed ones
 
 struct FIELD {
     std::string name;
@@ -23,12 +23,12 @@ struct FIELD {
 template <class T> static FIELD MakeField(const char *name, size_t offset)
 {
     using VALUE = std::remove_all_extents_t<T>;
-    constexpr TYPE KIND = std::is_same_v<VALUE, double>     ? TYPE_F64
-                          : std::is_same_v<VALUE, uint64_t> ? TYPE_U64
-                          : std::is_same_v<VALUE, int64_t>  ? TYPE_I64
-                                                            : TYPE_I32;
-    static_assert(sizeof(VALUE) == (KIND == TYPE_I32 ? 4 : 8));
-    return {name, offset, KIND, sizeof(T) / sizeof(VALUE), static_cast<int>(std::extent_v<T, 1>)};
+    constexpr size_t WIDTH = sizeof(VALUE);
+    constexpr TYPE KIND = std::is_same_v<VALUE, double> ? TYPE_F64
+                          : WIDTH == sizeof(int64_t)    ? TYPE_I64
+                                                        : TYPE_I32;
+    static_assert(WIDTH == (KIND == TYPE_I32 ? sizeof(int32_t) : sizeof(int64_t)));
+    return {name, offset, KIND, sizeof(T) / WIDTH, static_cast<int>(std::extent_v<T, 1>)};
 }
 
 static size_t Width(const FIELD &field)
@@ -168,19 +168,10 @@ template <class T> static T Read(const char *bytes)
 
 static void WriteValue(std::ostream &out, TYPE type, const char *bytes)
 {
-    switch (type) {
-    case TYPE_I32:
-        out << Read<int32_t>(bytes);
-        break;
-    case TYPE_I64:
-        out << Read<int64_t>(bytes);
-        break;
-    case TYPE_U64:
-        out << Read<uint64_t>(bytes);
-        break;
-    case TYPE_F64:
+    if (type == TYPE_F64) {
         out << std::hexfloat << Read<double>(bytes);
-        break;
+    } else {
+        out << (type == TYPE_I32 ? Read<int32_t>(bytes) : Read<int64_t>(bytes));
     }
 }
 
@@ -233,9 +224,9 @@ void SetField(int station, const char *name, int64_t value)
     for (const FIELD &field : NODE_FIELDS) {
         if (field.name == name) {
             char *to = reinterpret_cast<char *>(&node[station]) + field.offset;
-            const int32_t narrow = static_cast<int32_t>(value);
-            const bool is_narrow = field.type == TYPE_I32;
-            std::memcpy(to, is_narrow ? static_cast<const void *>(&narrow) : &value, Width(field));
+            const auto narrow = static_cast<int32_t>(value);
+            const void *from = &value;
+            std::memcpy(to, field.type == TYPE_I32 ? &narrow : from, Width(field));
             return;
         }
     }

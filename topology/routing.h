@@ -17,8 +17,10 @@ void MakeTable_Rand();
 // Writes all tables into the main result file. For looking at them by hand; nothing calls it.
 void TestTable();
 
-// Next hop of `station` towards `destination`, EMPTY if no row names it. The last matching row wins.
+// Next hop of `station` towards `destination`, EMPTY if no row names it. The last matching row
+// wins.
 int NextHop(int station, int destination);
 
-// `neighbour` if some row of `station` has it as next hop, else EMPTY: how a CTS or ACK is addressed.
+// `neighbour` if some row of `station` has it as next hop, else EMPTY: how a CTS or ACK is
+// addressed.
 int AnswerHop(int station, int neighbour);
