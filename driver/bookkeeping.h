@@ -31,7 +31,7 @@ inline void DecrementNav(int station)
 // Adds one tick of the queue length to `buffer_avg`, inside the measurement window.
 inline void CountBuffer(int station)
 {
-    if (g_plain_ticking && InWindow()) {
+    if (g_plain_ticking && node[station].buffer_num > 0 && InWindow()) {
         node[station].buffer_avg += node[station].buffer_num / WINDOW_TICKS;
     }
 }
