@@ -21,9 +21,10 @@ static int32_t g_next_lapse;
 static bool IsActive(const NODE &own)
 {
     constexpr uint32_t ACTIVE_STATES = 1U << STATE_WTDAT | 1U << STATE_TDAT | 1U << STATE_RACK;
-    const bool contending =
-        (own.state == STATE_DCW) & (own.nav == 0) & (own.busy == 0) & (own.idle_count <= DIFS);
-    return ((ACTIVE_STATES >> own.state & 1U) != 0) | contending;
+    if (own.state == STATE_DCW) {
+        return own.nav == 0 && own.busy == 0 && own.idle_count <= DIFS;
+    }
+    return (ACTIVE_STATES >> own.state & 1U) != 0;
 }
 
 // Whether others sense the station's carrier.
@@ -35,9 +36,11 @@ static bool HasCarrier(const NODE &own)
     return (CARRIER_STATES >> own.state & 1U) != 0;
 }
 
-static uint32_t Bit(int station, bool in)
+// Puts a station into a set or takes it out.
+static void Put(uint32_t &set, int station, bool in)
 {
-    return static_cast<uint32_t>(in) << station;
+    const uint32_t bit = 1U << station;
+    set = in ? set | bit : set & ~bit;
 }
 
 // Enters `ticks` in which exactly the stations of `active` were active.
@@ -74,8 +77,9 @@ static void FindActive()
     uint32_t active = g_active & ~g_awake;
     uint32_t carriers = g_carriers & ~g_awake;
     for (const int i : Awake()) {
-        active |= Bit(i, IsActive(node[i]));
-        carriers |= Bit(i, HasCarrier(node[i]));
+        const uint32_t bit = 1U << i;
+        active |= IsActive(node[i]) ? bit : 0;
+        carriers |= HasCarrier(node[i]) ? bit : 0;
     }
     g_carriers = carriers;
     SetActive(active, Now());
@@ -92,8 +96,8 @@ static int32_t LapseTick(int station)
 void PredictActivity(int station, int32_t lapse_tick)
 {
     const NODE &own = node[station];
-    g_next_active = (g_next_active & ~(1U << station)) | Bit(station, IsActive(own));
-    g_carriers = (g_carriers & ~(1U << station)) | Bit(station, HasCarrier(own));
+    Put(g_next_active, station, IsActive(own));
+    Put(g_carriers, station, HasCarrier(own));
     g_next_lapse = std::min(g_next_lapse, lapse_tick);
 }
 
@@ -154,20 +158,33 @@ static void FreezeBackoff(NODE &own)
 static void SenseCarrier(int station)
 {
     NODE &own = node[station];
-    own.busy |= (g_carriers & g_interference_set[station]) != 0 ? 1 : 0;
-    const bool busy = own.busy == 1;
-    if (busy & (own.state == STATE_DCW) & (own.freeze_flag == 0)) {
-        FreezeBackoff(own);
+    if ((g_carriers & g_interference_set[station]) != 0) {
+        own.busy = 1;
     }
-    if (!busy) {
+    if (own.busy == 1) {
+        if (own.state == STATE_DCW && own.freeze_flag == 0) {
+            FreezeBackoff(own);
+        }
+        if (own.rx_flag == 0 && own.nav == 0) {
+            own.eifs_flag = 1; // busy, but no frame that could be decoded
+        }
+        own.idle_count = 0;
+        own.difs_idle_num = 0;
+    } else {
         own.freeze_flag = 0;
     }
-    // Busy, but no frame that could be decoded.
-    own.eifs_flag = busy & (own.rx_flag == 0) & (own.nav == 0) ? 1 : own.eifs_flag;
-    own.idle_count = busy ? 0 : own.idle_count;
-    own.difs_idle_num = busy ? 0 : own.difs_idle_num;
-    own.rx_count = (own.rx_error == 0) & (own.signal_num == 0) ? 0 : own.rx_count;
-    QuietChannel(own, IsCountingIdle(own) ? 1 : 0, IsCountingFrame(own) ? 1 : 0);
+    if (own.rx_error != 0) {
+        return;
+    }
+    if (own.signal_num == 0) {
+        own.rx_count = 0;
+        if (IsCountingIdle(own)) {
+            ++own.idle_count;
+            own.difs_idle_num += own.state == STATE_DCW ? 1 : 0;
+        }
+    } else if (own.rx_flag == 1) {
+        ++own.rx_count;
+    }
 }
 
 void CheckChannelStateAll()
@@ -184,7 +201,7 @@ void CheckChannelStateAll()
         if ((node[i].signal_num > 1) | (node[i].rx_error == 1)) {
             StartCollision(i);
             EndCollision(i);
-            g_carriers = (g_carriers & ~(1U << i)) | Bit(i, HasCarrier(node[i]));
+            Put(g_carriers, i, HasCarrier(node[i]));
         }
         SenseCarrier(i);
     }

@@ -12,7 +12,9 @@
 // Counts a running timer down by one tick. A timer at 0 or below rests.
 inline void DecrementTimer(int station)
 {
-    node[station].timer -= node[station].timer > 0 ? 1 : 0;
+    if (node[station].timer > 0) {
+        --node[station].timer;
+    }
 }
 
 // Counts a running NAV down by one tick. When it reaches 0, the station returns to contention or
@@ -20,11 +22,12 @@ inline void DecrementTimer(int station)
 inline void DecrementNav(int station)
 {
     NODE &own = node[station];
-    const bool ends = own.nav == 1;
-    own.nav -= own.nav > 0 ? 1 : 0;
-    if (ends) {
-        ResetNode(station, RESET_RESUME);
-        g_nav_ended |= 1U << station;
+    if (own.nav > 0) {
+        --own.nav;
+        if (own.nav == 0) {
+            ResetNode(station, RESET_RESUME);
+            g_nav_ended |= 1U << station;
+        }
     }
 }
 

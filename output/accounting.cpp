@@ -54,9 +54,10 @@ constexpr uint8_t KINDS[2][STATE_NUM] = {
 
 static uint32_t KindOf(const NODE &own)
 {
-    const bool in_difs =
-        (own.state == STATE_DCW) & (own.busy != 1) & (own.nav == 0) & (own.idle_count <= DIFS);
-    return in_difs ? uint32_t{SHARE_DIFS} : KINDS[own.busy == 1][own.state];
+    if (own.state == STATE_DCW && own.busy != 1 && own.nav == 0 && own.idle_count <= DIFS) {
+        return SHARE_DIFS;
+    }
+    return KINDS[own.busy == 1][own.state];
 }
 
 // The part of a share that the queue of a station decides.
