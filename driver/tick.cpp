@@ -2,6 +2,7 @@
 
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
+#include "driver/invariants.h"
 #include "driver/state.h"
 #include "driver/wake.h"
 #include "mac/receive.h"
@@ -27,5 +28,6 @@ void Tick()
         WriteNodeState(i);
         Sleep(i);
     }
+    CheckInvariants();
     ++g_sim_time;
 }
