@@ -55,8 +55,8 @@ static double RunLoads(bool plain)
     return seconds;
 }
 
-// As many draws as the load points have ticks, one by one: the plain generator at its fastest, with its
-// state at hand and nothing done with the numbers but adding them up.
+// As many draws as the load points have ticks, one by one: the plain generator at its fastest, with
+// its state at hand and nothing done with the numbers but adding them up.
 static double DrawOneByOne(uint64_t draws)
 {
     SeedFixed();

@@ -158,8 +158,8 @@ static void FreezeBackoff(NODE &own)
 static void SenseCarrier(int station)
 {
     NODE &own = node[station];
-    // Kept: a carrier that goes without the end of a frame, as the SIFS in front of an ACK that is given
-    // up, leaves the station busy until some frame in range ends.
+    // Kept: a carrier that goes without the end of a frame, as the SIFS in front of an ACK that is
+    // given up, leaves the station busy until some frame in range ends.
     if ((g_carriers & g_interference_set[station]) != 0) {
         own.busy = 1;
     }

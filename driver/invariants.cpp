@@ -66,7 +66,8 @@ void CheckInvariants()
         const NODE &own = node[i];
         CheckStation(own);
         CheckLists(own);
-        // A test may set a sender up by its state alone, without ever having put a frame on the air.
+        // A test may set a sender up by its state alone, without ever having put a frame on the
+        // air.
         const bool on_air = (own.state == STATE_TRTS || own.state == STATE_TCTS ||
                              own.state == STATE_TDAT || own.state == STATE_TACK) &&
                             own.last_frame_no < g_no;

@@ -44,8 +44,8 @@ void SetPacketSize(int32_t data_length)
     DATA_LENGTH = data_length;
     PACKET_PAYLOAD_LENGTH = DATA_LENGTH + UDP_IP_BYTES;
     const int32_t bits = (PACKET_PAYLOAD_LENGTH + MAC_BYTES) * BITS_PER_BYTE + SERVICE_TAIL_BITS;
-    // Kept: 4 ticks less than the airtime of the frame, DataTicks(). DATA frames carry it, but only the
-    // RTS threshold is compared with it.
+    // Kept: 4 ticks less than the airtime of the frame, DataTicks(). DATA frames carry it, but only
+    // the RTS threshold is compared with it.
     DAT_LENGTH = (bits / BITS_PER_SYMBOL + DAT_PREAMBLE_SYMBOLS) * SYMBOL;
 }
 

@@ -18,6 +18,15 @@ void InitAllNode()
     MakeTable();
 }
 
+// Makes a draw, cut to whole slots, the backoff to count down.
+static void TakeBackoff(NODE &own, double draw)
+{
+    own.backoff_slots = static_cast<int32_t>(draw);
+    ++own.backoff_draws;
+    const int32_t ticks = own.backoff_slots * SLOT;
+    own.backoff = static_cast<uint64_t>(ticks);
+}
+
 void InitNode(int station)
 {
     NODE &own = node[station];
@@ -25,8 +34,9 @@ void InitNode(int station)
     InitQueue(station);
     // Everything before and behind the packet records starts at zero; the records are long, and
     // what they hold from the last load point is not read again.
-    std::memset(&own, 0, offsetof(NODE, rx_frame));
-    std::memset(&own.rx_flag, 0, sizeof(NODE) - offsetof(NODE, rx_flag));
+    char *bytes = reinterpret_cast<char *>(&own);
+    std::memset(bytes, 0, offsetof(NODE, rx_frame));
+    std::memset(bytes + offsetof(NODE, rx_flag), 0, sizeof(NODE) - offsetof(NODE, rx_flag));
     std::memset(own.connect_list, EMPTY, sizeof own.connect_list);
     std::memset(own.interference_list, EMPTY, sizeof own.interference_list);
     std::memset(own.table, EMPTY, sizeof own.table);
@@ -34,9 +44,7 @@ void InitNode(int station)
     own.cw = CW_MIN;
     // Kept: the initial draw ends below CW_MIN, so it can never be CW_MIN itself as later draws
     // can.
-    own.backoff_slots = static_cast<int32_t>(RandUniform(0.0, own.cw));
-    own.backoff_draws = 1;
-    own.backoff = static_cast<uint64_t>(own.backoff_slots * SLOT);
+    TakeBackoff(own, RandUniform(0.0, own.cw));
     own.same_start_num = 1; // Kept: one more than the starts that are counted into it
     InitPacket(&own.rx_frame);
 }
@@ -55,10 +63,8 @@ static void ReturnToRest(NODE &own)
 // Draws a backoff of 0 to `cw` slots.
 static void DrawBackoff(NODE &own)
 {
-    own.backoff_slots = static_cast<int32_t>(RandUniform(0.0, own.cw + 1));
+    TakeBackoff(own, RandUniform(0.0, own.cw + 1));
     own.backoff_slot_sum += own.backoff_slots;
-    own.backoff_draws += 1;
-    own.backoff = static_cast<uint64_t>(own.backoff_slots * SLOT);
 }
 
 void ResetNode(int station, int kind)

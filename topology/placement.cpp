@@ -16,7 +16,8 @@ void DesignPositionAllNode()
     constexpr double PAIR_DISTANCE_M = 30.0;
     constexpr double ORIGIN_M = 10.0;
     for (int i = 0; i < NODE_NUM; ++i) {
-        node[i].pos_x = ORIGIN_M + PAIR_DISTANCE_M * (i / 2);
+        const int pair = i / 2;
+        node[i].pos_x = ORIGIN_M + PAIR_DISTANCE_M * pair;
         node[i].pos_y = ORIGIN_M + i % 2;
     }
 }
