@@ -197,7 +197,6 @@ void CheckChannelStateAll()
     if (g_plain_ticking) {
         AddActivity(g_active, 1);
     }
-    SettleDeaf(g_carriers);
     WakeForCarrier(g_carriers & ~carriers_before);
     for (const int i : Awake()) {
         if ((node[i].signal_num > 1) | (node[i].rx_error == 1)) {

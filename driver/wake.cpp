@@ -39,9 +39,6 @@ struct SLEEP {
 };
 static SLEEP g_sleep[NODE_NUM];
 
-static uint32_t g_deaf;     // sleeping stations to which the end of a frame shows its carrier only
-static uint32_t g_released; // those of them that have lost the carrier in this tick
-
 uint64_t WindowTicksBetween(int64_t since, int64_t until)
 {
     const int64_t from = std::max(since, static_cast<int64_t>(g_settings.window_begin));
@@ -79,34 +76,6 @@ static void Wake(uint32_t stations)
 void WakeNeighbours(int sender)
 {
     Wake(g_neighbour_set[sender]);
-}
-
-void WakeListeners(int sender)
-{
-    const uint32_t deaf = g_deaf & ~g_awake & g_interference_set[sender];
-    g_deaf &= ~deaf;
-    g_released |= deaf;
-    Wake(g_interference_set[sender] & ~deaf);
-}
-
-void SettleDeaf(uint32_t carriers)
-{
-    const uint32_t released = g_released & ~g_awake;
-    if (released == 0) {
-        return;
-    }
-    uint32_t lasting = carriers;
-    for (const int i : STATION_SET{carriers}) {
-        lasting &= ~(static_cast<uint32_t>(node[i].rx_error == 1) << i);
-    }
-    for (const int i : STATION_SET{released}) {
-        if ((lasting & g_interference_set[i]) != 0) {
-            node[i].busy = 1;
-        } else {
-            Wake(1U << i);
-        }
-    }
-    g_released = 0;
 }
 
 void WakeForArrival(int station, int hop)
@@ -163,9 +132,6 @@ void Sleep(int station)
     const bool sends = (own.state == STATE_TDAT) | (own.state == STATE_RACK);
     const bool passes_difs = counts_idle & (own.state == STATE_DCW) & (own.idle_count <= DIFS);
     const int32_t difs_left = DIFS + 1 - static_cast<int32_t>(own.idle_count);
-    const bool resting = (own.state == STATE_IDLE) | (own.state == STATE_DCW);
-    const bool deaf = resting & (own.nav > 0) & (own.busy == 1) & (own.signal_num == 1) &
-                      ((own.rx_flag | own.rx_error) == 0) & (own.rx_count == 0);
     const int32_t tx_due = TxDue(own, counts_idle);
     const int32_t rx_due = RxDue(own, counts_frame);
     const int32_t due =
@@ -175,7 +141,6 @@ void Sleep(int station)
     g_difs_end[station] = passes_difs ? Now() + difs_left : NEVER;
     g_wake_tick[station] = due == NEVER ? NEVER : Now() + due;
     g_sleep[station] = {Now() + 1, tx_due == due, rx_due == due, sends, counts_idle, counts_frame};
-    g_deaf = (g_deaf & ~(1U << station)) | static_cast<uint32_t>(deaf) << station;
     ++g_visit_num;
 }
 
@@ -226,8 +191,6 @@ static void StartTicking()
     g_awake = ALL_STATIONS;
     g_tx_due = ALL_STATIONS;
     g_rx_due = ALL_STATIONS;
-    g_deaf = 0;
-    g_released = 0;
     StartActivity();
     StartShares();
     StartBufferSegments();

@@ -81,16 +81,6 @@ inline STATION_SET Awake()
 // Wakes the stations in transmission or carrier-sense range of `sender`. For the transmit stage.
 void WakeNeighbours(int sender);
 
-// The same for the end of a frame, which shows nothing to a deaf station but its carrier going: one
-// under a NAV that heard this frame alone and does not listen to it. The channel stage wakes it
-// unless another carrier takes over.
-void WakeListeners(int sender);
-
-// Settles the deaf stations that have lost a carrier in this tick, before the channel visits any
-// station: those that sense one of `carriers` stay asleep. A carrier that may go during these
-// visits, with the end of a collision episode, does not count.
-void SettleDeaf(uint32_t carriers);
-
 // Makes the receive side of `station`, which has got a frame, act in this tick.
 inline void NoteFrame(int station)
 {

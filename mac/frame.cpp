@@ -136,7 +136,7 @@ void TxPacket(int sender, int type)
 void WithdrawSignal(int sender)
 {
     const NODE &own = node[sender];
-    WakeListeners(sender);
+    WakeNeighbours(sender);
     for (int i = 0; i < own.interference_num; ++i) {
         const int hearer = own.interference_list[i];
         NODE &other = node[hearer];
