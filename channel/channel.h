@@ -22,20 +22,19 @@ void PredictActivity(int station, int32_t lapse_tick);
 // Makes the activity worked out for the awake stations hold from the clock's tick on.
 void UpdateActivity();
 
-// Whether an idle tick of the medium raises `idle_count` of the station. Here and below the tests
-// are joined without branches, which could not be foreseen.
+// Whether an idle tick of the medium raises `idle_count` of the station.
 inline bool IsCountingIdle(const NODE &own)
 {
     constexpr uint32_t COUNTING_STATES =
         1U << STATE_DCW | 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
-    const int32_t held = own.rx_error | own.signal_num | own.nav | own.busy;
-    return ((COUNTING_STATES >> own.state) & static_cast<uint32_t>(held == 0)) != 0;
+    return (COUNTING_STATES >> own.state & 1U) != 0 && own.nav == 0 && own.busy == 0 &&
+           own.signal_num == 0 && own.rx_error == 0;
 }
 
 // Whether a tick of the frame in `rx_frame` is heard and counted.
 inline bool IsCountingFrame(const NODE &own)
 {
-    return (own.rx_error == 0) & (own.signal_num != 0) & (own.rx_flag == 1);
+    return own.rx_flag == 1 && own.signal_num != 0 && own.rx_error == 0;
 }
 
 // Quiet ticks of the channel: `idle_ticks` of them counted as idle, `frame_ticks` as part of a

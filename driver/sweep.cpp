@@ -151,6 +151,9 @@ static void RunPacketSize(int32_t data_length, const std::string &design_dir)
     load = 35;
     std::printf("load=%d\n", load);
     result = static_cast<RESULT *>(std::calloc(static_cast<size_t>(load) + 2, sizeof(RESULT)));
+    if (result == nullptr) {
+        std::exit(1);
+    }
     simulation();
     std::free(result);
     result = nullptr;

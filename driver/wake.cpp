@@ -129,8 +129,8 @@ void Sleep(int station)
     const NODE &own = node[station];
     const bool counts_idle = IsCountingIdle(own);
     const bool counts_frame = IsCountingFrame(own);
-    const bool sends = (own.state == STATE_TDAT) | (own.state == STATE_RACK);
-    const bool passes_difs = counts_idle & (own.state == STATE_DCW) & (own.idle_count <= DIFS);
+    const bool sends = own.state == STATE_TDAT || own.state == STATE_RACK;
+    const bool passes_difs = counts_idle && own.state == STATE_DCW && own.idle_count <= DIFS;
     const int32_t difs_left = DIFS + 1 - static_cast<int32_t>(own.idle_count);
     const int32_t tx_due = TxDue(own, counts_idle);
     const int32_t rx_due = RxDue(own, counts_frame);

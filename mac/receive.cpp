@@ -40,34 +40,33 @@ static bool HasCleanLock(const NODE &own)
     return own.rx_flag == 1 && own.rx_error == 0 && own.rx_frame.corrupt == 0;
 }
 
-// Ticks after which a handler takes the locked frame for received.
-static uint64_t FrameGoal(const NODE &own)
+// Ticks until `rx_count` of a locked frame stands at `goal`, as `RxDue` counts them.
+static int32_t FrameDue(const NODE &own, int32_t goal, bool counts_frame)
 {
-    switch (own.state) {
-    case STATE_RDAT:
-        return static_cast<uint64_t>(DataTicks());
-    case STATE_WRCTS:
-        return CTS_TICKS;
-    case STATE_RACK:
-        return ACK_TICKS;
-    default:
-        return static_cast<uint64_t>(own.rx_frame.duration);
+    if (own.rx_flag != 1 || own.rx_error != 0) {
+        return NEVER;
     }
+    return CountDue(own.rx_count, static_cast<uint64_t>(goal), counts_frame);
 }
 
 int32_t RxDue(const NODE &own, bool counts_frame)
 {
-    constexpr uint32_t TIMED_STATES = 1U << STATE_WRCTS | 1U << STATE_WRDAT | 1U << STATE_RACK;
-    constexpr uint32_t HEARING_STATES = TIMED_STATES | 1U << STATE_DCW | 1U << STATE_RDAT;
-    int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
-    if (own.rx_flag == 1 && own.rx_error == 0) {
-        if ((HEARING_STATES >> own.state & 1U) != 0) {
-            due = std::min(due, CountDue(own.rx_count, FrameGoal(own), counts_frame));
-        } else if (own.state == STATE_IDLE && own.rx_frame.corrupt == 0) {
-            due = 1;
-        }
+    switch (own.state) {
+    case STATE_IDLE:
+        return HasCleanLock(own) ? 1 : NEVER;
+    case STATE_DCW:
+        return FrameDue(own, own.rx_frame.duration, counts_frame);
+    case STATE_WRCTS:
+        return std::min(TimerDue(own), FrameDue(own, CTS_TICKS, counts_frame));
+    case STATE_WRDAT:
+        return std::min(TimerDue(own), FrameDue(own, own.rx_frame.duration, counts_frame));
+    case STATE_RDAT:
+        return FrameDue(own, DataTicks(), counts_frame);
+    case STATE_RACK:
+        return std::min(TimerDue(own), FrameDue(own, ACK_TICKS, counts_frame));
+    default:
+        return NEVER;
     }
-    return due;
 }
 
 static void ClearLock(NODE &own)

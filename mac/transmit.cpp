@@ -46,17 +46,26 @@ void CheckTxEventAll()
 
 int32_t TxDue(const NODE &own, bool counts_idle)
 {
-    constexpr uint32_t SIFS_STATES = 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
-    constexpr uint32_t TIMED_STATES =
-        SIFS_STATES | 1U << STATE_TRTS | 1U << STATE_TCTS | 1U << STATE_TDAT | 1U << STATE_TACK;
-    const bool contending = own.state == STATE_DCW && own.nav == 0;
-    int32_t due = (TIMED_STATES >> own.state & 1U) != 0 ? TimerDue(own) : NEVER;
-    if (contending || (SIFS_STATES >> own.state & 1U) != 0) {
-        const uint64_t wait = own.backoff + static_cast<uint64_t>(ContentionWait(own));
-        due = std::min(due, CountDue(own.idle_count, contending ? wait : SIFS, counts_idle));
+    switch (own.state) {
+    case STATE_IDLE:
+        return own.nav == 0 && own.buffer_num > 0 ? 1 : NEVER;
+    case STATE_DCW:
+        return own.nav != 0 ? NEVER
+                            : CountDue(own.idle_count,
+                                       own.backoff + static_cast<uint64_t>(ContentionWait(own)),
+                                       counts_idle);
+    case STATE_WTCTS:
+    case STATE_WTDAT:
+    case STATE_WTACK:
+        return std::min(TimerDue(own), CountDue(own.idle_count, SIFS, counts_idle));
+    case STATE_TRTS:
+    case STATE_TCTS:
+    case STATE_TDAT:
+    case STATE_TACK:
+        return TimerDue(own);
+    default:
+        return NEVER;
     }
-    const bool has_work = own.state == STATE_IDLE && own.nav == 0 && own.buffer_num > 0;
-    return has_work ? 1 : due;
 }
 
 void TxStateIdle(int station)
