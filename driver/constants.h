@@ -15,16 +15,18 @@ constexpr int SLOT = 9;
 constexpr int SIFS = 16;
 constexpr int DIFS = SIFS + 2 * SLOT;
 static_assert(DIFS == 34);
-constexpr int EIFS = 78;           // wait after a reception that could not be decoded
-constexpr int ANSWER_TIMEOUT = 45; // longest wait for, or before sending, a CTS, DATA or ACK
-constexpr int CW_MIN = 15;         // slots
-constexpr int CW_MAX = 1023;       // slots
-constexpr int RETRY_LIMIT = 7;     // retransmissions of one packet
+constexpr int CW_MIN = 15;     // slots
+constexpr int CW_MAX = 1023;   // slots
+constexpr int RETRY_LIMIT = 7; // retransmissions of one packet
 
 // Airtimes of the control frames, and the duration values they carry.
 constexpr int RTS_TICKS = 30;
 constexpr int CTS_TICKS = 28;
 constexpr int ACK_TICKS = 28;
+
+constexpr int EIFS = SIFS + ACK_TICKS + DIFS; // wait after a reception that could not be decoded
+static_assert(EIFS == 78);
+constexpr int ANSWER_TIMEOUT = 45; // longest wait for, or before sending, a CTS, DATA or ACK
 constexpr int RTS_NAV_VALUE = 352;
 constexpr int CTS_NAV_VALUE = 304;
 constexpr int ACK_NAV_VALUE = 28;
@@ -33,7 +35,7 @@ constexpr int RTS_THRESHOLD = 100000; // compared with the head packet's `nav_va
 
 constexpr int BITS_PER_BYTE = 8;
 constexpr int MAC_FCS_BYTES = 4;       // frame check sequence behind the packet
-constexpr int SERVICE_TAIL_BITS = 221; // SERVICE and tail bits, plus 215 to round the division up
+constexpr int SERVICE_TAIL_BITS = 221; // tail bits, plus 215 to round the division up
 constexpr int BITS_PER_SYMBOL = 216;   // 54 Mbit/s
 constexpr int SYMBOL = 4;
 constexpr int NAV_RTS_SYMBOLS = 33;  // added to the payload's symbols after an overheard RTS

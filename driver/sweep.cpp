@@ -22,6 +22,12 @@
 #include "topology/random.h"
 #include "topology/stream.h"
 
+// Load points of one trial, load 0 included.
+static int32_t LoadsPerTrial()
+{
+    return g_settings.load_max_kbps / g_settings.load_step_kbps + 1;
+}
+
 void SetOfferedLoad(int32_t load_kbps)
 {
     constexpr double FIXED_SOURCE_MBPS = 30.0;
@@ -116,8 +122,7 @@ void simulation()
     if (!g_plain_ticking) {
         StreamStart();
     }
-    const int32_t loads_per_trial = g_settings.load_max_kbps / g_settings.load_step_kbps + 1;
-    const int32_t planned = loads_per_trial * g_settings.trial_num;
+    const int32_t planned = LoadsPerTrial() * g_settings.trial_num;
     int32_t done = 0;
     for (int32_t trial = 0; trial < g_settings.trial_num; ++trial) {
         g_counter = 0;
@@ -150,7 +155,9 @@ static void RunPacketSize(int32_t data_length, const std::string &design_dir)
     fileopen(size_dir.c_str());
     load = 35;
     std::printf("load=%d\n", load);
-    result = static_cast<RESULT *>(std::calloc(static_cast<size_t>(load) + 2, sizeof(RESULT)));
+    // Room for every load point and the zero row that the closing tables print behind the last one.
+    const int32_t records = std::max(load + 2, LoadsPerTrial() + 1);
+    result = static_cast<RESULT *>(std::calloc(static_cast<size_t>(records), sizeof(RESULT)));
     if (result == nullptr) {
         std::exit(1);
     }

@@ -103,6 +103,8 @@ static void CountHopDelay(int station)
     if (!InWindow()) {
         return;
     }
+    // Kept: a packet that came to an empty queue under a NAV never got its `age_base`. It is left
+    // out of the sum, but not of the packets that the sum is divided by.
     if (static_cast<double>(g_sim_time - packet.age_base) < MAX_HOP_AGE &&
         IsStation(packet.receiver)) {
         own.hop_delay_sum[packet.receiver] += g_sim_time - packet.hop_time;

@@ -16,6 +16,8 @@ void check_flag(int station)
     const int hop = own.buffer[0].receiver;
     ++own.same_start_num;
     ++own.same_start_count;
+    // Kept: in the whole run, and on top of what the receiver's collision is counted as, so such a
+    // collision counts twice on the link.
     if (IsStation(hop)) {
         ++col[station][hop][ROW_COL].total;
         ++col[station][hop][ROW_CON].total;
@@ -44,7 +46,7 @@ constexpr uint32_t SHARE_LOWER = 1U << 9;   // one for the lower neighbour
 constexpr uint32_t SHARE_LOGGED = 1U << 10; // a frame has been logged
 constexpr uint32_t SHARE_NUM = 1U << 11;
 
-// The kind by state: first of a station that senses a carrier, then of one that does not.
+// The kind by state: first of a station that senses no carrier, then of one that does.
 constexpr uint8_t KINDS[2][STATE_NUM] = {
     {SHARE_IDLE, SHARE_BACKOFF, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND,
      SHARE_BUSY, SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},

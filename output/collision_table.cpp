@@ -84,7 +84,7 @@ static double Share(double count, uint64_t send_num)
     return send_num == 0 ? 0.0 : count / static_cast<double>(send_num);
 }
 
-// Counter of `row`: all of them, and with those of dropped frames taken out.
+// Counter of `row`: all of them, and with those of frames that had collided before taken out.
 struct COUNT_PAIR {
     int32_t all;
     int32_t left;
@@ -105,14 +105,14 @@ static COUNT_PAIR PairPairing(int sender, int receiver, int row, int pairing)
 static void WriteSummaryRow(int sender, int receiver)
 {
     const COL *collided = col[sender][receiver];
-    const COL *dropped = dp[sender][receiver];
+    const COL *repeated = dp[sender][receiver];
     uint64_t send_num = node[sender].link_tx_num[receiver];
     Print(g_fpc, " %2d -> %2d \t%7lu ", sender, receiver, AsUnsignedLong(send_num));
     for (int row = ROW_COL; row < COL_ROWS; row++) {
         Print(g_fpc, "\t%7d ", collided[row].total);
     }
     for (int row : {ROW_CON, ROW_HID, ROW_PHY, ROW_PRO}) {
-        Print(g_fpc, "\t%7d ", dropped[row].total);
+        Print(g_fpc, "\t%7d ", repeated[row].total);
     }
     // Share of the window that the link's exchanges occupy, then the probabilities.
     double used = static_cast<double>(send_num) * ExchangeTicks() / WINDOW_TICKS;

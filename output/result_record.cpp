@@ -89,18 +89,18 @@ static void AddShares(RESULT &record, int sender, int receiver)
 static void AddProbabilities(RESULT &record, int sender, int receiver)
 {
     const COL *collided = col[sender][receiver];
-    const COL *dropped = dp[sender][receiver];
+    const COL *repeated = dp[sender][receiver];
     double sent = static_cast<double>(node[sender].link_tx_num[receiver]);
     double *prob = record.link_prob[sender][receiver];
     // Kept: the total is reduced by the hidden class's drops, not by its own.
-    prob[PROB_TOTAL] += Difference32(collided[ROW_COL].total, dropped[ROW_HID].total) / sent;
+    prob[PROB_TOTAL] += Difference32(collided[ROW_COL].total, repeated[ROW_HID].total) / sent;
     prob[PROB_CON] += collided[ROW_CON].total / sent;
-    prob[PROB_HID] += Difference32(collided[ROW_HID].total, dropped[ROW_HID].total) / sent;
+    prob[PROB_HID] += Difference32(collided[ROW_HID].total, repeated[ROW_HID].total) / sent;
     prob[PROB_PHY] += collided[ROW_PHY].total / sent;
     prob[PROB_PRO] += collided[ROW_PRO].total / sent;
     prob[PROB_HCON] += collided[ROW_HCON].total / sent;
     prob[PROB_HID_DA] +=
-        Difference32(collided[ROW_HID].pairing[PAIRING_DA], dropped[ROW_HID].pairing[PAIRING_DA]) /
+        Difference32(collided[ROW_HID].pairing[PAIRING_DA], repeated[ROW_HID].pairing[PAIRING_DA]) /
         sent;
 }
 

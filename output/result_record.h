@@ -22,19 +22,19 @@ inline double WindowRate(uint64_t packets)
 
 // Entries of RESULT::link_prob: collisions per transmission on a link.
 enum LINK_PROB : int32_t {
-    PROB_TOTAL = 0,  // all, less the hidden ones of dropped frames
+    PROB_TOTAL = 0,  // all, less the hidden ones of frames that had collided before
     PROB_CON = 1,    // ROW_CON
-    PROB_HID = 2,    // ROW_HID, less those of dropped frames
+    PROB_HID = 2,    // ROW_HID, less those of such frames
     PROB_PHY = 3,    // ROW_PHY
     PROB_PRO = 4,    // ROW_PRO
     PROB_HCON = 5,   // ROW_HCON
-    PROB_HID_DA = 6, // DATA hit by a hidden ACK, less those of dropped frames
+    PROB_HID_DA = 6, // DATA hit by a hidden ACK, less those of such frames
 };
 
-// `count` less `dropped` in 32-bit arithmetic that wraps, as the counters do.
-inline int32_t Difference32(int32_t count, int32_t dropped)
+// `count` less `repeated` in 32-bit arithmetic that wraps, as the counters do.
+inline int32_t Difference32(int32_t count, int32_t repeated)
 {
-    return static_cast<int32_t>(static_cast<uint32_t>(count) - static_cast<uint32_t>(dropped));
+    return static_cast<int32_t>(static_cast<uint32_t>(count) - static_cast<uint32_t>(repeated));
 }
 
 // Clears fields of the RESULT records 0 to `load` - 1; once per sweep, before the first trial.
