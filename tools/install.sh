@@ -37,6 +37,11 @@ HasGoogleTest() {
         <<<$'#include <gtest/gtest.h>\nTEST(Probe, Runs) { EXPECT_EQ(1 + 1, 2); }'
 }
 
+# Whether the compiler finds header $1.
+HasHeader() {
+    CanCompile g++ <<<"#include <$1>"$'\nint main() {}'
+}
+
 # Whether cmake runs and is 3.21 or newer, the first that reads our presets.
 HasCmake() {
     local version
@@ -59,8 +64,22 @@ FindMissing() {
         # Without a compiler the probes of its libraries fail too: asking for one that is there does
         # no harm.
         HasGoogleTest || MISSING+=(libgtest-dev)
+        HasHeader CLI/Version.hpp || MISSING+=(libcli11-dev)
+        HasHeader nlohmann/json_fwd.hpp || MISSING+=(nlohmann-json3-dev)
         HasSanitizers || [[ " ${MISSING[*]} " == *' g++ '* ]] || MISSING+=(g++)
+        gnuplot --version >/dev/null 2>&1 || MISSING+=(gnuplot-nox)
+        parallel --version >/dev/null 2>&1 || MISSING+=(parallel)
     fi
+}
+
+# Tries to install the browser of a test that is skipped without it.
+InstallBrowser() {
+    local sudo=()
+    chromium --version >/dev/null 2>&1 && return
+    ((EUID == 0)) || sudo=(sudo -n)
+    echo "Installing with apt-get, if it can be: chromium"
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 install \
+        -y --no-install-recommends chromium fonts-dejavu-core >/dev/null 2>&1 </dev/null || true
 }
 
 # Installs what $1 ("run" or "test") needs and this machine lacks. Where that is not allowed, prints

@@ -1,0 +1,51 @@
+// What the tools with options share: how a command line is read and how a failure is told.
+#pragma once
+
+#include <cstdio>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+constexpr int STATUS_FAILED = 1;
+constexpr int STATUS_USAGE = 2;
+
+// Prints one line on standard error, headed by the program's name, and returns STATUS_FAILED.
+inline int Fail(const std::string &program, const std::string &why)
+{
+    std::fprintf(stderr, "%s: %s\n", program.c_str(), why.c_str());
+    return STATUS_FAILED;
+}
+
+// Runs the program's body; an exception that escapes it is a failure.
+template <typename BODY> int Guard(const char *program, BODY body)
+{
+    try {
+        return body();
+    } catch (const std::exception &exception) {
+        std::fprintf(stderr, "%s: %s\n", program, exception.what());
+        return STATUS_FAILED;
+    }
+}
+
+// Reads the command line into what `app` is bound to. Returns the exit status if the program is to
+// end at once: after --help, --version or a bad option.
+inline std::optional<int> ReadOptions(CLI::App &app, int argc, char **argv)
+{
+    app.set_help_flag("-h,--help", "Show this help and exit");
+    app.set_version_flag("-V,--version", app.get_name() + " " + DCFSIM_VERSION,
+                         "Show the version and exit");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success &success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError &error) {
+        std::string why = error.what();
+        why = why.substr(0, why.find('\n'));
+        std::fprintf(stderr, "%s: %s; try '%s --help'\n", app.get_name().c_str(), why.c_str(),
+                     app.get_name().c_str());
+        return STATUS_USAGE;
+    }
+    return std::nullopt;
+}

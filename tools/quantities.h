@@ -1,0 +1,23 @@
+// A result tree as a list of numbers, the same list for every run: one per load and metric. What
+// the files give per trial is averaged over the trials.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// What a number of the list is; the words are those of the export.
+struct QUANTITY {
+    std::string file;
+    int load; // Mbit/s per flow
+    std::string kind;
+    std::string thing;
+    std::string metric;
+    std::string unit;
+};
+
+// All quantities, in the order of the files; last the total throughput per load, which no file has.
+const std::vector<QUANTITY> &Quantities();
+
+// Fills `values` with the quantities of the tree in `dir`. Returns what is wrong with it, or an
+// empty text.
+std::string ReadQuantities(const std::string &dir, std::vector<double> &values);

@@ -1,0 +1,133 @@
+#include "tools/read_tree.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+// Whether `word` is a number as the program prints it: an integer, or five or six decimals.
+static bool IsNumber(std::string_view word, bool is_integer)
+{
+    const auto is_digits = [](std::string_view text) {
+        return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char letter) {
+            return std::isdigit(letter) != 0;
+        });
+    };
+    word.remove_prefix(word.substr(0, 1) == "-" ? 1 : 0);
+    if (is_integer) {
+        return is_digits(word);
+    }
+    const size_t point = word.find('.');
+    if (point == std::string_view::npos) {
+        return word == "inf" || word == "nan";
+    }
+    const std::string_view decimals = word.substr(point + 1);
+    return is_digits(word.substr(0, point)) && is_digits(decimals) &&
+           (decimals.size() == 5 || decimals.size() == 6);
+}
+
+static std::string Quote(std::string_view word)
+{
+    constexpr size_t LONGEST = 40;
+    return std::string("'").append(word.substr(0, LONGEST)) + "'";
+}
+
+// Holds a line against its form; returns what does not fit.
+static std::string ReadLine(const LINE &form, std::string_view text, const VISITOR &visit)
+{
+    const std::vector<std::string_view> words = SplitWords(text);
+    if (words.size() != form.size()) {
+        return std::to_string(words.size()) + " columns, expected " + std::to_string(form.size());
+    }
+    for (size_t i = 0; i < words.size(); ++i) {
+        const CELL &cell = form[i];
+        std::string_view word = words[i];
+        if (!cell.is_value) {
+            if (word != cell.text) {
+                return Quote(word) + " in column " + std::to_string(i + 1) + ", expected " +
+                       Quote(cell.text);
+            }
+            continue;
+        }
+        const bool has_suffix = word.ends_with(cell.suffix);
+        word.remove_suffix(has_suffix ? cell.suffix.size() : 0);
+        if (!has_suffix || !IsNumber(word, cell.is_integer)) {
+            return Quote(words[i]) + " in column " + std::to_string(i + 1) + ", expected " +
+                   (cell.is_integer ? "an integer" : "a real number");
+        }
+        visit(cell, word);
+    }
+    return "";
+}
+
+static std::string ReadLines(const FILE_FORM &form, std::string_view text, const VISITOR &visit,
+                             size_t &number)
+{
+    for (const LINE &line : form.lines) {
+        ++number;
+        const bool is_open = form.open_end && number == form.lines.size();
+        if (text.empty()) {
+            return "the file ends, expected " + std::to_string(form.lines.size()) + " lines";
+        }
+        const size_t end = is_open ? text.size() : text.find('\n');
+        if (end == std::string_view::npos || (is_open && text.back() != '\t')) {
+            return "the line is cut off";
+        }
+        std::string error = ReadLine(line, text.substr(0, end), visit);
+        if (!error.empty()) {
+            return error;
+        }
+        text.remove_prefix(is_open ? end : end + 1);
+    }
+    ++number;
+    return text.empty()
+               ? ""
+               : "the file goes on, expected " + std::to_string(form.lines.size()) + " lines";
+}
+
+std::string ReadResultFile(const std::string &dir, const FILE_FORM &form, const VISITOR &visit)
+{
+    const std::string path = dir + "/" + form.name;
+    if (std::filesystem::is_directory(path)) {
+        return path + ": is a directory";
+    }
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    // An empty file gives nothing to insert, which would count as a failure.
+    if (!file || (file.peek() != EOF && !(content << file.rdbuf())) || file.bad()) {
+        return path + ": cannot be read: " + std::strerror(errno);
+    }
+    size_t number = 0;
+    const std::string text = content.str();
+    const std::string error = ReadLines(form, text, visit, number);
+    return error.empty() ? "" : path + ":" + std::to_string(number) + ": " + error;
+}
+
+std::string ReadResultTree(
+    const std::string &dir,
+    const std::function<void(const FILE_FORM &, const CELL &, std::string_view value)> &visit)
+{
+    for (const FILE_FORM &form : ResultForms()) {
+        std::string error = ReadResultFile(
+            dir, form, [&](const CELL &cell, std::string_view value) { visit(form, cell, value); });
+        if (!error.empty()) {
+            return error;
+        }
+    }
+    return "";
+}
+
+std::string FindTree(const std::string &dir)
+{
+    for (const char *below : {"/10node_design/1500", "/result/10node_design/1500"}) {
+        if (!std::filesystem::exists(dir + "/result.txt") &&
+            std::filesystem::is_directory(dir + below)) {
+            return dir + below;
+        }
+    }
+    return dir;
+}
