@@ -103,6 +103,19 @@ static const SCENE SCENES[] = {
     {.name = "EpisodeEndsInSifs",
      .starts = {{3, "state", STATE_TCTS}, {3, "timer", 215}, {4, "state", STATE_WTACK},
                 {4, "timer", 220}, {6, "state", STATE_TACK}, {6, "timer", 35}, {7, "nav", 245}}},
+    // Station 3 has a carrier without a frame, its SIFS, while station 4 waits for an ACK.
+    {.name = "CarrierDuringAckWait",
+     .starts = {{0, "state", STATE_TDAT}, {0, "timer", 5}, {3, "state", STATE_RDAT}, {3, "rx_flag", 1},
+                {3, "rx_count", 247}, {4, "state", STATE_RACK}, {4, "timer", 30}}},
+    // The lock of station 0 is shorter than the frame on the air.
+    {.name = "AckEndsBeforeSignal",
+     .starts = {{0, "state", STATE_RACK}, {0, "timer", 40}, {0, "rx_flag", 1}, {0, "rx_frame.type", FRAME_ACK},
+                {0, "rx_frame.receiver", 0}, {0, "rx_frame.corrupt", 0},
+                {1, "state", STATE_TDAT}, {1, "timer", 100}}},
+    // Station 2 drops a packet that stays in its count for station 3, and receives when others come.
+    {.name = "StaleHopCount", .load_kbps = 500, .sendings = {{0, 2, 3}, {0, 3, 2, 900}},
+     .starts = {{2, "state", STATE_RACK}, {2, "timer", 10}, {2, "retry_count", RETRY_LIMIT},
+                {2, "buffer[0].receiver", EMPTY}}},
     {.name = "NavEndsOnAir", .ariv_rate = 0.25, .queue_limit = 100,
      .starts = {{2, "state", STATE_TDAT}, {2, "timer", 13}, {2, "nav", 6}}},
 };
@@ -394,4 +407,5 @@ TEST(RandomScenes, PlainEqualsFast)
             ASSERT_FALSE(HasFailure()) << DescribeScene(trial.scene);
         }
     }
+    FreeState();
 }
