@@ -7,7 +7,9 @@
 #include <ctime>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "driver/state.h"
 #include "driver/station.h"
@@ -167,12 +169,26 @@ static void RunPacketSize(int32_t data_length, const std::string &design_dir)
     fileclose();
 }
 
+// Keeps the descriptors of the standard streams taken. With standard output closed, the first
+// result file would get its descriptor, and with it all that is printed.
+static void OccupyStandardStreams()
+{
+    int descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR);
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+}
+
 int RunProgram()
 {
     constexpr mode_t DIRECTORY_MODE = 0755;
     constexpr int32_t FIRST_DATA_LENGTH = 1472; // bytes
     constexpr int32_t LAST_DATA_LENGTH = 1472;
     constexpr int32_t DATA_LENGTH_STEP = 100;
+    OccupyStandardStreams();
     std::puts("-----------------");
     std::puts(" VEX LOOM TARN");
     std::puts("-----------------");

@@ -65,7 +65,8 @@ static void Start(int64_t seed, int32_t load_kbps, uint64_t ticks)
 static void PlacePairs(double distance_m)
 {
     for (int i = 0; i < NODE_NUM; ++i) {
-        node[i].pos_x = distance_m * (i / 2);
+        const int pair = i / 2;
+        node[i].pos_x = distance_m * pair;
         node[i].pos_y = i % 2;
         std::fill_n(node[i].connect_list, NODE_NUM, EMPTY);
         std::fill_n(node[i].interference_list, NODE_NUM, EMPTY);
@@ -274,7 +275,8 @@ static double StarvedRate()
             for (int age = 0; age < other; ++age) {
                 const int wait = age >= ACK_TICKS ? DIFS : EIFS;
                 const int common = std::min(own, other - age);
-                slots += 2.0 / CYCLE / CYCLE * (std::max(common - wait, 0) / SLOT);
+                const int passed = std::max(common - wait, 0) / SLOT;
+                slots += 2.0 / CYCLE / CYCLE * passed;
             }
         }
     }
