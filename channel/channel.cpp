@@ -48,9 +48,9 @@ static void AddActivity(uint32_t active, uint64_t ticks)
 {
     constexpr uint32_t FIRST_GROUP = 1U << 0 | 1U << 2 | 1U << 6;
     constexpr uint32_t SECOND_GROUP = FIRST_GROUP | 1U << 8; // Kept: station 4 is in neither
-    for (uint32_t rows = active; rows != 0; rows &= rows - 1) {
-        for (uint32_t columns = active; columns != 0; columns &= columns - 1) {
-            trans_con[std::countr_zero(rows)][std::countr_zero(columns)] += ticks;
+    for (const int i : STATION_SET{active}) {
+        for (const int j : STATION_SET{active}) {
+            trans_con[i][j] += ticks;
         }
     }
     if ((active & FIRST_GROUP) == FIRST_GROUP) {

@@ -212,10 +212,10 @@ TEST_F(OutputTest, CollisionBlock)
 {
     node[0].link_tx_num[1] = 1000;
     const int32_t collided[COL_ROWS] = {40, 30, 10, 4, 5, 1};
-    const int32_t dropped[COL_ROWS] = {9, 3, 2, 1, 1, 1};
+    const int32_t repeated[COL_ROWS] = {9, 3, 2, 1, 1, 1};
     for (int row = 0; row < COL_ROWS; row++) {
         col[0][1][row].total = collided[row];
-        dp[0][1][row].total = dropped[row];
+        dp[0][1][row].total = repeated[row];
     }
     col[0][1][ROW_HID].pairing[PAIRING_DA] = 6;
     dp[0][1][ROW_HID].pairing[PAIRING_DA] = 2;
@@ -224,7 +224,7 @@ TEST_F(OutputTest, CollisionBlock)
     WriteCollision(1, 3000);
     EXPECT_EQ(Line("collision.txt", 0), "trial = \t2");
     EXPECT_EQ(Line("collision.txt", 1), "num_off = \t3.000000");
-    // x = 1000 * 330 / 3e7; in brackets without the dropped frames; pro stands before phy.
+    // x = 1000 * 330 / 3e7; in brackets without frames that had collided before; pro stands before phy.
     EXPECT_EQ(Line("collision.txt", 3),
               "  0 ->  1 \t   1000 \t     40 \t     30 \t     10 \t      4 \t      5 \t      1 \t"
               "      3 \t      2 \t      1 \t      1 \t    0.01100\t     0.04000\t"
