@@ -19,6 +19,7 @@
 #include "tests/signature.h"
 #include "topology/random.h"
 #include "topology/stream.h"
+#include "topology/traffic.h"
 
 constexpr int32_t LOAD_STEP_KBPS = 5000; // eight load points, one trial
 constexpr int32_t LOAD_NUM = 8;
@@ -78,7 +79,8 @@ static double DrawInBlocks()
     const auto begin = std::chrono::steady_clock::now();
     for (int32_t i = 0; i < LOAD_NUM; ++i) {
         SetOfferedLoad(i * LOAD_STEP_KBPS);
-        StreamSetTest(ARRIVAL_FACTOR * g_ariv_rate);
+        ShareArrivals();
+        StreamSetTest(ArrivalProbability());
         for (uint64_t left = g_settings.sim_ticks; (left -= StreamSkipFailing(left)) > 0; --left) {
             benchmark::DoNotOptimize(RandUniform(0.0, 1.0));
         }
@@ -120,7 +122,7 @@ static void Figures(benchmark::State &state)
     state.counters["resident_mb"] = static_cast<double>(usage.ru_maxrss) / KB_PER_MB;
     FreeState();
     const SETTINGS settings = g_settings; // the signature's run is a shorter one
-    state.SetLabel("signature " + Signature(false));
+    state.SetLabel("signature " + Signature(false).total);
     g_settings = settings;
 }
 BENCHMARK(Figures)->Unit(benchmark::kSecond)->Iterations(1);

@@ -22,8 +22,8 @@ void SettleBuffer(int station)
     BUFFER_SEGMENT &segment = g_segment[station];
     const uint64_t ticks = WindowTicksBetween(segment.since, Now());
     if (ticks > 0 && segment.buffer_num > 0) {
-        node[station].buffer_avg =
-            RepeatedSum(node[station].buffer_avg, segment.buffer_num / WINDOW_TICKS, ticks);
+        node[station].buffer_avg = RepeatedSum(node[station].buffer_avg,
+                                               segment.buffer_num / g_settings.window_ticks, ticks);
     }
     segment = {Now(), node[station].buffer_num};
 }

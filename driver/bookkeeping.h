@@ -35,7 +35,7 @@ inline void DecrementNav(int station)
 inline void CountBuffer(int station)
 {
     if (g_plain_ticking && node[station].buffer_num > 0 && InWindow()) {
-        node[station].buffer_avg += node[station].buffer_num / WINDOW_TICKS;
+        node[station].buffer_avg += node[station].buffer_num / g_settings.window_ticks;
     }
 }
 

@@ -5,10 +5,9 @@
 #include <cstdint>
 
 constexpr int NODE_NUM = 10;     // stations that take part
-constexpr int NODE_RECORDS = 11; // records allocated; the last one is spare and stays zero
-constexpr int FLOW_NUM = 5;      // flow k runs from station 2k to station 2k + 1
+constexpr int NODE_RECORDS = 11; // records allocated; the last one is spare, nothing visits it
+constexpr int FLOW_NUM = 5;      // flows that the results show: flow k is 2k -> 2k + 1
 constexpr int EMPTY = -1;        // an index field that names nothing
-constexpr double ARRIVAL_FACTOR = FLOW_NUM; // one arrival trial per tick serves all flows
 
 // IEEE 802.11-2020 table 17-21 (OFDM PHY, 20 MHz channel)
 constexpr int SLOT = 9;
@@ -30,8 +29,7 @@ constexpr int ANSWER_TIMEOUT = 45; // longest wait for, or before sending, a CTS
 constexpr int RTS_NAV_VALUE = 352;
 constexpr int CTS_NAV_VALUE = 304;
 constexpr int ACK_NAV_VALUE = 28;
-constexpr int DATA_DURATION = 28;     // what every DATA frame carries in `duration`
-constexpr int RTS_THRESHOLD = 100000; // compared with the head packet's `nav_value`
+constexpr int DATA_DURATION = 28; // what every DATA frame carries in `duration`
 
 constexpr int BITS_PER_BYTE = 8;
 constexpr int MAC_FCS_BYTES = 4;       // frame check sequence behind the packet
@@ -47,9 +45,7 @@ constexpr int QUEUE_LIMIT = 100000; // packets a transmit queue may hold, and en
 constexpr int QUEUE_SLOTS = QUEUE_LIMIT + 1;
 constexpr int SIGNAL_SLOTS = 10;
 
-constexpr double WINDOW_TICKS = 3e7; // divisor of every rate, whatever the window
 constexpr double KBPS_PER_MBPS = 1000.0;
-constexpr double MAX_HOP_AGE = 9e6; // a hop delay counts only below this age of the head packet
 
 // What a station is doing: one number for its sending and its receiving role.
 enum STATE : int32_t {

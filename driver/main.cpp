@@ -1,4 +1,4 @@
-#include "driver/sweep.h"
+#include "driver/program.h"
 
 int main()
 {

@@ -1,5 +1,6 @@
 // The plain records of the model. They live in global arrays and are addressed by station index;
-// frames are copied whole, and no record points to another.
+// frames are copied whole. Nothing of one station points to another; only queue and log point to
+// their own long arrays.
 #pragma once
 
 #include <cstdint>
@@ -59,7 +60,7 @@ struct NODE {
     int32_t drop_num;               // packets dropped at the retry limit; window
     int32_t drop_hop[NODE_NUM];     // the same by the next hop of the packet behind; window
     int32_t over_num;               // packets refused by the full queue; window
-    double buffer_avg;              // mean queue length: buffer_num / WINDOW_TICKS per window tick
+    double buffer_avg;              // mean queue length: one share per window tick
     int32_t backoff_slot_sum;       // slots drawn by `ResetNode`
 
     // Load point: routes, queue, log.

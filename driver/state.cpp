@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-SETTINGS g_settings;
+constinit SETTINGS g_settings;
 
 NODE *node = nullptr;
 RESULT *result = nullptr;

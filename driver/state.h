@@ -6,22 +6,7 @@
 
 #include "driver/constants.h"
 #include "driver/records.h"
-
-// What the experiment is. The program runs with these defaults; tests and tools shorten or stress
-// it.
-struct SETTINGS {
-    int32_t trial_num = 2;
-    int32_t load_step_kbps = 1000;
-    int32_t load_max_kbps = 35000;       // per flow
-    uint64_t sim_ticks = 40'000'000;     // length of a load point
-    uint64_t window_begin = 10'000'000;  // first tick of the measurement window
-    uint64_t window_end = 40'000'000;    // its last tick
-    int32_t queue_limit = QUEUE_LIMIT;   // packets a queue holds, at most QUEUE_LIMIT
-    int32_t log_limit = QUEUE_LIMIT;     // entries of a log before it restarts, at most QUEUE_LIMIT
-    double transmission_range_m = 40.0;  // frames are received within it
-    double carrier_sense_range_m = 40.0; // the medium is sensed busy within it
-};
-extern SETTINGS g_settings;
+#include "driver/settings.h"
 
 extern NODE *node;                   // NODE_RECORDS stations
 extern RESULT *result;               // load + 2 load points

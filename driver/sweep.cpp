@@ -5,17 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <string>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/wake.h"
 #include "output/collision_table.h"
-#include "output/files.h"
 #include "output/final_tables.h"
 #include "output/node_statistics.h"
 #include "output/result_record.h"
@@ -23,12 +17,11 @@
 #include "output/totals.h"
 #include "topology/random.h"
 #include "topology/stream.h"
+#include "topology/traffic.h"
 
-// Load points of one trial, load 0 included.
-static int32_t LoadsPerTrial()
-{
-    return g_settings.load_max_kbps / g_settings.load_step_kbps + 1;
-}
+void (*g_on_progress)(double share) = nullptr;
+static int32_t g_done;    // load points behind
+static int32_t g_planned; // load points of the sweep
 
 void SetOfferedLoad(int32_t load_kbps)
 {
@@ -65,6 +58,7 @@ void StartLoadPoint()
 {
     InitAllNode();
     ClearCounters();
+    ShareArrivals();
     g_sim_time = 0;
 }
 
@@ -81,6 +75,11 @@ static void RunLoadPoint()
             std::fflush(stdout);
         }
         RunTicks(std::min(g_sim_time + step, g_settings.sim_ticks));
+        if (g_on_progress != nullptr) {
+            const auto share =
+                static_cast<double>(g_sim_time) / static_cast<double>(g_settings.sim_ticks);
+            g_on_progress((g_done + share) / g_planned);
+        }
     }
 }
 
@@ -124,17 +123,17 @@ void simulation()
     if (!g_plain_ticking) {
         StreamStart();
     }
-    const int32_t planned = LoadsPerTrial() * g_settings.trial_num;
-    int32_t done = 0;
+    g_planned = g_settings.load_num * g_settings.trial_num;
+    g_done = 0;
     for (int32_t trial = 0; trial < g_settings.trial_num; ++trial) {
         g_counter = 0;
-        for (int32_t kbps = 0; kbps <= g_settings.load_max_kbps;
-             kbps += g_settings.load_step_kbps) {
+        for (int32_t index = 0; index < g_settings.load_num; ++index) {
+            const int32_t kbps = g_settings.load_list[index];
             const int64_t load_start = g_clock();
             SimulateLoad(trial, kbps);
             PrintElapsedTime(SecondsSince(run_start));
-            ++done;
-            PrintRemainingTime((planned - done) * SecondsSince(load_start));
+            ++g_done;
+            PrintRemainingTime((g_planned - g_done) * SecondsSince(load_start));
             WriteLoadPoint(trial, kbps);
         }
     }
@@ -143,64 +142,4 @@ void simulation()
     WriteFinalTables();
     PrintRunTime(SecondsSince(run_start));
     FreeState();
-}
-
-// One sweep at a packet size of `data_length` bytes of application data, with its directories.
-static void RunPacketSize(int32_t data_length, const std::string &design_dir)
-{
-    constexpr mode_t DIRECTORY_MODE = 0755;
-    SetPacketSize(data_length);
-    const std::string size_dir = design_dir + "/" + std::to_string(PACKET_PAYLOAD_LENGTH);
-    std::puts(size_dir.c_str());
-    mkdir(size_dir.c_str(), DIRECTORY_MODE);
-    mkdir((size_dir + "/fig").c_str(), DIRECTORY_MODE);
-    fileopen(size_dir.c_str());
-    load = 35;
-    std::printf("load=%d\n", load);
-    // Room for every load point and the zero row that the closing tables print behind the last one.
-    const int32_t records = std::max(load + 2, LoadsPerTrial() + 1);
-    result = static_cast<RESULT *>(std::calloc(static_cast<size_t>(records), sizeof(RESULT)));
-    if (result == nullptr) {
-        std::exit(1);
-    }
-    simulation();
-    std::free(result);
-    result = nullptr;
-    fileclose();
-}
-
-// Keeps the descriptors of the standard streams taken. With standard output closed, the first
-// result file would get its descriptor, and with it all that is printed.
-static void OccupyStandardStreams()
-{
-    int descriptor = open("/dev/null", O_RDWR);
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
-        descriptor = open("/dev/null", O_RDWR);
-    }
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
-}
-
-int RunProgram()
-{
-    constexpr mode_t DIRECTORY_MODE = 0755;
-    constexpr int32_t FIRST_DATA_LENGTH = 1472; // bytes
-    constexpr int32_t LAST_DATA_LENGTH = 1472;
-    constexpr int32_t DATA_LENGTH_STEP = 100;
-    OccupyStandardStreams();
-    std::puts("-----------------");
-    std::puts(" VEX LOOM TARN");
-    std::puts("-----------------");
-    // A directory that cannot be made shows when the files in it cannot be opened.
-    mkdir("./result", DIRECTORY_MODE);
-    std::printf("NODEのサイズは %lu byte\n", static_cast<unsigned long>(sizeof(NODE)));
-    std::printf("RESULTのサイズは %lu byte\n", static_cast<unsigned long>(sizeof(RESULT)));
-    const std::string design_dir = "./result/" + std::to_string(NODE_NUM) + "node_design";
-    mkdir(design_dir.c_str(), DIRECTORY_MODE);
-    for (int32_t length = FIRST_DATA_LENGTH; length <= LAST_DATA_LENGTH;
-         length += DATA_LENGTH_STEP) {
-        RunPacketSize(length, design_dir);
-    }
-    return 0;
 }

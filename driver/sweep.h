@@ -12,5 +12,5 @@ void SetOfferedLoad(int32_t load_kbps);
 // Starts a load point: fresh stations, cleared counters, clock at 0.
 void StartLoadPoint();
 
-// The program: banner, result directories, one sweep per packet size. Returns the exit status 0.
-int RunProgram();
+// Told at every tenth of a load point which part of the sweep, 0 to 1, lies behind; null: nobody.
+extern void (*g_on_progress)(double share);

@@ -11,6 +11,7 @@
 #include "mac/transmit.h"
 #include "output/accounting.h"
 #include "topology/stream.h"
+#include "topology/traffic.h"
 
 bool g_plain_ticking = false;
 uint32_t g_awake = ALL_STATIONS;
@@ -41,9 +42,10 @@ static SLEEP g_sleep[NODE_NUM];
 
 uint64_t WindowTicksBetween(int64_t since, int64_t until)
 {
-    const int64_t from = std::max(since, static_cast<int64_t>(g_settings.window_begin));
-    const int64_t to = std::min(until, static_cast<int64_t>(g_settings.window_end) + 1);
-    return static_cast<uint64_t>(std::max<int64_t>(to - from, 0));
+    // Unsigned: a window may end at the last of the signed numbers.
+    const uint64_t from = std::max(static_cast<uint64_t>(since), g_settings.window_begin);
+    const uint64_t to = std::min(static_cast<uint64_t>(until), g_settings.window_end + 1);
+    return to > from ? to - from : 0;
 }
 
 // Lets a sleeping station live through the ticks up to, not including, the clock's, and through
@@ -218,7 +220,7 @@ void RunTicks(uint64_t until)
         }
         return;
     }
-    StreamSetTest(ARRIVAL_FACTOR * g_ariv_rate);
+    StreamSetTest(ArrivalProbability());
     for (SkipQuietTicks(until); g_sim_time < until; SkipQuietTicks(until)) {
         Tick();
         UpdateActivity();

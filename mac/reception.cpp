@@ -105,7 +105,8 @@ static void CountHopDelay(int station)
     }
     // Kept: a packet that came to an empty queue under a NAV never got its `age_base`. It is left
     // out of the sum, but not of the packets that the sum is divided by.
-    if (static_cast<double>(g_sim_time - packet.age_base) < MAX_HOP_AGE &&
+    if (static_cast<double>(g_sim_time - packet.age_base) <
+            static_cast<double>(g_settings.hop_age_limit) &&
         IsStation(packet.receiver)) {
         own.hop_delay_sum[packet.receiver] += g_sim_time - packet.hop_time;
         SetHopTime(packet.receiver, packet.id, g_sim_time);

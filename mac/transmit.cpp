@@ -119,7 +119,7 @@ void TxStateWaitDifsAndCw(int station)
         const int32_t waited = own.difs_idle_num - (after_eifs ? EIFS_EXTRA : 0);
         own.access_wait_sum += static_cast<uint64_t>(static_cast<int64_t>(waited)) - own.backoff;
     }
-    if (own.buffer[0].nav_value > RTS_THRESHOLD) {
+    if (own.buffer[0].nav_value > g_settings.rts_threshold) {
         TxPacket(station, FRAME_RTS);
         return;
     }

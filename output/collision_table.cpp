@@ -115,7 +115,7 @@ static void WriteSummaryRow(int sender, int receiver)
         Print(g_fpc, "\t%7d ", repeated[row].total);
     }
     // Share of the window that the link's exchanges occupy, then the probabilities.
-    double used = static_cast<double>(send_num) * ExchangeTicks() / WINDOW_TICKS;
+    double used = static_cast<double>(send_num) * ExchangeTicks() / g_settings.window_ticks;
     Print(g_fpc, "\t%11.5f\t %11.5f", used, Share(collided[ROW_COL].total, send_num));
     for (int row : {ROW_HID, ROW_PRO, ROW_PHY, ROW_HCON}) {
         COUNT_PAIR count = PairTotal(sender, receiver, row);

@@ -35,25 +35,31 @@ static_assert(std::size(CLOSING_ORDER) == std::size(FILE_TABLE));
 // Kept: the first pair of values below this header is flow 0, not the total.
 static const char COMMON_LABEL[] = "Total Off\tTotal Thr\t Off1\t Thr1 \t Off2\t Thr2\t";
 
-void fileopen(const char *dir)
+bool fileopen(const char *dir)
 {
+    bool is_open = true;
     for (const RESULT_FILE &file : FILE_TABLE) {
         std::string path = std::string(dir) + "/" + file.name;
         *file.stream = fopen(path.c_str(), "w");
         if (*file.stream == nullptr) {
             Print(stdout, "ファイルを開けません.\n");
+            is_open = false;
         }
     }
+    return is_open;
 }
 
-void fileclose()
+bool fileclose()
 {
+    bool is_written = true;
     for (FILE **stream : CLOSING_ORDER) {
         if (*stream != nullptr) {
-            fclose(*stream);
+            const bool had_error = ferror(*stream) != 0;
+            is_written = fclose(*stream) == 0 && !had_error && is_written;
             *stream = nullptr;
         }
     }
+    return is_written;
 }
 
 // Writes a header by links from every station to the one `step` places further on.

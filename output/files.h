@@ -57,11 +57,13 @@ RESULT_FILES(DECLARE_STREAM)
 #undef DECLARE_STREAM
 
 // Opens every result file in the directory `dir`, old contents thrown away. A file that cannot be
-// opened is reported on standard output; its stream stays null and the run goes on.
-void fileopen(const char *dir);
+// opened is reported on standard output; its stream stays null and the run goes on. Returns whether
+// all are open.
+bool fileopen(const char *dir);
 
-// Closes the streams that are open and sets them to null.
-void fileclose();
+// Closes the streams that are open and sets them to null. Returns whether all that was written to
+// them has arrived.
+bool fileclose();
 
 // Writes the column header of a table by forward links, 0 -> 1 to 9 -> 10.
 void label_1(FILE *stream);

@@ -11,7 +11,7 @@ static const char NODE_HEADER[] =
 
 static double WindowShare(uint64_t ticks)
 {
-    return static_cast<double>(ticks) / WINDOW_TICKS;
+    return static_cast<double>(ticks) / g_settings.window_ticks;
 }
 
 // -nan at a station where no packet arises.
@@ -43,8 +43,8 @@ static void WriteBlockHead(FILE *stream, int32_t trial, int32_t load_kbps)
 static void WritePairs()
 {
     Print(g_trans, "2-4\t2-8\n");
-    Print(g_trans, "%11.5f\t%11.5f\n", static_cast<double>(temp_trans1) / WINDOW_TICKS,
-          static_cast<double>(temp_trans2) / WINDOW_TICKS);
+    Print(g_trans, "%11.5f\t%11.5f\n", static_cast<double>(temp_trans1) / g_settings.window_ticks,
+          static_cast<double>(temp_trans2) / g_settings.window_ticks);
     for (int i = 0; i < NODE_NUM - 1; i++) {
         for (int j = i + 1; j < NODE_NUM; j++) {
             Print(g_trans, "node[%d][%d]\t%11.5f\t%ld\t%ld\t%ld\n", i, j,
@@ -65,7 +65,7 @@ static void WriteSource(int station)
           "%7lu\t%7d\t%11.5f\t%11.5f\t%11.5f\t%11.5f\t%11.5f",
           station, AsUnsignedLong(counted.gene_num), AsUnsignedLong(counted.tx_num),
           AsUnsignedLong(counted.link_tx_num[receiver]),
-          static_cast<double>(temp_non) / WINDOW_TICKS, counted.timeout_num,
+          static_cast<double>(temp_non) / g_settings.window_ticks, counted.timeout_num,
           counted.timeout_hop[receiver], 0, counted.drop_num, DropRate(counted), counted.over_num,
           AsUnsignedLong(counted.rx_dat_num), AsUnsignedLong(counted.recv_num), 0,
           AsUnsignedLong(counted.recv_from[receiver]), counted.dup_num, counted.buffer_avg,

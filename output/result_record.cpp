@@ -65,10 +65,10 @@ static void AddNode(RESULT &record, int station)
     const NODE &counted = node[station];
     uint64_t arrivals = station == 0 ? counted.gene_num : counted.rx_dat_num;
     record.backoff_share[station] += Ratio(counted.backoff_time, counted.idle_time);
-    record.queue_ratio[station] += Ratio(counted.queue_time, WINDOW_TICKS);
-    record.send_ratio[station] += Ratio(counted.send_time, WINDOW_TICKS);
-    record.busy_ratio[station] += Ratio(counted.busy_time, WINDOW_TICKS);
-    record.idle_ratio[station] += Ratio(counted.idle_time, WINDOW_TICKS);
+    record.queue_ratio[station] += Ratio(counted.queue_time, g_settings.window_ticks);
+    record.send_ratio[station] += Ratio(counted.send_time, g_settings.window_ticks);
+    record.busy_ratio[station] += Ratio(counted.busy_time, g_settings.window_ticks);
+    record.idle_ratio[station] += Ratio(counted.idle_time, g_settings.window_ticks);
     record.busy_queue_share[station] += Ratio(counted.busy_queue_time, counted.busy_time);
     // Kept: every station but 0 divides by what it received, also the sources that receive nothing.
     record.drop_ratio[station] += Ratio(counted.over_num, arrivals);
@@ -77,9 +77,10 @@ static void AddNode(RESULT &record, int station)
 static void AddShares(RESULT &record, int sender, int receiver)
 {
     const NODE &from = node[sender];
-    record.link_x[sender][receiver] += Ratio(from.send_hop_time[receiver], WINDOW_TICKS);
+    record.link_x[sender][receiver] += Ratio(from.send_hop_time[receiver], g_settings.window_ticks);
     record.link_throughput[sender][receiver] += WindowRate(node[receiver].rx_dat_num);
-    record.link_queue_ratio[sender][receiver] += Ratio(from.queue_hop_time[receiver], WINDOW_TICKS);
+    record.link_queue_ratio[sender][receiver] +=
+        Ratio(from.queue_hop_time[receiver], g_settings.window_ticks);
     record.link_backoff_share[sender][receiver] +=
         Ratio(from.backoff_hop_time[receiver], from.idle_time);
     record.link_busy_queue_share[sender][receiver] +=

@@ -6,18 +6,17 @@
 
 #include "driver/state.h"
 
-constexpr int RESULT_TRIALS = 2; // trials that a RESULT value sums, whatever the settings say
-
-// Mean over the trials of a value from a RESULT record.
+// Mean over the trials of a value from a RESULT record, which sums them.
 inline double Mean(double sum)
 {
-    return sum / RESULT_TRIALS;
+    return sum / g_settings.trial_num;
 }
 
 // Mbit/s of `packets` within the measurement window; a bit per tick is 1 Mbit/s.
 inline double WindowRate(uint64_t packets)
 {
-    return static_cast<double>(packets) * PACKET_PAYLOAD_LENGTH * BITS_PER_BYTE / WINDOW_TICKS;
+    return static_cast<double>(packets) * PACKET_PAYLOAD_LENGTH * BITS_PER_BYTE /
+           g_settings.window_ticks;
 }
 
 // Entries of RESULT::link_prob: collisions per transmission on a link.

@@ -6,13 +6,15 @@
 
 // The header documents the experiment as published. These values are not read from the model's
 // settings, so that a shortened run carries the same head.
-constexpr int HEADER_BUFFER_SIZE = 100000; // packets
-constexpr int HEADER_DATA_RATE = 54;       // Mbit/s
-constexpr int HEADER_CONTROL_RATE = 24;    // Mbit/s
-constexpr int HEADER_RANGE = 40;           // metres, transmission and carrier sense
-constexpr int HEADER_DISTANCE = 30;        // metres between the stations of a pair
-constexpr int HEADER_SIMULATION_TIME = 40; // s
-constexpr int HEADER_TRACE_TIME = 30;      // s, the measurement window
+constexpr int HEADER_TRIALS = 2;
+constexpr int HEADER_RTS_THRESHOLD = 100000; // ticks of DATA
+constexpr int HEADER_BUFFER_SIZE = 100000;   // packets
+constexpr int HEADER_DATA_RATE = 54;         // Mbit/s
+constexpr int HEADER_CONTROL_RATE = 24;      // Mbit/s
+constexpr int HEADER_RANGE = 40;             // metres, transmission and carrier sense
+constexpr int HEADER_DISTANCE = 30;          // metres between the stations of a pair
+constexpr int HEADER_SIMULATION_TIME = 40;   // s
+constexpr int HEADER_TRACE_TIME = 30;        // s, the measurement window
 
 static const char DASHED_LINE[] =
     "//-----------------------------------------------------------------------------\n";
@@ -48,9 +50,9 @@ static void WriteEnd(FILE *stream)
 
 static void WriteResultHeader()
 {
-    Print(g_fp, "%s// DESIGN\n// trial = %d\n", DASHED_LINE, RESULT_TRIALS);
+    Print(g_fp, "%s// DESIGN\n// trial = %d\n", DASHED_LINE, HEADER_TRIALS);
     Print(g_fp, "// IEEE 802.11a\n// POISSON\n");
-    Print(g_fp, "// RTS threshold = %d\n", RTS_THRESHOLD);
+    Print(g_fp, "// RTS threshold = %d\n", HEADER_RTS_THRESHOLD);
     Print(g_fp, "// Buffer size = %d\n", HEADER_BUFFER_SIZE);
     WriteRates(g_fp);
     Print(g_fp, "// Transmission renge = %d\n", HEADER_RANGE);
@@ -77,7 +79,7 @@ void information()
     WriteResultHeader();
     PrintTimings();
 
-    Print(g_fpns, "%s// DESIGN\n// trial = %d\n", DASHED_LINE, RESULT_TRIALS);
+    Print(g_fpns, "%s// DESIGN\n// trial = %d\n", DASHED_LINE, HEADER_TRIALS);
     // Kept: this line belongs to node_stat.txt, whose header lacks it; it stands in result.txt,
     // below the dashed line that ends the header there.
     Print(g_fp, "// IEEE 802.11a  // POISSON\n");
@@ -86,7 +88,7 @@ void information()
     WriteAirtimes(g_fpns, DATA_LENGTH);
     WriteEnd(g_fpns);
 
-    Print(g_fpc, "%s// DESIGN\n// trial = %d\n", DASHED_LINE, RESULT_TRIALS);
+    Print(g_fpc, "%s// DESIGN\n// trial = %d\n", DASHED_LINE, HEADER_TRIALS);
     WriteTimes(g_fpc);
     // Kept: the packet size is that of the IP packet here, and of its data in the other headers.
     WriteAirtimes(g_fpc, PACKET_PAYLOAD_LENGTH);

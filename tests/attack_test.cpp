@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "driver/program.h"
 #include "driver/state.h"
-#include "driver/sweep.h"
 #include "driver/wake.h"
 #include "output/files.h"
 #include "tests/signature.h"
@@ -70,7 +70,8 @@ static std::string ReadFile(const fs::path &path)
     g_plain_ticking = false;
     g_settings = {};
     g_settings.trial_num = 1;
-    g_settings.load_step_kbps = 35'000;
+    g_settings.load_num = 2;
+    g_settings.load_list[1] = 35'000;
     g_settings.sim_ticks = 200'000;
     g_settings.window_begin = 0;
     g_clock = [] { return int64_t{1'700'000'000}; };

@@ -25,7 +25,7 @@ static uint64_t RelayNum(const SCENE &scene, int station)
     for (int k = 0; k < node[station].recv_log_num; ++k) {
         const bool in_chain = station > 0 && station < NODE_NUM - 1;
         const int dst = node[station].recv_log.entry[k].src ^ 1;
-        relays += (scene.routes == ROUTES_LINE ? in_chain : station != dst) ? 1 : 0;
+        relays += (scene.routes == ROUTING_LINE ? in_chain : station != dst) ? 1 : 0;
     }
     return relays;
 }
@@ -73,7 +73,6 @@ static SCENE Hidden(const char *name, double shift_m, double range_m, double sen
 }
 
 constexpr uint64_t SCENE_TICKS = 300'000;
-constexpr int32_t RTS_VALUE = RTS_THRESHOLD + 1;
 
 // clang-format off
 static const SCENE SCENES[] = {
@@ -87,7 +86,7 @@ static const SCENE SCENES[] = {
     {.name = "QueueFills", .ariv_rate = 0.25, .queue_limit = 3000}, // a packet in every tick
     // Passes the age limit of a head packet.
     {.name = "LateClock", .load_kbps = 14000, .start_tick = 9'000'000 - SCENE_TICKS / 2},
-    {.name = "Relays", .layout = LAYOUT_LINE, .routes = ROUTES_LINE, .load_kbps = 300,
+    {.name = "Relays", .layout = LAYOUT_LINE, .routes = ROUTING_LINE, .load_kbps = 300,
      .sendings = {{0, 0, 9, 30}, {0, 9, 0, 30}, {70'001, 0, 9, 5}, {70'002, 9, 0}}},
     Hidden("HiddenNear", 15.0, 25.0, 25.0, false),
     Hidden("HiddenFar", 24.0, 35.0, 35.0, false),
@@ -96,8 +95,8 @@ static const SCENE SCENES[] = {
     Hidden("RtsHidden", 15.0, 25.0, 25.0, true),
     {.name = "Rts", .load_kbps = 8000, .rts_flag = true},
     {.name = "SomeRts", .load_kbps = 3000,
-     .sendings = {{10, 0, 1, 99, RTS_VALUE}, {10, 4, 5, 50, RTS_THRESHOLD}, {10, 5, 4, 40, RTS_VALUE}}},
-    {.name = "Anywhere", .layout = LAYOUT_RANDOM, .routes = ROUTES_NEIGHBOURS,
+     .sendings = {{10, 0, 1, 99, RTS_VALUE}, {10, 4, 5, 50, RTS_VALUE - 1}, {10, 5, 4, 40, RTS_VALUE}}},
+    {.name = "Anywhere", .layout = LAYOUT_RANDOM, .routes = ROUTING_NEIGHBOURS,
      .transmission_range_m = 2500.0, .carrier_sense_range_m = 3000.0, .load_kbps = 8000},
     // The overlap at station 4 ends during its SIFS: its carrier goes within the channel stage.
     {.name = "EpisodeEndsInSifs",
@@ -228,7 +227,7 @@ template <class T> static T Any(std::initializer_list<T> values)
 static void MakeNetwork(SCENE &scene)
 {
     scene.layout = Any({LAYOUT_DESIGN, LAYOUT_LINE, LAYOUT_RANDOM, LAYOUT_EXPLICIT});
-    scene.routes = Any({ROUTES_DESIGN, ROUTES_NEIGHBOURS, ROUTES_LINE});
+    scene.routes = Any({ROUTING_DESIGN, ROUTING_NEIGHBOURS, ROUTING_LINE});
     const double unit_m = scene.layout == LAYOUT_RANDOM ? 50.0 : 1.0;
     const int side_m = Any({20, 60, 90, 150});
     for (int i = 0; i < NODE_NUM && scene.layout == LAYOUT_EXPLICIT; ++i) {
@@ -307,7 +306,7 @@ static bool IsAccountable(const TRIAL &trial)
 {
     const SCENE &scene = trial.scene;
     const auto in_pair = [](const SENDING &sending) { return sending.dst == (sending.src ^ 1); };
-    return scene.routes != ROUTES_LINE && scene.starts.empty() &&
+    return scene.routes != ROUTING_LINE && scene.starts.empty() &&
            scene.window_begin == scene.start_tick &&
            scene.window_end >= scene.start_tick + trial.ticks &&
            std::ranges::all_of(scene.sendings, in_pair);

@@ -140,7 +140,8 @@ TEST_F(DriverTest, OfferedLoadAndPacketSize)
     EXPECT_EQ(PayloadTicks(), 224);
     FreeState(); // the program takes its own
     g_settings.trial_num = 1;
-    g_settings.load_max_kbps = g_settings.load_step_kbps = 7000;
+    g_settings.load_num = 1;
+    g_settings.load_list[0] = 7000;
     g_settings.sim_ticks = 100;
     const std::string dir = MakeScratchDirectory();
     const std::string out = RunProgramIn(dir).output;

@@ -13,7 +13,7 @@ using MacTest = ModelTest;
 TEST_F(MacTest, DataAndAck)
 {
     Queue(0, 1);
-    node[0].buffer[0].nav_value = RTS_THRESHOLD; // the threshold itself: no RTS
+    node[0].buffer[0].nav_value = 100'000; // the threshold itself: no RTS
     EXPECT_EQ(Timeline(400, {0, 1, 2, 4}),
               (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
                      "34 RDAT, 286 WTACK, 302 TACK, 330 IDLE", "34 NAV 267, 301 NAV 0", ""}));
@@ -58,7 +58,7 @@ TEST_F(MacTest, ContenderFreezesAndResumes)
 TEST_F(MacTest, RtsCtsDataAck)
 {
     Queue(0, 1);
-    node[0].buffer[0].nav_value = RTS_THRESHOLD + 1;
+    node[0].buffer[0].nav_value = 100'001;
     Queue(1, 0, 900); // contends, and so waits for the end of the RTS
     EXPECT_EQ(
         Timeline(430, {0, 1, 2}),
@@ -72,7 +72,7 @@ TEST_F(MacTest, RtsCtsDataAck)
     // An idle station takes the RTS at its start, so its 45 ticks end one tick before SIFS does.
     StartScene();
     Queue(0, 1);
-    node[0].buffer[0].nav_value = RTS_THRESHOLD + 1;
+    node[0].buffer[0].nav_value = 100'001;
     EXPECT_EQ(Timeline(110, {0, 1}),
               (LINES{"0 D&CW, 34 TRTS, 64 WRCTS, 109 D&CW", "34 WTCTS, 79 IDLE"}));
     EXPECT_EQ(Fields(node[0].retry_count, node[0].timeout_hop[1], node[0].cw), Fields(1, 1, 31));

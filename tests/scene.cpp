@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <sstream>
 
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/wake.h"
 #include "tests/state_compare.h"
-#include "topology/placement.h"
 #include "topology/random.h"
 #include "topology/routing.h"
 
@@ -34,35 +32,6 @@ static void ForgetPast()
     temp_non = 0;
     g_counter = 0;
     g_ariv_rate2 = 0.0;
-}
-
-static void PlaceExplicit(const SCENE &scene)
-{
-    for (int i = 0; i < NODE_NUM; ++i) {
-        node[i].pos_x = scene.positions.at(static_cast<size_t>(i)).x;
-        node[i].pos_y = scene.positions.at(static_cast<size_t>(i)).y;
-    }
-}
-
-static void (*const PLACE[])() = {DesignPositionAllNode, LinePositionAllNode, RandPositionAllNode};
-static void (*const ROUTE[])() = {MakeTable_Design, MakeTable_Line, MakeTable_Rand};
-
-// Replaces the network of the experiment by that of the scene.
-static void BuildNetwork(const SCENE &scene)
-{
-    for (int i = 0; i < NODE_NUM; ++i) {
-        NODE &own = node[i];
-        std::memset(own.connect_list, EMPTY, sizeof own.connect_list);
-        std::memset(own.interference_list, EMPTY, sizeof own.interference_list);
-        std::memset(own.table, EMPTY, sizeof own.table);
-    }
-    if (scene.layout == LAYOUT_EXPLICIT) {
-        PlaceExplicit(scene);
-    } else {
-        PLACE[scene.layout]();
-    }
-    CheckConnection();
-    ROUTE[scene.routes]();
 }
 
 // Between runs, where the fast-forward keeps nothing that would have to hear of it.
@@ -131,20 +100,22 @@ void SetUpScene(const SCENE &scene)
     g_settings.window_end = scene.window_end;
     g_settings.transmission_range_m = scene.transmission_range_m;
     g_settings.carrier_sense_range_m = scene.carrier_sense_range_m;
+    g_settings.layout = scene.layout;
+    std::ranges::copy(scene.positions, g_settings.position_list);
+    g_settings.routing = scene.routes;
     SetPacketSize(scene.data_length);
     SetOfferedLoad(scene.load_kbps);
     if (scene.ariv_rate != 0.0) {
         g_ariv_rate = scene.ariv_rate;
     }
     if (scene.rts_flag) {
-        DAT_LENGTH = RTS_THRESHOLD + 1;
+        DAT_LENGTH = RTS_VALUE;
     }
     g_scene_seed = scene.seed;
     g_clock = SceneClock;
     ResetRandom();
     RandInitUniform();
     StartLoadPoint();
-    BuildNetwork(scene);
     g_sim_time = scene.start_tick;
     for (const SENDING &sending : scene.sendings) {
         if (sending.tick <= g_sim_time) {

@@ -6,26 +6,11 @@
 #include <vector>
 
 #include "driver/constants.h"
+#include "driver/settings.h"
 #include "topology/stream.h"
 
-enum LAYOUT {
-    LAYOUT_DESIGN = 0,   // the pairs of the experiment
-    LAYOUT_LINE = 1,     // the chain
-    LAYOUT_RANDOM = 2,   // anywhere in the square of 5 km
-    LAYOUT_EXPLICIT = 3, // `positions`
-};
-
-enum ROUTES {
-    ROUTES_DESIGN = 0,     // within the pairs of the experiment
-    ROUTES_LINE = 1,       // along the chain, to stations 0 and 9
-    ROUTES_NEIGHBOURS = 2, // to every neighbour
-};
-
-// Place of a station, in metres.
-struct POSITION {
-    double x;
-    double y;
-};
+// `nav_value` of a packet that goes with RTS and CTS, above the threshold of all scenes.
+constexpr int32_t RTS_VALUE = 100'001;
 
 // Packets that enter a queue just before a tick.
 struct SENDING {
@@ -33,7 +18,7 @@ struct SENDING {
     int32_t src;
     int32_t dst;
     int32_t num = 1;
-    int32_t nav_value = 0; // 0: as all packets of the scene; above RTS_THRESHOLD: RTS and CTS first
+    int32_t nav_value = 0; // 0: as all packets of the scene; RTS_VALUE: RTS and CTS first
 };
 
 // A field that a station starts with, by its name as state_compare.h reports it. A station that
@@ -48,7 +33,7 @@ struct SCENE {
     std::string name = {};
     LAYOUT layout = LAYOUT_DESIGN;
     std::vector<POSITION> positions = {};
-    ROUTES routes = ROUTES_DESIGN;
+    ROUTING routes = ROUTING_DESIGN;
     double transmission_range_m = 40.0;
     double carrier_sense_range_m = 40.0;
     int32_t data_length = 1472; // bytes

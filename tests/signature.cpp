@@ -12,8 +12,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "driver/program.h"
 #include "driver/state.h"
-#include "driver/sweep.h"
 #include "driver/wake.h"
 #include "output/files.h"
 #include "topology/random.h"
@@ -56,6 +56,8 @@ std::string MakeScratchDirectory()
 }
 
 // FNV-1a, 64 bits.
+constexpr uint64_t HASH_BEGIN = 0xCBF29CE484222325;
+
 static void Hash(uint64_t &hash, std::string_view bytes)
 {
     constexpr uint64_t PRIME = 0x100000001B3;
@@ -64,38 +66,56 @@ static void Hash(uint64_t &hash, std::string_view bytes)
     }
 }
 
+static std::string HashText(uint64_t hash)
+{
+    char text[17];
+    std::snprintf(text, sizeof text, "%016" PRIx64, hash);
+    return text;
+}
+
 static bool IsReproducible(const std::string &line)
 {
     return !line.starts_with("NODEの") && !line.starts_with("RESULTの") &&
            line.find(" time : ") == std::string::npos;
 }
 
-std::string Signature(bool plain)
+SIGNATURE Signature(bool plain)
 {
     g_plain_ticking = plain;
     g_settings = {};
     g_settings.sim_ticks = 400'000;
     g_settings.window_begin = 100'000;
     g_settings.window_end = 400'000;
-    g_settings.load_step_kbps = 5000;
+    g_settings.load_num = 8;
+    for (int32_t i = 0; i < g_settings.load_num; ++i) {
+        g_settings.load_list[i] = 5000 * i;
+    }
     g_clock = [] { return int64_t{1'700'000'000}; };
     const std::string dir = MakeScratchDirectory();
     std::istringstream output(RunProgramIn(dir).output);
 
-    uint64_t hash = 0xCBF29CE484222325;
+    std::string printed;
     for (std::string line; std::getline(output, line);) {
-        if (IsReproducible(line)) {
-            Hash(hash, line + "\n");
-        }
+        printed += IsReproducible(line) ? line + "\n" : "";
     }
+    SIGNATURE signature;
+    uint64_t total = HASH_BEGIN;
+    Hash(total, printed);
+    const auto add = [&signature](const char *name, std::string_view content) {
+        uint64_t hash = HASH_BEGIN;
+        Hash(hash, content);
+        signature.parts += HashText(hash) + "  " + name + "\n";
+    };
+    add("standard output", printed);
 #define FILE_NAME(stream, name) name,
     for (const char *name : {RESULT_FILES(FILE_NAME)}) {
-        Hash(hash, name);
-        Hash(hash, ReadFile(fs::path(dir) / "result/10node_design/1500" / name));
+        const std::string content = ReadFile(fs::path(dir) / "result/10node_design/1500" / name);
+        Hash(total, name);
+        Hash(total, content);
+        add(name, content);
     }
 #undef FILE_NAME
     fs::remove_all(dir);
-    char text[17];
-    std::snprintf(text, sizeof text, "%016" PRIx64, hash);
-    return text;
+    signature.total = HashText(total);
+    return signature;
 }

@@ -1,4 +1,4 @@
-// The signature: one number for all that a shortened run of the program writes.
+// The signature: one number for all that a shortened run of the program writes, and one a file.
 #pragma once
 
 #include <string>
@@ -15,6 +15,12 @@ RUN RunProgramIn(const std::string &dir);
 // A new directory for temporary files. The caller removes it.
 std::string MakeScratchDirectory();
 
-// Runs a shortened experiment under a fixed clock, by plain ticking or fast, and returns the hash
-// of its result files and of what it printed, less the sizes of the records and the times taken.
-std::string Signature(bool plain);
+// Hashes of what a run has left behind.
+struct SIGNATURE {
+    std::string total; // of all of it
+    std::string parts; // a line for what was printed and for each result file: hash, name
+};
+
+// Runs a shortened experiment under a fixed clock, by plain ticking or fast. Of what it prints the
+// sizes of the records and the times taken do not count.
+SIGNATURE Signature(bool plain);

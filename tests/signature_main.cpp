@@ -1,4 +1,4 @@
-// Prints the signature of the program; with --plain it is worked out by plain ticking.
+// Prints the signature of the program; see Usage.
 #include <cstdio>
 #include <string_view>
 
@@ -6,11 +6,21 @@
 
 int main(int argc, char **argv)
 {
-    const bool plain = argc == 2 && std::string_view(argv[1]) == "--plain";
-    if (argc > 1 && !plain) {
-        std::fprintf(stderr, "usage: dcfsim_signature [--plain]\n");
-        return 2;
+    bool plain = false;
+    bool files = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        plain = plain || argument == "--plain";
+        files = files || argument == "--files";
+        if (argument != "--plain" && argument != "--files") {
+            std::fprintf(stderr, "usage: dcfsim_signature [--plain] [--files]\n"
+                                 "  --plain  worked out by plain ticking\n"
+                                 "  --files  a hash for each result file too, as in "
+                                 "tests/signature.txt\n");
+            return 2;
+        }
     }
-    std::puts(Signature(plain).c_str());
+    const SIGNATURE signature = Signature(plain);
+    std::printf("%s\n%s", signature.total.c_str(), files ? signature.parts.c_str() : "");
     return 0;
 }

@@ -33,7 +33,7 @@
 #include <unistd.h>
 
 #include "driver/state.h"
-#include "driver/sweep.h"
+#include "driver/program.h"
 #include "tools/commit.h"
 #include "tools/options.h"
 #include "tools/progress.h"

@@ -1,5 +1,6 @@
 #include "topology/placement.h"
 
+#include <cassert>
 #include <cmath>
 
 #include "driver/state.h"
@@ -7,7 +8,24 @@
 
 void PositionAllNode()
 {
-    DesignPositionAllNode();
+    switch (g_settings.layout) {
+    case LAYOUT_LINE:
+        LinePositionAllNode();
+        break;
+    case LAYOUT_RANDOM:
+        RandPositionAllNode();
+        break;
+    case LAYOUT_EXPLICIT:
+        for (int i = 0; i < NODE_NUM; ++i) {
+            node[i].pos_x = g_settings.position_list[i].x;
+            node[i].pos_y = g_settings.position_list[i].y;
+        }
+        break;
+    default:
+        assert(g_settings.layout == LAYOUT_DESIGN);
+        DesignPositionAllNode();
+        break;
+    }
     CheckConnection();
 }
 

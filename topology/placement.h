@@ -1,16 +1,16 @@
 // Where the stations stand and who reaches whom.
 #pragma once
 
-// Places the stations in the design layout and builds the neighbour lists.
+// Places the stations as the settings say and builds the neighbour lists.
 void PositionAllNode();
 
 // Five sender/receiver pairs 30 m apart along x, each receiver 1 m above its sender.
 void DesignPositionAllNode();
 
-// A chain of stations 30 m apart. Not used by the experiment.
+// A chain of stations 30 m apart. Not the published layout.
 void LinePositionAllNode();
 
-// Stations anywhere in a square of 5 km. Draws two numbers per station. Not used by the experiment.
+// Stations anywhere in a square of 5 km. Draws two numbers per station. Not the published layout.
 void RandPositionAllNode();
 
 // Distance of two stations in metres.

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <ctime>
 
+#include "driver/settings.h"
 #include "topology/stream.h"
 
 constexpr int FILL_STEPS = 40; // the first 8 only warm the generator up, the others fill the table
@@ -67,11 +68,14 @@ double RandUniformBasic(int64_t *state)
 void RandInitUniform()
 {
     StreamStop();
-    idum = Negate(g_clock());
+    const auto seed = [] {
+        return g_settings.seed != SEED_FROM_CLOCK ? g_settings.seed : g_clock();
+    };
+    idum = Negate(seed());
     RandUniformBasic(&idum);
     // Kept: the raw clock value replaces the warmed-up state, so the numbers that enter the table
     // from here on follow the clock itself. Every result depends on it.
-    idum = g_clock();
+    idum = seed();
 }
 
 double RandUniform(double a, double b)

@@ -47,7 +47,8 @@ inline double RawToUniform(int64_t raw)
 // the draw that fills the table from a multiple of RAND_MODULUS is 0.
 double RandUniformBasic(int64_t *state);
 
-// Seeds the stream from the clock. Turns the block stream off.
+// Seeds the stream from the settings or, where they have no seed, the clock. Turns the block stream
+// off.
 void RandInitUniform();
 
 // Next number of the stream, scaled to a + (b - a) * draw.

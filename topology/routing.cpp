@@ -1,5 +1,7 @@
 #include "topology/routing.h"
 
+#include <cassert>
+
 #include "driver/state.h"
 #include "output/files.h"
 #include "output/print.h"
@@ -12,7 +14,32 @@ static void SetRow(int station, int row, int destination, int next)
 
 void MakeTable()
 {
-    MakeTable_Design();
+    switch (g_settings.routing) {
+    case ROUTING_LINE:
+        MakeTable_Line();
+        break;
+    case ROUTING_NEIGHBOURS:
+        MakeTable_Rand();
+        break;
+    case ROUTING_LIST:
+        MakeTable_List();
+        break;
+    default:
+        assert(g_settings.routing == ROUTING_DESIGN);
+        MakeTable_Design();
+        break;
+    }
+}
+
+void MakeTable_List()
+{
+    int row_num[NODE_NUM] = {};
+    for (int i = 0; i < g_settings.route_num; ++i) {
+        const ROUTE &route = g_settings.route_list[i];
+        assert(row_num[route.station] < NODE_NUM);
+        SetRow(route.station, row_num[route.station], route.destination, route.next);
+        ++row_num[route.station];
+    }
 }
 
 void MakeTable_Design()

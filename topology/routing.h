@@ -1,17 +1,19 @@
 // Static routes: which neighbour a station hands a packet to.
 #pragma once
 
-// Builds the routing tables of the experiment. The tables are empty before.
+// Builds the routing tables as the settings say. The tables are empty before.
 void MakeTable();
+
+// The rows of the settings, each station's in the order in which they stand.
+void MakeTable_List();
 
 // Each sender routes to its receiver and back; the row number is the destination.
 void MakeTable_Design();
 
-// Routes to both ends of a chain: row 0 towards station 9, row 1 towards station 0. Not used by the
-// experiment.
+// Routes to both ends of a chain: row 0 towards station 9, row 1 towards station 0.
 void MakeTable_Line();
 
-// A direct route to every neighbour. Not used by the experiment.
+// A direct route to every neighbour; row k is the k-th neighbour.
 void MakeTable_Rand();
 
 // Writes all tables into the main result file. For looking at them by hand; nothing calls it.

@@ -1,5 +1,6 @@
 #include "topology/traffic.h"
 
+#include <cassert>
 #include <cmath>
 
 #include "driver/state.h"
@@ -8,6 +9,21 @@
 #include "topology/routing.h"
 #include "topology/stream.h"
 
+int32_t g_share_num = 0;
+static int32_t g_share_flow[WEIGHT_LIMIT]; // the flow that a share belongs to
+
+void ShareArrivals()
+{
+    g_share_num = 0;
+    for (int32_t flow = 0; flow < g_settings.flow_num; ++flow) {
+        for (int32_t k = 0; k < g_settings.flow_list[flow].weight; ++k) {
+            assert(g_share_num < WEIGHT_LIMIT);
+            g_share_flow[g_share_num] = flow;
+            ++g_share_num;
+        }
+    }
+}
+
 // Makes the arrival draw of this tick. A block of draws knows those that fail without making them
 // into numbers.
 static bool IsArrival()
@@ -15,7 +31,7 @@ static bool IsArrival()
     if (g_stream.on && StreamSkipFailing(1) == 1) {
         return false;
     }
-    return ARRIVAL_FACTOR * g_ariv_rate > RandUniform(0.0, 1.0);
+    return ArrivalProbability() > RandUniform(0.0, 1.0);
 }
 
 void GenePacketAll()
@@ -23,12 +39,12 @@ void GenePacketAll()
     if (!IsArrival()) {
         return;
     }
-    const int flow = static_cast<int>(std::lround(RandUniform(0.5, FLOW_NUM + 0.5))) - 1;
-    const int sender = 2 * flow;
+    const auto share = static_cast<int>(std::lround(RandUniform(0.5, g_share_num + 0.5))) - 1;
+    const FLOW &flow = g_settings.flow_list[g_share_flow[share]];
     if (InWindow()) {
-        ++node[sender].gene_num; // offered load: a full queue may still refuse the packet
+        ++node[flow.from].gene_num; // offered load: a full queue may still refuse the packet
     }
-    GenePacket(sender, sender + 1);
+    GenePacket(flow.from, flow.to);
 }
 
 void GenePacket(int src, int dst)

@@ -1,0 +1,21 @@
+// The program around the sweep: banner, directories, result files.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Where the results of a packet size go, below the directory `out`.
+std::string ResultDirectory(const std::string &out);
+
+// Runs one sweep of the settings at a packet size of `data_length` bytes of application data and
+// leaves its results in ResultDirectory(out); what is missing of that directory is made. Returns
+// whether every result file could be opened and was written in full. Ends the process with status 1
+// if memory is short.
+bool RunPacketSize(int32_t data_length, const std::string &out);
+
+// Fixes the seed of the settings, unless one is given, to what the clock shows. From then on all
+// that a run does and says of itself agrees, even if a second passes.
+void FixSeed();
+
+// The program as it is published: everything below ./result. Returns the exit status 0.
+int RunProgram();
