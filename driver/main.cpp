@@ -1,6 +1,33 @@
-#include "driver/program.h"
+#include <cstdio>
+#include <string_view>
 
-int main()
+#include "driver/program.h"
+#include "output/manifest.h"
+
+static const char USAGE[] =
+    "Usage: dcfsim\n"
+    "Simulates ten stations of an IEEE 802.11a network under the distributed coordination\n"
+    "function at offered loads of 0 to 35 Mbit/s per flow, in two trials, and writes 43 files\n"
+    "to ./result/10node_design/1500, in place of those of an earlier run.\n"
+    "Takes no arguments; dcfsim-experiment runs other experiments, dcfsim-replicate other seeds.\n";
+
+int main(int argc, char **argv)
 {
-    return RunProgram();
+    if (argc < 2) {
+        return RunProgram();
+    }
+    const std::string_view argument = argv[1];
+    if (argc == 2 && (argument == "--help" || argument == "-h")) {
+        std::fputs(USAGE, stdout);
+        return 0;
+    }
+    if (argc == 2 && (argument == "--version" || argument == "-V")) {
+        std::printf("dcfsim %s (%s)\n", ProgramVersion(), ProgramCommit());
+        return 0;
+    }
+    std::fprintf(stderr,
+                 "dcfsim: takes no arguments, '%s' was given; nothing is run. Other experiments: "
+                 "dcfsim-experiment FILE.json; other seeds: dcfsim-replicate DIR\n",
+                 argv[1]);
+    return 2;
 }

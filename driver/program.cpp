@@ -11,6 +11,7 @@
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "output/files.h"
+#include "output/manifest.h"
 #include "topology/random.h"
 
 constexpr mode_t DIRECTORY_MODE = 0755;
@@ -61,6 +62,14 @@ static void OccupyStandardStreams()
     }
 }
 
+// Tells that something beside the results went wrong; the run goes on.
+static void Warn(const std::string &why)
+{
+    if (!why.empty()) {
+        std::fprintf(stderr, "dcfsim: %s; the run goes on without it\n", why.c_str());
+    }
+}
+
 void FixSeed()
 {
     if (g_settings.seed == SEED_FROM_CLOCK) {
@@ -84,9 +93,12 @@ int RunProgram()
     std::printf("RESULTのサイズは %lu byte\n", static_cast<unsigned long>(sizeof(RESULT)));
     mkdir(DesignDirectory(out).c_str(), DIRECTORY_MODE);
     FixSeed();
+    Warn(BeginManifest(out + "/manifest.json", "dcfsim"));
+    bool is_written = true;
     for (int32_t length = FIRST_DATA_LENGTH; length <= LAST_DATA_LENGTH;
          length += DATA_LENGTH_STEP) {
-        RunPacketSize(length, out);
+        is_written = RunPacketSize(length, out) && is_written;
     }
+    Warn(EndManifest(is_written));
     return 0;
 }

@@ -7,8 +7,10 @@
 #include <string>
 
 #include "driver/state.h"
+#include "driver/sweep.h"
 #include "driver/wake.h"
 #include "tests/signature.h"
+#include "topology/random.h"
 
 // A part that differs names the file.
 TEST(EndToEnd, SignatureIsTheRecordedOne)
@@ -22,6 +24,43 @@ TEST(EndToEnd, SignatureIsTheRecordedOne)
         EXPECT_EQ(actual.parts, parts) << way;
         EXPECT_EQ(actual.total, total) << way;
     }
+}
+
+static std::string ReadManifest(const std::string &dir)
+{
+    std::ifstream file(dir + "/result/manifest.json");
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Found during the run it says that the run has not ended; behind it, how long it took.
+TEST(EndToEnd, ManifestTellsTheSeedAndTheEnd)
+{
+    static std::string during;
+    static std::string dir;
+    dir = MakeScratchDirectory();
+    std::filesystem::create_directory(dir + "/result");
+    std::ofstream(dir + "/result/manifest.json") << "of an older run";
+    g_settings = {};
+    g_settings.trial_num = g_settings.load_num = 1;
+    g_settings.sim_ticks = 1000;
+    g_clock = [] { return int64_t{1'700'000'000}; };
+    g_on_progress = [](double) { during = ReadManifest(dir); };
+    RunProgramIn(dir);
+    g_on_progress = nullptr;
+    const std::string after = ReadManifest(dir);
+    const std::string seed = "\n        \"seed\": 1700000000,\n";
+    EXPECT_NE(during.find(seed), std::string::npos) << during;
+    EXPECT_NE(during.find("\n    \"complete\": false\n}\n"), std::string::npos) << during;
+    EXPECT_NE(after.find(seed), std::string::npos) << after;
+    EXPECT_NE(after.find("\n    \"wall_time_s\": 0."), std::string::npos) << after;
+    EXPECT_NE(after.find(",\n    \"complete\": true\n}\n"), std::string::npos) << after;
+    // A run whose results were not all written does not say that it is complete.
+    std::filesystem::remove(dir + "/result/10node_design/1500/drop.txt");
+    std::filesystem::create_symlink("/dev/full", dir + "/result/10node_design/1500/drop.txt");
+    g_settings.seed = SEED_FROM_CLOCK;
+    RunProgramIn(dir);
+    EXPECT_NE(ReadManifest(dir).find("\"complete\": false\n"), std::string::npos);
+    std::filesystem::remove_all(dir);
 }
 
 TEST(EndToEnd, GoesOnWithoutResultFiles)

@@ -32,9 +32,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "driver/state.h"
 #include "driver/program.h"
-#include "tools/commit.h"
+#include "driver/state.h"
+#include "output/manifest.h"
 #include "tools/options.h"
 #include "tools/progress.h"
 #include "tools/read_tree.h"
@@ -138,9 +138,9 @@ static std::string Replicate(int64_t seed, bool quick)
     const json manifest = {
         {"seed", seed},
         {"quick", quick},
-        {"version", DCFSIM_VERSION},
-        {"commit", DCFSIM_COMMIT},
-        {"compiler", DCFSIM_COMPILER},
+        {"version", ProgramVersion()},
+        {"commit", ProgramCommit()},
+        {"compiler", ProgramCompiler()},
         {"start_time", TimeText(start)},
         {"wall_time_s", SECONDS(STEADY::now() - begin).count()},
         {"tree_sha256", HashTree()},

@@ -1,0 +1,94 @@
+#include "output/manifest.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include <unistd.h>
+
+#include "driver/settings.h"
+#include "output/commit.h"
+#include "output/settings_json.h"
+
+using STEADY = std::chrono::steady_clock;
+
+static std::string g_path; // of the manifest begun last, empty if there is none
+static std::string g_head; // what stands in it at the beginning and the end of the run
+static STEADY::time_point g_begin;
+
+const char *ProgramVersion()
+{
+    return DCFSIM_VERSION;
+}
+
+const char *ProgramCommit()
+{
+    return DCFSIM_COMMIT;
+}
+
+const char *ProgramCompiler()
+{
+    return DCFSIM_COMPILER;
+}
+
+static std::string TimeText(time_t time)
+{
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&time));
+    return text;
+}
+
+static std::string Member(const char *key, const std::string &value)
+{
+    std::string line = "    \"";
+    return line.append(key).append("\": \"").append(value).append("\",\n");
+}
+
+// Puts `text` at `path` as a whole or not at all.
+static std::string Replace(const std::string &path, const std::string &text)
+{
+    const std::string partial = path + "." + std::to_string(getpid());
+    FILE *file = std::fopen(partial.c_str(), "w");
+    bool is_written = false;
+    if (file != nullptr) {
+        is_written = std::fwrite(text.data(), 1, text.size(), file) == text.size() &&
+                     std::fflush(file) == 0 && fsync(fileno(file)) == 0;
+        is_written = std::fclose(file) == 0 && is_written;
+    }
+    if (is_written && std::rename(partial.c_str(), path.c_str()) == 0) {
+        return "";
+    }
+    const std::string why = path + ": cannot be written: " + std::strerror(errno);
+    std::remove(partial.c_str());
+    return why;
+}
+
+std::string BeginManifest(const std::string &path, const std::string &program)
+{
+    g_begin = STEADY::now();
+    g_head = "{\n" + Member("program", program) + Member("version", ProgramVersion()) +
+             Member("commit", ProgramCommit()) + Member("compiler", ProgramCompiler()) +
+             Member("start_time", TimeText(std::time(nullptr))) +
+             "    \"experiment\": " + SettingsAsJson(g_settings, 4) + ",\n";
+    // What cannot be replaced must not speak for the new results.
+    std::remove(path.c_str());
+    const std::string why = Replace(path, g_head + "    \"complete\": false\n}\n");
+    g_path = why.empty() ? path : "";
+    return why;
+}
+
+std::string EndManifest(bool complete)
+{
+    if (g_path.empty()) {
+        return "";
+    }
+    const double seconds = std::chrono::duration<double>(STEADY::now() - g_begin).count();
+    char time[64];
+    std::snprintf(time, sizeof time, "    \"wall_time_s\": %.3f,\n", seconds);
+    const std::string path = g_path;
+    g_path = "";
+    return Replace(path,
+                   g_head + time + "    \"complete\": " + (complete ? "true" : "false") + "\n}\n");
+}

@@ -1,0 +1,21 @@
+// manifest.json: what run the results beside it are of. Written before the first result and
+// completed behind the last, so that whoever finds results can tell their seed and whether the run
+// has ended. No part of the results: where it cannot be written the run goes on without it.
+#pragma once
+
+#include <string>
+
+// Version of the program, the commit it was built from ("unknown" outside a checkout), and the
+// compiler.
+const char *ProgramVersion();
+const char *ProgramCommit();
+const char *ProgramCompiler();
+
+// Begins the manifest of a run of `program` at `path`: the experiment of `g_settings` and who
+// simulates it, "complete": false. Takes an older manifest away. Returns what went wrong, with the
+// path, or an empty text.
+std::string BeginManifest(const std::string &path, const std::string &program);
+
+// Completes the manifest that was begun last by the time that the run took; `complete` says whether
+// all results were written. Does nothing if that manifest could not be begun. Returns as above.
+std::string EndManifest(bool complete);
