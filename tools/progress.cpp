@@ -6,13 +6,19 @@
 
 #include <unistd.h>
 
+static FILE *g_stream = stdout;
 static bool g_bar_shown = false;
+
+void SetProgressStream(FILE *stream)
+{
+    g_stream = stream;
+}
 
 void WipeBar()
 {
     if (g_bar_shown) {
-        std::printf("\r\033[K");
-        std::fflush(stdout);
+        std::fprintf(g_stream, "\r\033[K");
+        std::fflush(g_stream);
         g_bar_shown = false;
     }
 }
@@ -20,8 +26,8 @@ void WipeBar()
 void PrintLine(const std::string &text)
 {
     WipeBar();
-    std::puts(text.c_str());
-    std::fflush(stdout);
+    std::fprintf(g_stream, "%s\n", text.c_str());
+    std::fflush(g_stream);
 }
 
 std::string DurationText(double seconds)
@@ -46,16 +52,16 @@ std::string TimeLeft(double share, double elapsed_s)
     return share < SMALLEST ? "unknown" : DurationText(elapsed_s * (1.0 - share) / share);
 }
 
-void ShowBar(int done, int all, double share, double elapsed_s)
+void ShowBar(int done, int all, const char *what, double share, double elapsed_s)
 {
     constexpr int WIDTH = 40;
-    if (isatty(STDOUT_FILENO) == 0) {
+    if (isatty(fileno(g_stream)) == 0) {
         return;
     }
     const auto filled = static_cast<size_t>(std::clamp(share, 0.0, 1.0) * WIDTH);
     const std::string bar = std::string(filled, '=') + std::string(WIDTH - filled, ' ');
-    std::printf("\r[%s] %3.0f %%  %d of %d done, %s left\033[K", bar.c_str(), share * 100, done,
-                all, TimeLeft(share, elapsed_s).c_str());
-    std::fflush(stdout);
+    std::fprintf(g_stream, "\r[%s] %3.0f %%  %d of %d %s done, %s left\033[K", bar.c_str(),
+                 share * 100, done, all, what, TimeLeft(share, elapsed_s).c_str());
+    std::fflush(g_stream);
     g_bar_shown = true;
 }

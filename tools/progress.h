@@ -1,14 +1,19 @@
-// How far a campaign is: a bar with the time left on a terminal, plain lines anywhere else.
+// How far a run or a campaign is: a bar with the time left on a terminal, plain lines anywhere
+// else.
 #pragma once
 
+#include <cstdio>
 #include <string>
+
+// Shows lines and bar on `stream` from here on instead of standard output.
+void SetProgressStream(FILE *stream);
 
 // Prints a line that stays. A bar that is shown is wiped first.
 void PrintLine(const std::string &text);
 
-// Shows the bar, on a terminal only. `done` of `all` replications are finished; `share`, from 0 to
-// 1, is the part of the work that lies behind.
-void ShowBar(int done, int all, double share, double elapsed_s);
+// Shows the bar, on a terminal only. `done` of `all` things, called `what`, are finished; `share`,
+// from 0 to 1, is the part of the work that lies behind.
+void ShowBar(int done, int all, const char *what, double share, double elapsed_s);
 
 // Removes the bar.
 void WipeBar();

@@ -324,7 +324,7 @@ static int RunCampaign(CAMPAIGN &campaign)
             campaign.running.erase(job);
             FinishSeed(campaign, ended, status);
         } else {
-            ShowBar(campaign.done, campaign.all, ShareDone(campaign),
+            ShowBar(campaign.done, campaign.all, "replications", ShareDone(campaign),
                     SECONDS(STEADY::now() - campaign.begin).count());
             std::this_thread::sleep_for(POLL);
         }
