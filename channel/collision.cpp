@@ -95,6 +95,7 @@ void StartCollision(int station)
         if (victim.receiver != station && own.same_start_flag != 1) {
             continue;
         }
+        g_event = 1;
         flag_col[station] = 0;
         const bool repeat = victim.end_mark == 1;
         victim.end_mark = 1;

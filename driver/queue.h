@@ -14,9 +14,11 @@ struct PACKET {
     int32_t payload_time; // airtime of the payload, 0 in control frames
     int32_t src;          // station where the packet was created
     int32_t dst;          // station it finally goes to
+    int32_t reserved;     // always 0; nothing reads it
     int32_t sender;       // station transmitting on this hop
     int32_t receiver;     // station addressed on this hop
     int32_t seq;          // sequence number, counted per `src`
+    int32_t unused;       // all ones like an empty `seq`; nothing reads it
     int32_t corrupt;      // 0 in every frame sent; EMPTY until a frame is copied in
     uint64_t gen_time;    // tick of creation
     uint64_t hop_time;    // tick from which this hop's delay counts
@@ -25,7 +27,10 @@ struct PACKET {
     uint64_t id;          // `gene_num` of the source at creation; not unique
 };
 
-// A change of `hop_time` that waits for the packets with this id to reach the head.
+// A change of `hop_time` that waits for the packets with this id to reach the head. It is made
+// there and not at once because a plain array would be walked from end to end for it, all 100,001
+// places at every acknowledged packet, while nothing reads the `hop_time` of a packet before it is
+// served.
 struct ID_TOUCH {
     uint64_t id;
     uint64_t time;   // the new hop_time

@@ -36,17 +36,18 @@ struct NODE {
     int32_t interference_list[NODE_NUM]; // their indices, ascending, EMPTY beyond
 
     // Frame exchange.
-    int32_t state;         // STATE
-    int32_t timer;         // ticks left of the frame on the air or of the answer time-out
-    int32_t backoff_slots; // backoff last drawn, in slots
-    int32_t backoff_draws; // backoffs drawn, the initial one included
-    uint64_t backoff;      // ticks of backoff left to count down, a multiple of SLOT
-    int32_t nav;           // network allocation vector, ticks left
-    uint64_t idle_count;   // idle ticks in a row while waiting DIFS, EIFS, backoff or SIFS
-    uint64_t rx_count;     // ticks of the locked frame heard so far
-    int32_t cw;            // contention window, slots
-    int32_t retry_count;   // retransmissions of the head packet so far
-    int32_t signal_num;    // entries in use in `signal_list`
+    int32_t state;          // STATE
+    int32_t reserved_index; // EMPTY; nothing reads it
+    int32_t timer;          // ticks left of the frame on the air or of the answer time-out
+    int32_t backoff_slots;  // backoff last drawn, in slots
+    int32_t backoff_draws;  // backoffs drawn, the initial one included
+    uint64_t backoff;       // ticks of backoff left to count down, a multiple of SLOT
+    int32_t nav;            // network allocation vector, ticks left
+    uint64_t idle_count;    // idle ticks in a row while waiting DIFS, EIFS, backoff or SIFS
+    uint64_t rx_count;      // ticks of the locked frame heard so far
+    int32_t cw;             // contention window, slots
+    int32_t retry_count;    // retransmissions of the head packet so far
+    int32_t signal_num;     // entries in use in `signal_list`
 
     // Load point: counters of frames and packets.
     uint64_t gene_num;              // arrivals for this flow source, refused ones too; window
@@ -54,6 +55,7 @@ struct NODE {
     uint64_t link_tx_num[NODE_NUM]; // the same per next hop; window
     uint64_t rx_dat_num;            // clean DATA received, duplicates too; window
     uint64_t recv_num;              // new DATA accepted; window
+    uint64_t reserved_count;        // 0; nothing reads it
     uint64_t recv_from[NODE_NUM];   // the same by the hop's sender; window
     int32_t timeout_num;            // CTS or ACK time-outs; window
     int32_t timeout_hop[NODE_NUM];  // the same by the head packet's next hop; window
@@ -82,11 +84,13 @@ struct NODE {
     int32_t dup_num;                  // duplicate DATA frames received, at any time
     SIGNAL signal_list[SIGNAL_SLOTS]; // transmissions arriving here, oldest first
     int32_t eifs_flag;                // 1: the next idle wait is EIFS, not DIFS
+    int32_t in_backoff;               // 1: past DIFS or EIFS at some time since the last access
     uint64_t last_frame_no;           // number of this station's latest transmission
     int32_t difs_idle_num;            // idle ticks seen while contending
     int32_t tx_elapsed;               // ticks the current DATA frame has been on the air
     int32_t ack_wait_num;             // ticks of the current ACK wait, the first 16
     int32_t ack_wait_over;            // ticks of the current ACK wait beyond these
+    uint64_t reserved_sum;            // 0; nothing reads it
     uint64_t access_wait_sum;         // ticks of contention less the backoff; window
     uint64_t tx_time_sum;             // ticks of DATA on the air; window
     uint64_t ack_wait_sum;            // sum of ack_wait_num; window
@@ -102,6 +106,7 @@ struct NODE {
     uint64_t send_hop_time[NODE_NUM];       // DATA exchange, by next hop
     uint64_t busy_time;                     // medium busy or receiving
     uint64_t idle_time;                     // medium idle, backoff included
+    uint64_t reserved_hop_sum[NODE_NUM];    // 0; nothing reads it
     uint64_t hop_extra_sum[NODE_NUM];       // never counted: the column it feeds stays 0
     uint64_t hop_extra_sum2[NODE_NUM];      // never counted: the column it feeds stays 0
     uint64_t busy_queue_time;               // busy with a packet queued
@@ -116,6 +121,7 @@ struct NODE {
 
     // Load point: successive acknowledgements; window.
     uint64_t ack_ok_num;       // ACKs received
+    int32_t tick_tx_count;     // 1 once the queue has been counted in this tick, 0 behind it
     uint64_t ack_interval_sum; // ticks between successive ones
     uint64_t last_ack_time;    // tick of the last one
 };

@@ -15,6 +15,7 @@ int32_t load = 0;
 
 int32_t DATA_LENGTH = 0;
 int32_t PACKET_PAYLOAD_LENGTH = 0;
+int32_t DATA_LENGTH2 = 0;
 int32_t PACKET_PAYLOAD_LENGTH2 = 0;
 int32_t DAT_LENGTH = 0;
 
@@ -23,11 +24,15 @@ double g_ariv_rate2 = 0.0;
 int32_t g_interval = 0;
 int32_t g_interval2 = 0;
 
+int64_t g_event = 0;
 uint64_t g_no = 0;
 int64_t temp_trans1 = 0;
 int64_t temp_trans2 = 0;
 int64_t temp_non = 0;
+int64_t g_collision_possible_time = 0;
 uint64_t ave_delay[FLOW_NUM];
+uint64_t ave_delay_2[FLOW_NUM];
+uint64_t check_delay = 0;
 int32_t flag_col[NODE_NUM];
 int32_t count_cw = 0;
 

@@ -19,7 +19,8 @@ extern int32_t load;        // RESULT records that `init_parameter` clears
 
 extern int32_t DATA_LENGTH;            // bytes of application data per packet
 extern int32_t PACKET_PAYLOAD_LENGTH;  // bytes of one IP packet
-extern int32_t PACKET_PAYLOAD_LENGTH2; // bytes of a second packet size; not used, 0
+extern int32_t DATA_LENGTH2;           // the two lengths of a second packet size,
+extern int32_t PACKET_PAYLOAD_LENGTH2; // which is not used: 0
 extern int32_t DAT_LENGTH;             // duration value that a DATA frame carries
 
 extern double g_ariv_rate;  // packets per tick and flow
@@ -27,12 +28,16 @@ extern double g_ariv_rate2; // the same for the second generator, which nothing 
 extern int32_t g_interval;  // mean ticks between the packets of a flow; INT32_MIN at load 0
 extern int32_t g_interval2; // the same for a fixed source of 30 Mbit/s
 
-extern uint64_t g_no;                // number of the next transmission within the load point
-extern int64_t temp_trans1;          // ticks in which stations 0, 2 and 6 were active together
-extern int64_t temp_trans2;          // the same with station 8
-extern int64_t temp_non;             // printed, counted by nobody
-extern uint64_t ave_delay[FLOW_NUM]; // end-to-end delays per flow; flow 4 has no sum; window
-extern int32_t flag_col[NODE_NUM];   // collision flags; only ever cleared
+extern int64_t g_event;     // 1 once a frame or a queue event has happened; nobody reads it
+extern uint64_t g_no;       // number of the next transmission within the load point
+extern int64_t temp_trans1; // ticks in which stations 0, 2 and 6 were active together
+extern int64_t temp_trans2; // the same with station 8
+extern int64_t temp_non;    // printed, counted by nobody
+extern int64_t g_collision_possible_time; // counted by nobody
+extern uint64_t ave_delay[FLOW_NUM];      // end-to-end delays per flow; flow 4 has no sum; window
+extern uint64_t ave_delay_2[FLOW_NUM];    // counted by nobody
+extern uint64_t check_delay;              // used by nobody
+extern int32_t flag_col[NODE_NUM];        // collision flags; only ever cleared
 extern int32_t count_cw; // resets of kind RESET_DONE that drew 15 slots, in all load points
 
 // Per ordered pair of stations, at any time: ticks active together, and what station j was doing

@@ -41,6 +41,7 @@ void InitNode(int station)
     std::memset(own.interference_list, EMPTY, sizeof own.interference_list);
     std::memset(own.table, EMPTY, sizeof own.table);
     std::memset(own.signal_list, EMPTY, sizeof own.signal_list);
+    own.reserved_index = EMPTY;
     own.cw = CW_MIN;
     // Kept: the initial draw ends below CW_MIN, so it can never be CW_MIN itself as later draws
     // can.

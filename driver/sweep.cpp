@@ -38,7 +38,10 @@ void SetOfferedLoad(int32_t load_kbps)
 static void ClearCounters()
 {
     std::memset(ave_delay, 0, sizeof ave_delay);
+    std::memset(ave_delay_2, 0, sizeof ave_delay_2);
+    g_event = 0;
     g_no = 0;
+    g_collision_possible_time = 0;
     temp_trans1 = 0;
     temp_trans2 = 0;
     std::memset(flag_col, 0, sizeof flag_col);

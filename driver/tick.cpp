@@ -26,6 +26,7 @@ void Tick()
         CountBuffer(i);
         check_flag(i);
         WriteNodeState(i);
+        node[i].tick_tx_count = 0;
         Sleep(i);
     }
     CheckInvariants();

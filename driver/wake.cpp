@@ -56,8 +56,10 @@ static void CatchUp(int station)
     NODE &own = node[station];
     const SLEEP &sleep = g_sleep[station];
     const int32_t ticks = Now() - sleep.complete;
+    const int32_t transmit_stages = ticks + static_cast<int32_t>(~g_tx_due >> station & 1U);
+    QuietContention(own, transmit_stages, sleep.counts_idle);
     if (sleep.sends) {
-        QuietTx(own, ticks + static_cast<int32_t>(~g_tx_due >> station & 1U));
+        QuietTx(own, transmit_stages);
         QuietRx(own, ticks);
         g_rx_due |= static_cast<uint32_t>(own.state == STATE_RACK) << station;
     }

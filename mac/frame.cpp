@@ -38,14 +38,15 @@ static int CtsHop(int sender)
     return next;
 }
 
-// Gives every station in transmission range its copy of the frame.
-static void Deliver(int sender, const PACKET &frame)
+// Gives every station in transmission range its copy of the frame, which was put on the air as one
+// of `type`.
+static void Deliver(int sender, int type, const PACKET &frame)
 {
     const NODE &own = node[sender];
     for (int i = 0; i < own.connect_num; ++i) {
         NODE &other = node[own.connect_list[i]];
         // Kept: a CTS is received even where overlapping signals spoil the reception.
-        if (frame.type == FRAME_CTS || other.rx_error != 1) {
+        if (type == FRAME_CTS || other.rx_error != 1) {
             other.rx_frame = frame;
             other.rx_flag = 1;
             NoteFrame(own.connect_list[i]);
@@ -53,14 +54,14 @@ static void Deliver(int sender, const PACKET &frame)
     }
 }
 
-// Lets every station in carrier-sense range hear the transmission.
-static void Register(int sender, const PACKET &frame)
+// Lets every station in carrier-sense range hear the transmission of a frame of `type`.
+static void Register(int sender, int type, const PACKET &frame)
 {
     const NODE &own = node[sender];
     for (int i = 0; i < own.interference_num; ++i) {
         NODE &other = node[own.interference_list[i]];
         if (other.signal_num < SIGNAL_SLOTS) {
-            other.signal_list[other.signal_num] = {frame.type,
+            other.signal_list[other.signal_num] = {type,
                                                    frame.receiver,
                                                    frame.sender,
                                                    static_cast<int64_t>(g_no),
@@ -86,17 +87,19 @@ static void MarkSameStart(int sender)
     }
 }
 
-// Everything that the start of a frame does to the sender and around it.
-static void PutOnAir(int sender, STATE state, int32_t ticks, const PACKET &frame)
+// Everything that the start of a frame does to the sender and around it. The type is the one that
+// was asked for: a relayed record may say another one, that of a frame which came over it while its
+// station waited under a NAV.
+static void PutOnAir(int sender, FRAME_TYPE type, STATE state, int32_t ticks, const PACKET &frame)
 {
     NODE &own = node[sender];
     WakeNeighbours(sender);
     own.state = state;
     own.timer = ticks;
     own.last_frame_no = g_no;
-    Deliver(sender, frame);
-    Register(sender, frame);
-    if (frame.type == FRAME_DATA) {
+    Deliver(sender, type, frame);
+    Register(sender, type, frame);
+    if (type == FRAME_DATA) {
         MarkSameStart(sender);
     }
     ++g_no;
@@ -113,20 +116,20 @@ void TxPacket(int sender, int type)
     case FRAME_RTS:
         frame = ControlFrame(sender, type, RTS_NAV_VALUE, RTS_TICKS);
         frame.receiver = NextHop(sender, own.buffer.head.dst);
-        PutOnAir(sender, STATE_TRTS, RTS_TICKS, frame);
+        PutOnAir(sender, FRAME_RTS, STATE_TRTS, RTS_TICKS, frame);
         break;
     case FRAME_CTS:
         frame = ControlFrame(sender, type, CTS_NAV_VALUE, CTS_TICKS);
         frame.receiver = CtsHop(sender);
-        PutOnAir(sender, STATE_TCTS, CTS_TICKS, frame);
+        PutOnAir(sender, FRAME_CTS, STATE_TCTS, CTS_TICKS, frame);
         break;
     case FRAME_DATA:
-        PutOnAir(sender, STATE_TDAT, DataTicks(), own.buffer.head);
+        PutOnAir(sender, FRAME_DATA, STATE_TDAT, DataTicks(), own.buffer.head);
         break;
     case FRAME_ACK:
         frame = ControlFrame(sender, type, ACK_NAV_VALUE, ACK_TICKS);
         frame.receiver = AnswerHop(sender, own.rx_frame.sender);
-        PutOnAir(sender, STATE_TACK, ACK_TICKS, frame);
+        PutOnAir(sender, FRAME_ACK, STATE_TACK, ACK_TICKS, frame);
         break;
     default:
         break;

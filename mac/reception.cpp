@@ -43,6 +43,7 @@ static void Relay(int station)
         }
     }
     AppendPacket(station, packet);
+    g_event = 1;
     LogFrame(station, own.rx_frame);
     if (InWindow()) {
         ++own.recv_num;
@@ -157,6 +158,7 @@ void RxStateWaitRxAck(int station)
         own.last_ack_time = g_sim_time;
         ++own.ack_ok_num;
     }
+    g_event = 1;
     own.retry_count = 0;
     ResetNode(station, RESET_DONE);
     own.eifs_flag = 0;

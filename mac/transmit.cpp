@@ -109,10 +109,14 @@ void TxStateWaitDifsAndCw(int station)
         return;
     }
     const bool after_eifs = own.eifs_flag != 0;
+    if (own.idle_count > static_cast<uint64_t>(ContentionWait(own))) {
+        own.in_backoff = 1;
+    }
     if (own.idle_count != own.backoff + static_cast<uint64_t>(ContentionWait(own))) {
         return;
     }
     own.idle_count = 0;
+    own.in_backoff = 0;
     own.eifs_flag = 0;
     if (InWindow()) {
         constexpr int EIFS_EXTRA = EIFS - DIFS;
@@ -128,6 +132,7 @@ void TxStateWaitDifsAndCw(int station)
     if (!after_eifs) {
         ClassifyStations(station);
     }
+    g_event = 1;
     own.tx_elapsed = 0;
     TxPacket(station, FRAME_DATA);
 }

@@ -31,6 +31,17 @@ inline void QuietTx(NODE &own, int32_t ticks)
     own.tx_elapsed += own.state == STATE_TDAT ? ticks : 0;
 }
 
+// `stages` quiet passes of the transmit stage over a contending station.
+inline void QuietContention(NODE &own, int32_t stages, bool counts_idle)
+{
+    if (own.state == STATE_DCW && own.nav == 0 && stages > 0) {
+        const uint64_t seen = own.idle_count + static_cast<uint64_t>(counts_idle ? stages - 1 : 0);
+        if (seen > static_cast<uint64_t>(ContentionWait(own))) {
+            own.in_backoff = 1;
+        }
+    }
+}
+
 // Ticks until the transmit side of a station acts by itself, counted from the tick just ended; at
 // least 1, NEVER if it does not. `counts_idle` tells whether `idle_count` goes up with every tick.
 int32_t TxDue(const NODE &own, bool counts_idle);

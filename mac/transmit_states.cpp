@@ -61,6 +61,7 @@ void TxStateTxDat(int station)
     if (own.timer != 0) {
         return;
     }
+    g_event = 1;
     if (InWindow()) {
         own.tx_time_sum += static_cast<uint64_t>(own.tx_elapsed);
         ++own.tx_num;
@@ -84,6 +85,7 @@ void TxStateWaitTxAck(int station)
     if (own.idle_count == SIFS) {
         own.idle_count = 0;
         if (own.nav == 0) {
+            g_event = 1;
             TxPacket(station, FRAME_ACK);
         } else {
             ResetNode(station, RESET_RESUME); // the ACK is given up under a NAV
@@ -97,6 +99,7 @@ void TxStateTxAck(int station)
     if (own.timer != 0) {
         return;
     }
+    g_event = 1;
     // Kept: unlike a reset this leaves the receive lock, and the station contends with the backoff
     // it had.
     if (own.buffer_num >= 1) {

@@ -182,6 +182,7 @@ void WriteNodeState(int station)
     if (g_plain_ticking) {
         if (InWindow()) {
             AddShare(station, KindOf(node[station]) | QueueShareOf(station), 1);
+            node[station].tick_tx_count += node[station].buffer_num > 0 ? 1 : 0;
         }
         return;
     }

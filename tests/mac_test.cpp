@@ -166,7 +166,12 @@ TEST_F(MacTest, RelaysCarryAPacketAlongTheLine)
 static void HearFrame(int station, int type, int sender, int receiver)
 {
     NODE &own = node[station];
-    own.rx_frame = {type, 0, 28, 0, -1, -1, sender, receiver, 0, 0, 0, 0, 0, 0, 0};
+    own.rx_frame = {};
+    own.rx_frame.type = type;
+    own.rx_frame.duration = 28;
+    own.rx_frame.src = own.rx_frame.dst = EMPTY;
+    own.rx_frame.sender = sender;
+    own.rx_frame.receiver = receiver;
     own.rx_flag = own.eifs_flag = 1;
     own.rx_count = 28;
 }

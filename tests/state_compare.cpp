@@ -41,8 +41,8 @@ static size_t Width(const FIELD &field)
 
 static const std::vector<FIELD> PACKET_FIELDS = {
 #define ROW(name) FIELD_OF(PACKET, name)
-    ROW(type), ROW(nav_value), ROW(duration), ROW(payload_time), ROW(src), ROW(dst), ROW(sender),
-    ROW(receiver), ROW(seq), ROW(corrupt), ROW(gen_time), ROW(tx_start), ROW(age_base), ROW(id),
+    ROW(type), ROW(nav_value), ROW(duration), ROW(payload_time), ROW(src), ROW(dst), ROW(reserved), ROW(sender),
+    ROW(receiver), ROW(seq), ROW(unused), ROW(corrupt), ROW(gen_time), ROW(tx_start), ROW(age_base), ROW(id),
     ROW(hop_time), // last: see BEHIND_HEAD
 #undef ROW
 };
@@ -57,22 +57,22 @@ static const std::vector<FIELD> SIGNAL_FIELDS = {
 static const std::vector<FIELD> NODE_FIELDS = [] {
 #define ROW(name) FIELD_OF(NODE, name)
     std::vector<FIELD> fields = {
-        ROW(state), ROW(timer), ROW(nav), ROW(backoff), ROW(backoff_slots), ROW(backoff_draws),
+        ROW(state), ROW(reserved_index), ROW(timer), ROW(nav), ROW(backoff), ROW(backoff_slots), ROW(backoff_draws),
         ROW(idle_count), ROW(rx_count), ROW(cw), ROW(retry_count), ROW(signal_num), ROW(rx_flag),
         ROW(busy), ROW(rx_error), ROW(freeze_flag), ROW(eifs_flag), ROW(buffer_num), ROW(pos_x),
         ROW(pos_y), ROW(connect_num), ROW(connect_list), ROW(interference_num),
         ROW(interference_list), ROW(gene_num), ROW(tx_num), ROW(link_tx_num), ROW(rx_dat_num),
-        ROW(recv_num), ROW(recv_from), ROW(timeout_num), ROW(timeout_hop), ROW(drop_num),
+        ROW(recv_num), ROW(reserved_count), ROW(recv_from), ROW(timeout_num), ROW(timeout_hop), ROW(drop_num),
         ROW(drop_hop), ROW(over_num), ROW(buffer_avg), ROW(backoff_slot_sum), ROW(table),
         ROW(buffer_hop_num), ROW(recv_log_num), ROW(packet_seq), ROW(dup_flag), ROW(dup_num),
-        ROW(last_frame_no), ROW(difs_idle_num), ROW(tx_elapsed), ROW(ack_wait_num),
-        ROW(ack_wait_over), ROW(access_wait_sum), ROW(tx_time_sum), ROW(ack_wait_sum),
+        ROW(in_backoff), ROW(last_frame_no), ROW(difs_idle_num), ROW(tx_elapsed), ROW(ack_wait_num),
+        ROW(ack_wait_over), ROW(reserved_sum), ROW(access_wait_sum), ROW(tx_time_sum), ROW(ack_wait_sum),
         ROW(ack_wait_over_sum), ROW(col_check_off), ROW(hop_delay_sum), ROW(queue_time),
         ROW(queue_hop_time), ROW(delay_sum), ROW(send_time), ROW(send_hop_time), ROW(busy_time),
-        ROW(idle_time), ROW(hop_extra_sum), ROW(hop_extra_sum2), ROW(busy_queue_time),
+        ROW(idle_time), ROW(reserved_hop_sum), ROW(hop_extra_sum), ROW(hop_extra_sum2), ROW(busy_queue_time),
         ROW(busy_queue_hop_time), ROW(backoff_time), ROW(backoff_hop_time), ROW(window_ticks),
         ROW(same_start_num), ROW(same_start_hop_num), ROW(same_start_flag), ROW(same_start_count),
-        ROW(ack_ok_num), ROW(ack_interval_sum), ROW(last_ack_time),
+        ROW(ack_ok_num), ROW(tick_tx_count), ROW(ack_interval_sum), ROW(last_ack_time),
     };
 #undef ROW
     for (FIELD field : PACKET_FIELDS) {
@@ -94,10 +94,10 @@ struct GLOBAL {
 
 static const GLOBAL GLOBALS[] = {
 #define ROW(name) {MakeField<decltype(name)>(#name, 0), &(name)}
-    ROW(g_sim_time), ROW(g_no), ROW(idum), ROW(g_shuffle.iy), ROW(g_shuffle.iv), ROW(g_counter),
-    ROW(load), ROW(DATA_LENGTH), ROW(PACKET_PAYLOAD_LENGTH), ROW(PACKET_PAYLOAD_LENGTH2),
+    ROW(g_sim_time), ROW(g_event), ROW(g_no), ROW(idum), ROW(g_shuffle.iy), ROW(g_shuffle.iv), ROW(g_counter),
+    ROW(load), ROW(DATA_LENGTH), ROW(DATA_LENGTH2), ROW(PACKET_PAYLOAD_LENGTH), ROW(PACKET_PAYLOAD_LENGTH2),
     ROW(DAT_LENGTH), ROW(g_ariv_rate), ROW(g_ariv_rate2), ROW(g_interval), ROW(g_interval2),
-    ROW(temp_trans1), ROW(temp_trans2), ROW(temp_non), ROW(ave_delay), ROW(flag_col), ROW(count_cw),
+    ROW(temp_trans1), ROW(temp_trans2), ROW(temp_non), ROW(g_collision_possible_time), ROW(ave_delay), ROW(ave_delay_2), ROW(check_delay), ROW(flag_col), ROW(count_cw),
     ROW(trans_con), ROW(X_count), ROW(Y_count), ROW(Z_count),
 #undef ROW
 };

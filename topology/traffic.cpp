@@ -65,9 +65,11 @@ void GenePacket(int src, int dst)
     packet.payload_time = PayloadTicks();
     packet.src = src;
     packet.dst = dst;
+    packet.reserved = 0;
     packet.sender = src;
     packet.receiver = NextHop(src, dst);
     packet.seq = static_cast<int32_t>(own.packet_seq++);
+    packet.unused = EMPTY;
     packet.corrupt = 0;
     packet.gen_time = g_sim_time;
     packet.hop_time = g_sim_time;
@@ -76,6 +78,7 @@ void GenePacket(int src, int dst)
     packet.id = own.gene_num; // Kept: all packets created outside the window share an id
     WakeForArrival(src, packet.receiver);
     AppendPacket(src, packet);
+    g_event = 1;
 }
 
 // One station's own arrival trial.
