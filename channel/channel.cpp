@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "channel/collision.h"
+#include "driver/state_table.h"
 #include "driver/wake.h"
 #include "mac/transmit.h"
 
@@ -20,20 +21,16 @@ static int32_t g_next_lapse;
 // Whether a station has the medium or is about to contend for it.
 static bool IsActive(const NODE &own)
 {
-    constexpr uint32_t ACTIVE_STATES = 1U << STATE_WTDAT | 1U << STATE_TDAT | 1U << STATE_RACK;
     if (own.state == STATE_DCW) {
         return own.nav == 0 && own.busy == 0 && own.idle_count <= DIFS;
     }
-    return (ACTIVE_STATES >> own.state & 1U) != 0;
+    return IsIn(own.state, WITH_MEDIUM);
 }
 
 // Whether others sense the station's carrier.
 static bool HasCarrier(const NODE &own)
 {
-    // Kept: the SIFS in front of an ACK counts as carrier.
-    constexpr uint32_t CARRIER_STATES = 1U << STATE_TRTS | 1U << STATE_TCTS | 1U << STATE_TDAT |
-                                        1U << STATE_WTACK | 1U << STATE_TACK;
-    return (CARRIER_STATES >> own.state & 1U) != 0;
+    return IsIn(own.state, WITH_CARRIER);
 }
 
 // Puts a station into a set or takes it out.

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "driver/state.h"
+#include "driver/state_table.h"
 #include "driver/wake.h"
 
 // Counts simultaneous activity, then for each awake station in turn: starts a collision episode,
@@ -25,10 +26,8 @@ void UpdateActivity();
 // Whether an idle tick of the medium raises `idle_count` of the station.
 inline bool IsCountingIdle(const NODE &own)
 {
-    constexpr uint32_t COUNTING_STATES =
-        1U << STATE_DCW | 1U << STATE_WTCTS | 1U << STATE_WTDAT | 1U << STATE_WTACK;
-    return (COUNTING_STATES >> own.state & 1U) != 0 && own.nav == 0 && own.busy == 0 &&
-           own.signal_num == 0 && own.rx_error == 0;
+    return IsIn(own.state, COUNTING_IDLE) && own.nav == 0 && own.busy == 0 && own.signal_num == 0 &&
+           own.rx_error == 0;
 }
 
 // Whether a tick of the frame in `rx_frame` is heard and counted.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "driver/state.h"
+#include "driver/state_table.h"
 
 // Starts a collision episode at `station` if signals overlap there: the reception is spoiled, and
 // inside the measurement window each frame hit is counted against each other signal.
@@ -10,17 +11,9 @@ void StartCollision(int station);
 // Ends the episode once the overlap is over; without NAV the station returns to rest.
 void EndCollision(int station);
 
-// Whether the station is on the air, and so detects nothing.
-inline bool IsTransmitting(const NODE &own)
-{
-    constexpr uint32_t AIR_STATES =
-        1U << STATE_TRTS | 1U << STATE_TCTS | 1U << STATE_TDAT | 1U << STATE_TACK;
-    return (AIR_STATES >> own.state & 1U) != 0;
-}
-
 inline bool StartsEpisode(const NODE &own)
 {
-    return own.signal_num > 1 && own.rx_error == 0 && !IsTransmitting(own) &&
+    return own.signal_num > 1 && own.rx_error == 0 && !IsIn(own.state, ON_AIR) &&
            own.col_check_off != 1;
 }
 

@@ -3,6 +3,41 @@
 #include "driver/repeated_sum.h"
 #include "driver/wake.h"
 
+void DecrementTimerAll()
+{
+    for (const int i : Awake()) {
+        if (node[i].timer > 0) {
+            --node[i].timer;
+        }
+    }
+}
+
+void DecrementNavAll()
+{
+    for (const int i : Awake()) {
+        NODE &own = node[i];
+        if (own.nav > 0) {
+            --own.nav;
+            if (own.nav == 0) {
+                ResetNode(i, RESET_RESUME);
+                g_nav_ended |= 1U << i;
+            }
+        }
+    }
+}
+
+void CountBufferAll()
+{
+    if (!g_plain_ticking || !InWindow()) {
+        return;
+    }
+    for (const int i : Awake()) {
+        if (node[i].buffer_num > 0) {
+            node[i].buffer_avg += node[i].buffer_num / g_settings.window_ticks;
+        }
+    }
+}
+
 // What `buffer_avg` still lacks: the queue has had this length in every tick since then.
 struct BUFFER_SEGMENT {
     int32_t since;

@@ -1,5 +1,4 @@
-// The stages at the end of a tick that age the countdowns and sample the queues, station by
-// station.
+// The stages at the end of a tick that age the countdowns and sample the queues.
 #pragma once
 
 #include <algorithm>
@@ -9,35 +8,15 @@
 #include "driver/station.h"
 #include "driver/wake.h"
 
-// Counts a running timer down by one tick. A timer at 0 or below rests.
-inline void DecrementTimer(int station)
-{
-    if (node[station].timer > 0) {
-        --node[station].timer;
-    }
-}
+// Counts every running timer down by one tick. A timer at 0 or below rests.
+void DecrementTimerAll();
 
-// Counts a running NAV down by one tick. When it reaches 0, the station returns to contention or
-// idle and its receive lock ends.
-inline void DecrementNav(int station)
-{
-    NODE &own = node[station];
-    if (own.nav > 0) {
-        --own.nav;
-        if (own.nav == 0) {
-            ResetNode(station, RESET_RESUME);
-            g_nav_ended |= 1U << station;
-        }
-    }
-}
+// Counts every running NAV down by one tick. When one reaches 0, its station returns to contention
+// or idle and its receive lock ends.
+void DecrementNavAll();
 
-// Adds one tick of the queue length to `buffer_avg`, inside the measurement window.
-inline void CountBuffer(int station)
-{
-    if (g_plain_ticking && node[station].buffer_num > 0 && InWindow()) {
-        node[station].buffer_avg += node[station].buffer_num / g_settings.window_ticks;
-    }
-}
+// Adds one tick of every queue's length to its mean, inside the measurement window.
+void CountBufferAll();
 
 // The same for the ticks since the length last changed, up to the tick before the clock's, and the
 // new length from now on. The fast-forward's way of counting.

@@ -1,6 +1,7 @@
 #include "driver/invariants.h"
 
 #include "driver/state.h"
+#include "driver/state_table.h"
 
 #ifdef NDEBUG
 
@@ -68,9 +69,7 @@ void CheckInvariants()
         CheckLists(own);
         // A test may set a sender up by its state alone, without ever having put a frame on the
         // air.
-        const bool on_air = (own.state == STATE_TRTS || own.state == STATE_TCTS ||
-                             own.state == STATE_TDAT || own.state == STATE_TACK) &&
-                            own.last_frame_no < g_no;
+        const bool on_air = IsIn(own.state, ON_AIR) && own.last_frame_no < g_no;
         for (int k = 0; on_air && k < own.interference_num; ++k) {
             assert(Hears(own.interference_list[k], i));
         }

@@ -2,7 +2,6 @@
 
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
-#include "driver/invariants.h"
 #include "driver/state.h"
 #include "driver/wake.h"
 #include "mac/receive.h"
@@ -12,23 +11,20 @@
 
 // Each stage visits the stations in ascending order. A state that a handler sets in the transmit
 // stage is seen by the receive stage of the same tick; what the receive stage sets is acted on in
-// the next tick. The stages behind the channel keep to one station each, so they may as well be run
-// station by station.
+// the next tick.
 void Tick()
 {
     GenePacketAll();
     CheckTxEventAll();
     CheckRxEventAll();
     CheckChannelStateAll();
+    DecrementTimerAll();
+    DecrementNavAll();
+    CountBufferAll();
+    check_flag();
+    WriteNodeStateAll();
     for (const int i : Awake()) {
-        DecrementTimer(i);
-        DecrementNav(i);
-        CountBuffer(i);
-        check_flag(i);
-        WriteNodeState(i);
         node[i].tick_tx_count = 0;
-        Sleep(i);
     }
-    CheckInvariants();
     ++g_sim_time;
 }

@@ -5,6 +5,7 @@
 
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
+#include "driver/invariants.h"
 #include "driver/state.h"
 #include "driver/tick.h"
 #include "mac/receive.h"
@@ -125,12 +126,12 @@ void NoteQueue(int station)
     }
 }
 
-void Sleep(int station)
+// Puts an awake station to sleep behind the tick just ended, until the first one in which a stage
+// may act on it.
+static void Sleep(int station)
 {
-    if (g_plain_ticking) {
-        return;
-    }
     const NODE &own = node[station];
+    const int32_t tick = Now() - 1;
     const bool counts_idle = IsCountingIdle(own);
     const bool counts_frame = IsCountingFrame(own);
     const bool sends = own.state == STATE_TDAT || own.state == STATE_RACK;
@@ -141,11 +142,18 @@ void Sleep(int station)
     const int32_t due =
         std::min(std::min(tx_due, rx_due), std::min(ChannelDue(station), NavDue(own)));
 
-    PredictActivity(station, passes_difs ? Now() + 1 + difs_left : NEVER);
-    g_difs_end[station] = passes_difs ? Now() + difs_left : NEVER;
-    g_wake_tick[station] = due == NEVER ? NEVER : Now() + due;
-    g_sleep[station] = {Now() + 1, tx_due == due, rx_due == due, sends, counts_idle, counts_frame};
+    PredictActivity(station, passes_difs ? tick + 1 + difs_left : NEVER);
+    g_difs_end[station] = passes_difs ? tick + difs_left : NEVER;
+    g_wake_tick[station] = due == NEVER ? NEVER : tick + due;
+    g_sleep[station] = {tick + 1, tx_due == due, rx_due == due, sends, counts_idle, counts_frame};
     ++g_visit_num;
+}
+
+static void SleepAll()
+{
+    for (const int i : Awake()) {
+        Sleep(i);
+    }
 }
 
 // Moves the clock to the next tick in which a station wakes or a packet arrives, at most to
@@ -219,12 +227,15 @@ void RunTicks(uint64_t until)
     if (g_plain_ticking) {
         while (g_sim_time < until) {
             Tick();
+            CheckInvariants();
         }
         return;
     }
     StreamSetTest(ArrivalProbability());
     for (SkipQuietTicks(until); g_sim_time < until; SkipQuietTicks(until)) {
         Tick();
+        CheckInvariants();
+        SleepAll();
         UpdateActivity();
         ++g_event_tick_num;
     }

@@ -96,10 +96,6 @@ void WakeForCarrier(uint32_t risen);
 // Takes over a change of a station's queue or log.
 void NoteQueue(int station);
 
-// Puts an awake station to sleep behind this tick, until the first one in which a stage may act on
-// it.
-void Sleep(int station);
-
 // `idle_count` of a station as it stands in this tick, of a sleeping one too.
 uint64_t IdleCountNow(int station);
 

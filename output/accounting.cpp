@@ -1,40 +1,34 @@
 #include "output/accounting.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 
 #include "channel/channel.h"
 #include "driver/state.h"
+#include "driver/state_table.h"
 #include "driver/wake.h"
 
-void check_flag(int station)
+void check_flag()
 {
-    NODE &own = node[station];
-    if (own.same_start_flag != 1) {
-        return;
+    for (const int i : Awake()) {
+        NODE &own = node[i];
+        if (own.same_start_flag != 1) {
+            continue;
+        }
+        const int hop = own.buffer[0].receiver;
+        ++own.same_start_num;
+        ++own.same_start_count;
+        // Kept: in the whole run, and on top of what the receiver's collision is counted as, so
+        // such a collision counts twice on the link.
+        if (IsStation(hop)) {
+            ++col[i][hop][ROW_COL].total;
+            ++col[i][hop][ROW_CON].total;
+            ++own.same_start_hop_num[hop];
+        }
+        own.same_start_flag = 0;
     }
-    const int hop = own.buffer[0].receiver;
-    ++own.same_start_num;
-    ++own.same_start_count;
-    // Kept: in the whole run, and on top of what the receiver's collision is counted as, so such a
-    // collision counts twice on the link.
-    if (IsStation(hop)) {
-        ++col[station][hop][ROW_COL].total;
-        ++col[station][hop][ROW_CON].total;
-        ++own.same_start_hop_num[hop];
-    }
-    own.same_start_flag = 0;
 }
-
-// What a tick of a station is entered as.
-enum SHARE_KIND : uint32_t {
-    SHARE_NONE = 0,    // Kept: sending or awaiting RTS, CTS and what follows them counts nowhere
-    SHARE_IDLE = 1,    // nothing to do
-    SHARE_BUSY = 2,    // medium busy, or receiving
-    SHARE_DIFS = 3,    // contending, still inside DIFS: counts as sending
-    SHARE_BACKOFF = 4, // contending, backoff: counts as idle
-    SHARE_SEND = 5,    // DATA exchange
-};
 
 // All that decides what a tick of a station adds to its counters, packed into a few bits: the kind,
 // the next hop of the head packet, and which queues hold packets. A station stays on one share for
@@ -46,20 +40,16 @@ constexpr uint32_t SHARE_LOWER = 1U << 9;   // one for the lower neighbour
 constexpr uint32_t SHARE_LOGGED = 1U << 10; // a frame has been logged
 constexpr uint32_t SHARE_NUM = 1U << 11;
 
-// The kind by state: first of a station that senses no carrier, then of one that does.
-constexpr uint8_t KINDS[2][STATE_NUM] = {
-    {SHARE_IDLE, SHARE_BACKOFF, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND,
-     SHARE_BUSY, SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
-    {SHARE_BUSY, SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_NONE, SHARE_SEND, SHARE_BUSY,
-     SHARE_BUSY, SHARE_NONE, SHARE_NONE, SHARE_BUSY, SHARE_BUSY, SHARE_SEND},
-};
-
 static uint32_t KindOf(const NODE &own)
 {
     if (own.state == STATE_DCW && own.busy != 1 && own.nav == 0 && own.idle_count <= DIFS) {
         return SHARE_DIFS;
     }
-    return KINDS[own.busy == 1][own.state];
+    assert(own.state >= 0 && own.state < STATE_NUM);
+    if (static_cast<uint32_t>(own.state) >= STATE_NUM) {
+        return SHARE_NONE;
+    }
+    return own.busy == 1 ? STATE_TABLE[own.state].share_busy : STATE_TABLE[own.state].share;
 }
 
 // The part of a share that the queue of a station decides.
@@ -177,20 +167,26 @@ static void EndSegment(int station)
     }
 }
 
-void WriteNodeState(int station)
+// Takes up a share at the clock's tick, if it is another one than so far.
+static void ExtendSegment(int station)
 {
-    if (g_plain_ticking) {
-        if (InWindow()) {
-            AddShare(station, KindOf(node[station]) | QueueShareOf(station), 1);
-            node[station].tick_tx_count += node[station].buffer_num > 0 ? 1 : 0;
-        }
-        return;
-    }
     const uint32_t share = KindOf(node[station]) | g_queue_share[station];
     SHARE_SEGMENT &segment = g_segment[station];
     if (share != segment.share || g_difs_end[station] <= Now()) {
         EndSegment(station);
         segment = {share, Now()};
+    }
+}
+
+void WriteNodeStateAll()
+{
+    for (const int i : Awake()) {
+        if (!g_plain_ticking) {
+            ExtendSegment(i);
+        } else if (InWindow()) {
+            AddShare(i, KindOf(node[i]) | QueueShareOf(i), 1);
+            node[i].tick_tx_count += node[i].buffer_num > 0 ? 1 : 0;
+        }
     }
 }
 
@@ -217,36 +213,7 @@ void SettleShares()
 
 const char *NodeState(int state)
 {
-    switch (state) {
-    case STATE_IDLE:
-        return " IDLE";
-    case STATE_DCW:
-        return " D&CW";
-    case STATE_TRTS:
-        return " TRTS";
-    case STATE_WTCTS:
-        return "WTCTS";
-    case STATE_TCTS:
-        return " TCTS";
-    case STATE_WTDAT:
-        return "WTDAT";
-    case STATE_TDAT:
-        return " TDAT";
-    case STATE_WTACK:
-        return "WTACK";
-    case STATE_TACK:
-        return " TACK";
-    case STATE_WRCTS:
-        return "WRCTS";
-    case STATE_WRDAT:
-        return "WRDAT";
-    case STATE_RDAT:
-        return " RDAT";
-    case STATE_RACK:
-        return " RACK";
-    default:
-        return nullptr;
-    }
+    return state >= 0 && state < STATE_NUM ? STATE_TABLE[state].label : nullptr;
 }
 
 void delay_write(int)

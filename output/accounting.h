@@ -3,11 +3,11 @@
 
 #include <cstdint>
 
-// Counts a DATA frame that was begun together with one of a station in range, at any time.
-void check_flag(int station);
+// Counts the DATA frames that were begun together with one of a station in range, at any time.
+void check_flag();
 
-// Enters this tick of a station under what the station is doing; inside the measurement window.
-void WriteNodeState(int station);
+// Enters this tick of every station under what the station is doing; inside the measurement window.
+void WriteNodeStateAll();
 
 // Name of a state in five characters, null for a number that names none. For tracing.
 const char *NodeState(int state);
