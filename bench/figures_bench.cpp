@@ -15,10 +15,10 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
+#include "fastforward/stream.h"
 #include "tests/signature.h"
 #include "topology/random.h"
-#include "topology/stream.h"
 #include "topology/traffic.h"
 
 constexpr int32_t LOAD_STEP_KBPS = 5000; // eight load points, one trial

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "fastforward/stream.h"
 #include "topology/random.h"
-#include "topology/stream.h"
 
 static constexpr uint64_t DRAWS = 1000000;             // per timing
 static constexpr double FACTOR = 5.0 * 17.0 / 12000.0; // five flows, 17 Mbit/s, 1500-byte packets

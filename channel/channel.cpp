@@ -5,7 +5,7 @@
 
 #include "channel/collision.h"
 #include "driver/state_table.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "mac/transmit.h"
 
 static uint32_t g_active;      // stations that count as active, one bit each

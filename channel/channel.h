@@ -5,7 +5,7 @@
 
 #include "driver/state.h"
 #include "driver/state_table.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 
 // Counts simultaneous activity, then for each awake station in turn: starts a collision episode,
 // ends one, senses the carrier. A station handled later sees a reset of an earlier one.

@@ -1,7 +1,7 @@
 #include "driver/bookkeeping.h"
 
-#include "driver/repeated_sum.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
+#include "fastforward/repeated_sum.h"
 
 void DecrementTimerAll()
 {

@@ -6,7 +6,7 @@
 
 #include "driver/state.h"
 #include "driver/station.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 
 // Counts every running timer down by one tick. A timer at 0 or below rests.
 void DecrementTimerAll();

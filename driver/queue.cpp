@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "driver/state.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 
 void InitPacket(PACKET *packet)
 {

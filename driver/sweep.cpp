@@ -8,7 +8,8 @@
 
 #include "driver/state.h"
 #include "driver/station.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
+#include "fastforward/stream.h"
 #include "output/collision_table.h"
 #include "output/final_tables.h"
 #include "output/node_statistics.h"
@@ -16,7 +17,6 @@
 #include "output/run_header.h"
 #include "output/totals.h"
 #include "topology/random.h"
-#include "topology/stream.h"
 #include "topology/traffic.h"
 
 void (*g_on_progress)(double share) = nullptr;

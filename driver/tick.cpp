@@ -3,7 +3,7 @@
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
 #include "driver/state.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "mac/receive.h"
 #include "mac/transmit.h"
 #include "output/accounting.h"

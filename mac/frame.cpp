@@ -2,7 +2,7 @@
 
 #include "driver/bookkeeping.h"
 #include "driver/state.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "topology/routing.h"
 
 // An RTS, CTS or ACK with all fields but the address and the values of its type.

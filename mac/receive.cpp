@@ -3,7 +3,7 @@
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
 #include "driver/station.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "mac/timeout.h"
 
 void CheckRxEventAll()

@@ -1,7 +1,7 @@
 // The receive states that end an exchange: DATA accepted and acknowledged, ACK received.
 #include "driver/state.h"
 #include "driver/station.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "mac/receive.h"
 #include "mac/timeout.h"
 #include "output/accounting.h"

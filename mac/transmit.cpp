@@ -4,7 +4,7 @@
 
 #include "channel/channel.h"
 #include "driver/bookkeeping.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "mac/frame.h"
 
 void CheckTxEventAll()

@@ -7,7 +7,7 @@
 #include "channel/channel.h"
 #include "driver/state.h"
 #include "driver/state_table.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 
 void check_flag()
 {

@@ -6,8 +6,8 @@
 #include <random>
 
 #include "driver/bookkeeping.h"
-#include "driver/repeated_sum.h"
 #include "driver/station.h"
+#include "fastforward/repeated_sum.h"
 #include "tests/model_fixture.h"
 #include "tests/signature.h"
 

@@ -6,7 +6,7 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 #include "tests/state_compare.h"
 #include "topology/random.h"
 #include "topology/routing.h"

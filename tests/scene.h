@@ -7,7 +7,7 @@
 
 #include "driver/constants.h"
 #include "driver/settings.h"
-#include "topology/stream.h"
+#include "fastforward/stream.h"
 
 // `nav_value` of a packet that goes with RTS and CTS, above the threshold of all scenes.
 constexpr int32_t RTS_VALUE = 100'001;

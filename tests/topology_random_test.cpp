@@ -12,7 +12,7 @@
 #include <limits>
 #include <random>
 
-#include "topology/stream.h"
+#include "fastforward/stream.h"
 
 static constexpr int64_t P = 2147483647;
 static constexpr int64_t HUGE_CLOCK = int64_t{1} << 62;

@@ -14,10 +14,10 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
+#include "fastforward/stream.h"
 #include "topology/placement.h"
 #include "topology/random.h"
-#include "topology/stream.h"
 #include "topology/traffic.h"
 
 constexpr double PACKET_BITS = 12000.0;                     // of a packet of 1500 bytes

@@ -4,7 +4,7 @@
 #include <ctime>
 
 #include "driver/settings.h"
-#include "topology/stream.h"
+#include "fastforward/stream.h"
 
 constexpr int FILL_STEPS = 40; // the first 8 only warm the generator up, the others fill the table
 

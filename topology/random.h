@@ -1,8 +1,9 @@
 // The one random stream of the simulator, drawn one number at a time.
 //
 // A multiplicative congruential generator feeds a shuffle table of 32 entries; every draw takes the
-// entry that the previous output points at and puts the new state in its place. topology/stream.h
-// makes the same numbers in blocks; whichever way is on, RandUniform returns the same sequence.
+// entry that the previous output points at and puts the new state in its place.
+// fastforward/stream.h makes the same numbers in blocks; whichever way is on, RandUniform returns
+// the same sequence.
 #pragma once
 
 #include <cstdint>

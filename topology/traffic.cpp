@@ -4,10 +4,10 @@
 #include <cmath>
 
 #include "driver/state.h"
-#include "driver/wake.h"
+#include "fastforward/engine.h"
+#include "fastforward/stream.h"
 #include "topology/random.h"
 #include "topology/routing.h"
-#include "topology/stream.h"
 
 int32_t g_share_num = 0;
 static int32_t g_share_flow[WEIGHT_LIMIT]; // the flow that a share belongs to

@@ -10,7 +10,7 @@
 // slot, which is found by searching the bytes backwards. To let that search end, the block is
 // preceded by one write to each slot, the table as it was.
 
-#include "topology/stream.h"
+#include "fastforward/stream.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "driver/repeated_sum.h"
+#include "fastforward/repeated_sum.h"
 
 #include <bit>
 #include <cassert>

@@ -1,4 +1,4 @@
-#include "driver/wake.h"
+#include "fastforward/engine.h"
 
 #include <algorithm>
 #include <cassert>
@@ -8,10 +8,10 @@
 #include "driver/invariants.h"
 #include "driver/state.h"
 #include "driver/tick.h"
+#include "fastforward/stream.h"
 #include "mac/receive.h"
 #include "mac/transmit.h"
 #include "output/accounting.h"
-#include "topology/stream.h"
 #include "topology/traffic.h"
 
 bool g_plain_ticking = false;
