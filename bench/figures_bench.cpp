@@ -15,6 +15,7 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
+#include "driver/tick.h"
 #include "fastforward/engine.h"
 #include "fastforward/stream.h"
 #include "tests/signature.h"
@@ -41,9 +42,6 @@ static double RunLoads(bool plain)
 {
     SeedFixed();
     g_plain_ticking = plain;
-    if (!plain) {
-        StreamStart();
-    }
     const auto begin = std::chrono::steady_clock::now();
     for (int32_t i = 0; i < LOAD_NUM; ++i) {
         SetOfferedLoad(i * LOAD_STEP_KBPS);
@@ -51,7 +49,6 @@ static double RunLoads(bool plain)
         RunTicks(g_settings.sim_ticks);
     }
     const double seconds = SecondsSince(begin);
-    StreamStop();
     g_plain_ticking = false;
     return seconds;
 }

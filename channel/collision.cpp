@@ -1,7 +1,9 @@
 #include "channel/collision.h"
 
+#include "channel/channel.h"
 #include "driver/state.h"
 #include "driver/station.h"
+#include "driver/station_set.h"
 
 // Column of the frame types of a victim and of the other frame, EMPTY for pairs with an RTS or CTS.
 static int Pairing(const SIGNAL &victim, const SIGNAL &other)
@@ -80,12 +82,9 @@ static void CountPair(int station, const SIGNAL &victim, const SIGNAL &other, bo
     }
 }
 
-void StartCollision(int station)
+void SpoilReception(int station)
 {
     NODE &own = node[station];
-    if (!StartsEpisode(own)) {
-        return;
-    }
     own.rx_error = 1;
     own.rx_flag = 0;
     for (int s = 0; s < own.signal_num; ++s) {
@@ -107,17 +106,15 @@ void StartCollision(int station)
     }
 }
 
-void EndCollision(int station)
+void EndEpisode(int station)
 {
     NODE &own = node[station];
-    if (!EndsEpisode(own)) {
-        return;
-    }
     own.rx_error = 0;
     flag_col[station] = 0;
     // Kept: whatever the station was doing. One that waits for a CTS or ACK goes back to contention
     // with neither time-out nor retry counted.
     if (own.nav == 0) {
         ResetNode(station, RESET_KEEP);
+        Put(g_carriers, station, false);
     }
 }

@@ -4,20 +4,29 @@
 #include "driver/state.h"
 #include "driver/state_table.h"
 
-// Starts a collision episode at `station` if signals overlap there: the reception is spoiled, and
-// inside the measurement window each frame hit is counted against each other signal.
-void StartCollision(int station);
+// Spoils the reception at `station`, and inside the measurement window counts each frame hit
+// against each other signal.
+void SpoilReception(int station);
 
-// Ends the episode once the overlap is over; without NAV the station returns to rest.
-void EndCollision(int station);
+// Ends the collision episode at `station`; without NAV the station returns to rest.
+void EndEpisode(int station);
 
-inline bool StartsEpisode(const NODE &own)
+// Starts a collision episode where signals overlap, but for a station on the air, which detects
+// nothing.
+inline void StartCollision(int station)
 {
-    return own.signal_num > 1 && own.rx_error == 0 && !IsIn(own.state, ON_AIR) &&
-           own.col_check_off != 1;
+    const NODE &own = node[station];
+    if (own.signal_num > 1 && own.rx_error == 0 && !IsIn(own.state, ON_AIR) &&
+        own.col_check_off != 1) {
+        SpoilReception(station);
+    }
 }
 
-inline bool EndsEpisode(const NODE &own)
+// Ends the episode once the overlap is over.
+inline void EndCollision(int station)
 {
-    return own.rx_error == 1 && own.signal_num < 2;
+    const NODE &own = node[station];
+    if (own.rx_error == 1 && own.signal_num < 2) {
+        EndEpisode(station);
+    }
 }

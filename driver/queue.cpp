@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "driver/state.h"
-#include "fastforward/engine.h"
+#include "driver/visit.h"
 
 void InitPacket(PACKET *packet)
 {
@@ -25,14 +25,13 @@ void InitPacket(PACKET *packet)
 
 void AppendPacket(int station, const PACKET &packet)
 {
-    NODE &own = node[station];
+    NODE &own = Reach(station, STAGE_BUFFER);
     assert(own.buffer_num < QUEUE_SLOTS);
     own.buffer[own.buffer_num] = packet;
     ++own.buffer_num;
     if (IsStation(packet.receiver)) {
         ++own.buffer_hop_num[packet.receiver];
     }
-    NoteQueue(station);
 }
 
 // Where the changes for packets with this `id` stand in the table of `queue`, or would stand.
@@ -63,21 +62,19 @@ static void ApplyTouch(QUEUE &queue, PACKET &packet, uint64_t arrival)
 
 void RemoveHead(int station)
 {
-    int32_t &buffer_num = node[station].buffer_num;
-    QUEUE &queue = node[station].buffer;
-    if (buffer_num == 0) {
-        return;
+    NODE &own = Reach(station, STAGE_BUFFER);
+    int32_t &buffer_num = own.buffer_num;
+    QUEUE &queue = own.buffer;
+    if (buffer_num > 0) {
+        --buffer_num;
     }
-    --buffer_num;
     if (buffer_num == 0) {
-        NoteQueue(station);
         return;
     }
     queue.head = queue.rest[queue.first];
     if (queue.touch_num > 0) {
         ApplyTouch(queue, queue.head, queue.taken);
     }
-    NoteQueue(station);
     ++queue.taken;
     ++queue.first;
     // An empty ring starts again at its first place, so that a short queue stays in few pages.
@@ -151,14 +148,13 @@ bool HasLogged(int station, const PACKET &frame)
 
 void LogFrame(int station, const PACKET &frame)
 {
-    NODE &own = node[station];
+    NODE &own = Reach(station, STAGE_BUFFER);
     if (own.recv_log_num >= g_settings.log_limit) {
         InitLog(station); // the test covers what is logged from here on
     }
     own.recv_log.entry[own.recv_log_num] = {frame.src, frame.seq};
     ++own.recv_log_num;
     LogPlace(own.recv_log, frame.src, frame.seq) = own.recv_log_num;
-    NoteQueue(station);
 }
 
 void InitLog(int station)

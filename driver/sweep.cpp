@@ -8,8 +8,7 @@
 
 #include "driver/state.h"
 #include "driver/station.h"
-#include "fastforward/engine.h"
-#include "fastforward/stream.h"
+#include "driver/tick.h"
 #include "output/collision_table.h"
 #include "output/final_tables.h"
 #include "output/node_statistics.h"
@@ -123,9 +122,6 @@ void simulation()
     information();
     RandInitUniform();
     init_parameter();
-    if (!g_plain_ticking) {
-        StreamStart();
-    }
     g_planned = g_settings.load_num * g_settings.trial_num;
     g_done = 0;
     for (int32_t trial = 0; trial < g_settings.trial_num; ++trial) {
@@ -140,7 +136,6 @@ void simulation()
             WriteLoadPoint(trial, kbps);
         }
     }
-    StreamStop();
     WriteTotalResult();
     WriteFinalTables();
     PrintRunTime(SecondsSince(run_start));

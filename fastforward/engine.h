@@ -1,110 +1,46 @@
-// The fast-forward: stations sleep through the ticks in which no stage would act on them.
+// Fast runs: what the ticks of the network would do, without most of the visits.
 //
-// The fields of NODE stay the truth; those of a sleeping station are some ticks behind. Every stage
-// visits the awake stations only and has beside it two rules: what k quiet ticks do to a station
-// (`Quiet...`), and how many ticks it takes until the stage acts by itself (`...Due`). A station
-// sleeps until the first of its due ticks, and one rule keeps this exact: whoever is about to
-// change something that another station reads in its stages wakes that station first. A due tick
-// may be named too early, which only costs time, never too late.
+// Between two frames nothing happens to a station but that a timer, a NAV, or the count of idle
+// ticks moves by one per tick. Such a station sleeps: no stage visits it, and its record stays some
+// ticks behind. In the tick in which a stage would do more than count, the station is caught up and
+// visited by every stage as in plain ticking; a tick in which all sleep and no packet arrives is
+// passed over. What is passed over makes its arrival draw all the same.
 //
-// With every station awake in every tick the same stages are plain ticking.
+//                  0         52                  304  320      348
+//     station 0    | awake   | DATA: asleep      | .  asleep   | .         . awake for one tick
+//     station 1    |         | . asleep          | .  | asleep | .
+//     station 2    |         | . | asleep under its NAV . . . . . . . |
+//                            ^ begins            ^ ends: reaches all in range
+//                              .. 28 ticks later a contending neighbour has read the header
+//
+// One rule keeps this exact: a sleeping station is brought up to date before anybody changes it,
+// and before anybody reads what it counts. The model's two words for other stations, Look and Reach
+// (driver/visit.h), see to that; Visited keeps the stages to those who are awake. When a station is
+// due by itself follows from its record (fastforward/quiet.h). Due too early costs a visit in which
+// nothing happens; due too late would be a fault.
+//
+// Statistics that count every tick are entered by stretches in which they do not change: who is
+// active (activity.h), shares of time (shares.h), queue lengths (mean_queue.h). Draws come from
+// stream.h. The tests compare fast runs with plain ones, record by record.
 #pragma once
 
-#include <bit>
+#include <cstddef>
 #include <cstdint>
 
-#include "driver/constants.h"
 #include "driver/state.h"
 
-constexpr int32_t NEVER = INT32_MAX; // ticks until something that does not come by itself
-constexpr uint32_t ALL_STATIONS = (1U << NODE_NUM) - 1;
+constexpr int32_t NEVER = INT32_MAX; // a tick that does not come by itself
 
-extern bool g_plain_ticking; // every station is awake in every tick, and every stage due
+// Whether the ticks being run lie in the measurement window. Fast runs stop at its ends, so that a
+// stretch of ticks counts as a whole or not at all.
+extern bool g_in_window;
 
-// Stations of this tick, one bit each.
-extern uint32_t g_awake;  // the stages visit them
-extern uint32_t g_tx_due; // awake, and their transmit side may act
-extern uint32_t g_rx_due; // awake, and their receive side may act
-
-// Stations whose NAV has ended behind the channel stage, which therefore has to look at them again.
-extern uint32_t g_nav_ended;
-
-// How much the fast-forward has had to do since the program began: ticks run, stations visited.
+// How much the fast runs have had to do since the program began: ticks run, stations visited.
 extern uint64_t g_event_tick_num;
 extern uint64_t g_visit_num;
 
-// Per sleeping station: first tick that ends with more idle ticks than DIFS, NEVER if that does not
-// come by itself. There a contending station is no longer active, and its time counts as backoff.
-extern int32_t g_difs_end[NODE_NUM];
-
-// The clock as the fast-forward keeps its ticks; a load point is far shorter than 2^31 ticks.
+// The clock as fast runs keep their ticks; a load point is shorter than 2^31 ticks.
 inline int32_t Now()
 {
     return static_cast<int32_t>(g_sim_time);
 }
-
-// The stations of a set, ascending, for a range-based loop.
-struct STATION_SET {
-    struct ITERATOR {
-        uint32_t rest;
-        int operator*() const
-        {
-            return std::countr_zero(rest);
-        }
-        ITERATOR &operator++()
-        {
-            rest &= rest - 1;
-            return *this;
-        }
-        bool operator!=(const ITERATOR &other) const
-        {
-            return rest != other.rest;
-        }
-    };
-    uint32_t stations;
-    ITERATOR begin() const
-    {
-        return {stations};
-    }
-    ITERATOR end() const
-    {
-        return {0};
-    }
-};
-
-// The awake stations, as they are when the loop begins.
-inline STATION_SET Awake()
-{
-    return {g_awake};
-}
-
-// Wakes the stations in transmission or carrier-sense range of `sender`. For the transmit stage.
-void WakeNeighbours(int sender);
-
-// Makes the receive side of `station`, which has got a frame, act in this tick.
-inline void NoteFrame(int station)
-{
-    g_rx_due |= 1U << station;
-}
-
-// Wakes a station in which a packet for `hop` has arrived, if that can make a stage act.
-void WakeForArrival(int station, int hop);
-
-// Wakes the stations that sense no carrier so far and are in range of the stations in `risen`.
-void WakeForCarrier(uint32_t risen);
-
-// Takes over a change of a station's queue or log.
-void NoteQueue(int station);
-
-// `idle_count` of a station as it stands in this tick, of a sleeping one too.
-uint64_t IdleCountNow(int station);
-
-// Stations in carrier-sense range of each station, one bit each.
-extern uint32_t g_interference_set[NODE_NUM];
-
-// The part of [`since`, `until`) that lies inside the measurement window, in ticks.
-uint64_t WindowTicksBetween(int64_t since, int64_t until);
-
-// Runs the network from the clock's tick up to, not including, tick `until`. Before and after, all
-// records are complete and may be looked at or changed.
-void RunTicks(uint64_t until);

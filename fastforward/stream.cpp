@@ -55,6 +55,7 @@ struct SEED {
 using MAKE = void (*)(const SEED &seed, size_t size, uint32_t threshold, BLOCK &block);
 
 STREAM g_stream = {};
+size_t g_stream_block = STREAM_BLOCK;
 
 static BLOCK g_block;
 static size_t g_block_size = STREAM_BLOCK;

@@ -26,6 +26,9 @@ struct STREAM {
 
 extern STREAM g_stream;
 
+// Draws per block of fast runs; tests shorten it.
+extern size_t g_stream_block;
+
 // From here draws come from blocks of that many draws: a multiple of STREAM_LANES, at most
 // STREAM_BLOCK.
 void StreamStart(size_t block = STREAM_BLOCK);
@@ -54,6 +57,13 @@ inline uint64_t StreamSkipFailing(uint64_t count)
         return count;
     }
     return StreamSkipBeyond(count);
+}
+
+// Consumes the next draw of a block if it is known to fail the test. False if it passes, or if the
+// stream is off.
+inline bool StreamSkipsDraw()
+{
+    return g_stream.on && StreamSkipFailing(1) == 1;
 }
 
 // Keeps later blocks to the instructions every machine has (true) or not (false). The numbers are

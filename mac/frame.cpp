@@ -2,7 +2,7 @@
 
 #include "driver/bookkeeping.h"
 #include "driver/state.h"
-#include "fastforward/engine.h"
+#include "driver/visit.h"
 #include "topology/routing.h"
 
 // An RTS, CTS or ACK with all fields but the address and the values of its type.
@@ -44,12 +44,12 @@ static void Deliver(int sender, int type, const PACKET &frame)
 {
     const NODE &own = node[sender];
     for (int i = 0; i < own.connect_num; ++i) {
-        NODE &other = node[own.connect_list[i]];
+        const int hearer = own.connect_list[i];
         // Kept: a CTS is received even where overlapping signals spoil the reception.
-        if (type == FRAME_CTS || other.rx_error != 1) {
+        if (type == FRAME_CTS || node[hearer].rx_error != 1) {
+            NODE &other = Reach(hearer, STAGE_RX);
             other.rx_frame = frame;
             other.rx_flag = 1;
-            NoteFrame(own.connect_list[i]);
         }
     }
 }
@@ -59,7 +59,7 @@ static void Register(int sender, int type, const PACKET &frame)
 {
     const NODE &own = node[sender];
     for (int i = 0; i < own.interference_num; ++i) {
-        NODE &other = node[own.interference_list[i]];
+        NODE &other = Reach(own.interference_list[i], STAGE_CHANNEL);
         if (other.signal_num < SIGNAL_SLOTS) {
             other.signal_list[other.signal_num] = {type,
                                                    frame.receiver,
@@ -75,14 +75,14 @@ static void Register(int sender, int type, const PACKET &frame)
 // Marks stations in range of each other that began their DATA frames in the same tick.
 static void MarkSameStart(int sender)
 {
-    NODE &own = node[sender];
+    const NODE &own = node[sender];
     for (int i = 0; i < own.interference_num; ++i) {
-        NODE &other = node[own.interference_list[i]];
+        const int other = own.interference_list[i];
         // Kept: the head record of a station that is not sending counts too, and outlives the load
         // point, so an old start time can match.
-        if (other.buffer[0].tx_start == own.buffer[0].tx_start) {
-            other.same_start_flag = 1;
-            own.same_start_flag = 1;
+        if (Look(other).buffer.head.tx_start == own.buffer.head.tx_start) {
+            Reach(other, STAGE_FLAG).same_start_flag = 1;
+            Reach(sender, STAGE_FLAG).same_start_flag = 1;
         }
     }
 }
@@ -93,7 +93,6 @@ static void MarkSameStart(int sender)
 static void PutOnAir(int sender, FRAME_TYPE type, STATE state, int32_t ticks, const PACKET &frame)
 {
     NODE &own = node[sender];
-    WakeNeighbours(sender);
     own.state = state;
     own.timer = ticks;
     own.last_frame_no = g_no;
@@ -139,10 +138,9 @@ void TxPacket(int sender, int type)
 void WithdrawSignal(int sender)
 {
     const NODE &own = node[sender];
-    WakeNeighbours(sender);
     for (int i = 0; i < own.interference_num; ++i) {
         const int hearer = own.interference_list[i];
-        NODE &other = node[hearer];
+        NODE &other = Reach(hearer, STAGE_CHANNEL);
         for (int k = 0; k < other.signal_num && k < SIGNAL_SLOTS; ++k) {
             if (other.signal_list[k].frame_no == static_cast<int64_t>(own.last_frame_no)) {
                 ArrangeArray(hearer, other.signal_list, k);

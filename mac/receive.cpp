@@ -1,14 +1,12 @@
 #include "mac/receive.h"
 
-#include "channel/channel.h"
-#include "driver/bookkeeping.h"
 #include "driver/station.h"
-#include "fastforward/engine.h"
+#include "driver/visit.h"
 #include "mac/timeout.h"
 
 void CheckRxEventAll()
 {
-    for (const int i : STATION_SET{g_rx_due | g_tx_due}) {
+    for (const int i : Visited(STAGE_RX)) {
         switch (node[i].state) {
         case STATE_IDLE:
             RxStateIdle(i);
@@ -31,41 +29,6 @@ void CheckRxEventAll()
         default:
             break; // sending, or about to: the transmit side acts
         }
-    }
-}
-
-// Whether the station holds an unspoiled lock of a frame.
-static bool HasCleanLock(const NODE &own)
-{
-    return own.rx_flag == 1 && own.rx_error == 0 && own.rx_frame.corrupt == 0;
-}
-
-// Ticks until `rx_count` of a locked frame stands at `goal`, as `RxDue` counts them.
-static int32_t FrameDue(const NODE &own, int32_t goal, bool counts_frame)
-{
-    if (own.rx_flag != 1 || own.rx_error != 0) {
-        return NEVER;
-    }
-    return CountDue(own.rx_count, static_cast<uint64_t>(goal), counts_frame);
-}
-
-int32_t RxDue(const NODE &own, bool counts_frame)
-{
-    switch (own.state) {
-    case STATE_IDLE:
-        return HasCleanLock(own) ? 1 : NEVER;
-    case STATE_DCW:
-        return FrameDue(own, own.rx_frame.duration, counts_frame);
-    case STATE_WRCTS:
-        return std::min(TimerDue(own), FrameDue(own, CTS_TICKS, counts_frame));
-    case STATE_WRDAT:
-        return std::min(TimerDue(own), FrameDue(own, own.rx_frame.duration, counts_frame));
-    case STATE_RDAT:
-        return FrameDue(own, DataTicks(), counts_frame);
-    case STATE_RACK:
-        return std::min(TimerDue(own), FrameDue(own, ACK_TICKS, counts_frame));
-    default:
-        return NEVER;
     }
 }
 

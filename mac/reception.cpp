@@ -1,7 +1,7 @@
 // The receive states that end an exchange: DATA accepted and acknowledged, ACK received.
 #include "driver/state.h"
 #include "driver/station.h"
-#include "fastforward/engine.h"
+#include "driver/visit.h"
 #include "mac/receive.h"
 #include "mac/timeout.h"
 #include "output/accounting.h"
@@ -17,8 +17,7 @@ static void Accept(int station)
     }
     // Kept: the frame is left in the first free place of the queue, which stays as long as it is.
     // With an empty queue that is the head, where the next hop and the start time are read.
-    own.buffer[own.buffer_num] = own.rx_frame;
-    NoteQueue(station);
+    Reach(station, STAGE_BUFFER).buffer[own.buffer_num] = own.rx_frame;
     ++own.recv_num;
     if (IsStation(own.rx_frame.sender)) {
         ++own.recv_from[own.rx_frame.sender];
@@ -124,7 +123,7 @@ static void FinishHead(int station)
         // packet went to.
         const int hop = own.buffer[0].receiver == station + 1 ? station + 1 : station - 1;
         if (IsStation(hop)) {
-            --own.buffer_hop_num[hop];
+            --Reach(station, STAGE_BUFFER).buffer_hop_num[hop];
         }
     }
     RemoveHead(station);

@@ -2,6 +2,7 @@
 
 #include "driver/state.h"
 #include "driver/station.h"
+#include "driver/visit.h"
 
 void SetNav(int station, int kind)
 {
@@ -35,7 +36,7 @@ static void DropHead(int station)
 {
     NODE &own = node[station];
     if (own.buffer_num > 0 && IsStation(own.buffer[0].receiver)) {
-        --own.buffer_hop_num[own.buffer[0].receiver];
+        --Reach(station, STAGE_BUFFER).buffer_hop_num[own.buffer[0].receiver];
     }
     RemoveHead(station);
     if (InWindow()) {

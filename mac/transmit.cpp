@@ -1,15 +1,11 @@
 #include "mac/transmit.h"
 
-#include <algorithm>
-
-#include "channel/channel.h"
-#include "driver/bookkeeping.h"
-#include "fastforward/engine.h"
+#include "driver/visit.h"
 #include "mac/frame.h"
 
 void CheckTxEventAll()
 {
-    for (const int i : STATION_SET{g_tx_due}) {
+    for (const int i : Visited(STAGE_TX)) {
         switch (node[i].state) {
         case STATE_IDLE:
             TxStateIdle(i);
@@ -44,30 +40,6 @@ void CheckTxEventAll()
     }
 }
 
-int32_t TxDue(const NODE &own, bool counts_idle)
-{
-    switch (own.state) {
-    case STATE_IDLE:
-        return own.nav == 0 && own.buffer_num > 0 ? 1 : NEVER;
-    case STATE_DCW:
-        return own.nav != 0 ? NEVER
-                            : CountDue(own.idle_count,
-                                       own.backoff + static_cast<uint64_t>(ContentionWait(own)),
-                                       counts_idle);
-    case STATE_WTCTS:
-    case STATE_WTDAT:
-    case STATE_WTACK:
-        return std::min(TimerDue(own), CountDue(own.idle_count, SIFS, counts_idle));
-    case STATE_TRTS:
-    case STATE_TCTS:
-    case STATE_TDAT:
-    case STATE_TACK:
-        return TimerDue(own);
-    default:
-        return NEVER;
-    }
-}
-
 void TxStateIdle(int station)
 {
     NODE &own = node[station];
@@ -86,9 +58,9 @@ void TxStateIdle(int station)
 static void ClassifyStations(int sender)
 {
     for (int j = 0; j < NODE_NUM; ++j) {
-        const NODE &other = node[j];
+        const NODE &other = Look(j);
         const bool contending = other.state == STATE_DCW && other.nav == 0 &&
-                                IdleCountNow(j) <= DIFS && other.busy == 0;
+                                other.idle_count <= DIFS && other.busy == 0;
         const bool resting_busy =
             (other.state == STATE_IDLE || other.state == STATE_DCW) && other.busy == 1;
         if (contending || other.state == STATE_TDAT || other.state == STATE_RACK) {

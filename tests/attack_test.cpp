@@ -18,7 +18,7 @@
 
 #include "driver/program.h"
 #include "driver/state.h"
-#include "fastforward/engine.h"
+#include "driver/tick.h"
 #include "output/files.h"
 #include "tests/signature.h"
 #include "topology/random.h"

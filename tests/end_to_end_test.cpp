@@ -8,7 +8,7 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "fastforward/engine.h"
+#include "driver/tick.h"
 #include "tests/signature.h"
 #include "topology/random.h"
 

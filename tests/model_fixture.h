@@ -10,7 +10,7 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "fastforward/engine.h"
+#include "driver/tick.h"
 #include "output/accounting.h"
 #include "topology/placement.h"
 #include "topology/random.h"

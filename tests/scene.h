@@ -55,8 +55,7 @@ struct SCENE {
 // Puts the whole model into the state in which the scene begins, whatever ran before.
 void SetUpScene(const SCENE &scene);
 
-// Runs the scene that was set up from the clock's tick to `until`, by plain ticking or fast. Leaves
-// the block stream off, so that the generator is comparable.
+// Runs the scene that was set up from the clock's tick to `until`, by plain ticking or fast.
 void RunScene(const SCENE &scene, uint64_t until, bool plain);
 
 // The scene in words, as far as it is not the experiment.

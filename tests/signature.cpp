@@ -14,7 +14,7 @@
 
 #include "driver/program.h"
 #include "driver/state.h"
-#include "fastforward/engine.h"
+#include "driver/tick.h"
 #include "output/files.h"
 #include "topology/random.h"
 

@@ -139,7 +139,6 @@ static void PutStation(SNAPSHOT &snapshot, int station)
 
 SNAPSHOT TakeSnapshot()
 {
-    StreamStop();
     SNAPSHOT snapshot;
     for (int i = 0; i < NODE_RECORDS; ++i) {
         PutStation(snapshot, i);

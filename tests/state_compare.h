@@ -25,7 +25,7 @@ struct SNAPSHOT {
 
 // Copies all that anybody can observe: every field of every station, the packets in the queues, the
 // logged keys, the signals, the collision tables, the results if there are any, the globals and the
-// generator. Turns the block stream off. Left out is the `hop_time` of the packets behind the head,
+// generator. Left out is the `hop_time` of the packets behind the head,
 // which is settled when they get there.
 SNAPSHOT TakeSnapshot();
 

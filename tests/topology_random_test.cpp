@@ -107,6 +107,7 @@ static void SeedBoth(const int64_t (&clock)[2], TEXTBOOK &reference)
     std::copy(std::begin(clock), std::end(clock), g_reading);
     g_reading_num = 0;
     g_clock = FixedClock;
+    StreamReset();
     ResetRandom();
     RandInitUniform();
     EXPECT_EQ(g_reading_num, 2);

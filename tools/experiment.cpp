@@ -13,7 +13,7 @@
 #include "driver/settings.h"
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "fastforward/engine.h"
+#include "driver/tick.h"
 #include "output/files.h"
 #include "output/manifest.h"
 #include "output/settings_json.h"

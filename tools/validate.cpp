@@ -14,8 +14,7 @@
 
 #include "driver/state.h"
 #include "driver/sweep.h"
-#include "fastforward/engine.h"
-#include "fastforward/stream.h"
+#include "driver/tick.h"
 #include "topology/placement.h"
 #include "topology/random.h"
 #include "topology/traffic.h"
@@ -87,9 +86,7 @@ static void Saturate(int pairs)
 
 static void Run()
 {
-    StreamStart();
     RunTicks(g_settings.sim_ticks);
-    StreamStop();
 }
 
 // Throughput of a flow in Mbit/s.

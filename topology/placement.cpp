@@ -83,9 +83,12 @@ static void Link(int a, int b, int32_t NODE::*num, int32_t (NODE::*list)[NODE_NU
     (node[b].*list)[(node[b].*num)++] = a;
 }
 
+uint32_t g_interference_set[NODE_NUM];
+
 int CheckConnection()
 {
     for (int i = 0; i < NODE_NUM; ++i) {
+        g_interference_set[i] = 0;
         node[i].connect_num = 0;
         node[i].interference_num = 0;
     }
@@ -97,6 +100,8 @@ int CheckConnection()
             }
             if (CalcInterferenceOrNot(i, j) == 1) {
                 Link(i, j, &NODE::interference_num, &NODE::interference_list);
+                g_interference_set[i] |= 1U << j;
+                g_interference_set[j] |= 1U << i;
             }
         }
         if (node[i].connect_num < 1) {

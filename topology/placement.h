@@ -1,6 +1,13 @@
 // Where the stations stand and who reaches whom.
 #pragma once
 
+#include <cstdint>
+
+#include "driver/constants.h"
+
+// `interference_list` of each station as a set, one bit a station.
+extern uint32_t g_interference_set[NODE_NUM];
+
 // Places the stations as the settings say and builds the neighbour lists.
 void PositionAllNode();
 
@@ -22,8 +29,8 @@ int CalcConnectOrNot(int a, int b);
 // 1 if one station senses the carrier of the other, else 0. The limit itself interferes.
 int CalcInterferenceOrNot(int a, int b);
 
-// Builds `connect_list` and `interference_list` of all stations, both ascending. Returns 1 if every
-// station has a neighbour in transmission range, else 0.
+// Builds `connect_list` and `interference_list` of all stations, both ascending, and the sets.
+// Returns 1 if every station has a neighbour in transmission range, else 0.
 int CheckConnection();
 
 // Hook for looking at the neighbour lists once they stand; prints nothing.

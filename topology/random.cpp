@@ -4,7 +4,9 @@
 #include <ctime>
 
 #include "driver/settings.h"
+#ifdef DCFSIM_FAST_FORWARD
 #include "fastforward/stream.h"
+#endif
 
 constexpr int FILL_STEPS = 40; // the first 8 only warm the generator up, the others fill the table
 
@@ -67,7 +69,6 @@ double RandUniformBasic(int64_t *state)
 
 void RandInitUniform()
 {
-    StreamStop();
     const auto seed = [] {
         return g_settings.seed != SEED_FROM_CLOCK ? g_settings.seed : g_clock();
     };
@@ -81,7 +82,11 @@ void RandInitUniform()
 double RandUniform(double a, double b)
 {
     const double width = b - a;
+#ifdef DCFSIM_FAST_FORWARD
     const double draw = g_stream.on ? StreamDraw() : RandUniformBasic(&idum);
+#else
+    const double draw = RandUniformBasic(&idum);
+#endif
     return draw * width + a;
 }
 
@@ -116,7 +121,6 @@ double RandNorm(double mean, double deviation)
 
 void ResetRandom()
 {
-    StreamReset();
     idum = 0;
     g_shuffle = {};
     iset = 0;

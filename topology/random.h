@@ -1,9 +1,8 @@
 // The one random stream of the simulator, drawn one number at a time.
 //
 // A multiplicative congruential generator feeds a shuffle table of 32 entries; every draw takes the
-// entry that the previous output points at and puts the new state in its place.
-// fastforward/stream.h makes the same numbers in blocks; whichever way is on, RandUniform returns
-// the same sequence.
+// entry that the previous output points at and puts the new state in its place. Fast runs make the
+// same numbers in blocks; RandUniform returns the same sequence.
 #pragma once
 
 #include <cstdint>
@@ -27,10 +26,10 @@ struct SHUFFLE {
 };
 
 // State of the generator. Zero or below: fill the table afresh from the magnitude of this value.
-// While the block stream is on this is the state at the start of its current block.
 extern int64_t idum;
 
-// Belongs to RandUniformBasic; the block stream alone may advance it in its place.
+// Belongs to RandUniformBasic. Fast runs alone advance it in its place; between runs it stands
+// where single draws would have left it.
 extern SHUFFLE g_shuffle;
 
 // Seconds since the epoch. The only way by which the wall clock reaches the model, so that a test
@@ -48,8 +47,7 @@ inline double RawToUniform(int64_t raw)
 // the draw that fills the table from a multiple of RAND_MODULUS is 0.
 double RandUniformBasic(int64_t *state);
 
-// Seeds the stream from the settings or, where they have no seed, the clock. Turns the block stream
-// off.
+// Seeds the stream from the settings or, where they have no seed, the clock.
 void RandInitUniform();
 
 // Next number of the stream, scaled to a + (b - a) * draw.
@@ -62,5 +60,5 @@ double RandExpo(double rate);
 // scaled by the arguments of the returning call, and draws nothing.
 double RandNorm(double mean, double deviation);
 
-// Puts generator, normal deviate and block stream back to program start; the clock stays.
+// Puts generator and normal deviate back to program start; the clock stays.
 void ResetRandom();

@@ -4,8 +4,10 @@
 #include <cmath>
 
 #include "driver/state.h"
-#include "fastforward/engine.h"
+#include "driver/visit.h"
+#ifdef DCFSIM_FAST_FORWARD
 #include "fastforward/stream.h"
+#endif
 #include "topology/random.h"
 #include "topology/routing.h"
 
@@ -24,13 +26,14 @@ void ShareArrivals()
     }
 }
 
-// Makes the arrival draw of this tick. A block of draws knows those that fail without making them
-// into numbers.
+// Makes the arrival draw of this tick.
 static bool IsArrival()
 {
-    if (g_stream.on && StreamSkipFailing(1) == 1) {
+#ifdef DCFSIM_FAST_FORWARD
+    if (StreamSkipsDraw()) { // one of a block, known to fail before it is made into a number
         return false;
     }
+#endif
     return ArrivalProbability() > RandUniform(0.0, 1.0);
 }
 
@@ -49,7 +52,7 @@ void GenePacketAll()
 
 void GenePacket(int src, int dst)
 {
-    NODE &own = node[src];
+    NODE &own = Reach(src, STAGE_TX);
     if (own.buffer_num >= g_settings.queue_limit) {
         if (InWindow()) {
             ++own.over_num;
@@ -76,7 +79,6 @@ void GenePacket(int src, int dst)
     packet.tx_start = 0;
     packet.age_base = 0;
     packet.id = own.gene_num; // Kept: all packets created outside the window share an id
-    WakeForArrival(src, packet.receiver);
     AppendPacket(src, packet);
     g_event = 1;
 }
