@@ -12,10 +12,15 @@ uint32_t g_carriers = 0;
 // Who is active, and whose carrier others sense.
 static void LookAtStations()
 {
-    for (const int i : Visited(STAGE_CHANNEL)) {
-        Put(g_active, i, IsActive(node[i]));
-        Put(g_carriers, i, IsIn(node[i].state, WITH_CARRIER));
+    const STATION_SET visited = Visited(STAGE_CHANNEL);
+    uint32_t active = g_active & ~visited.stations;
+    uint32_t carriers = g_carriers & ~visited.stations;
+    for (const int i : visited) {
+        active |= static_cast<uint32_t>(IsActive(node[i])) << i;
+        carriers |= static_cast<uint32_t>(IsIn(node[i].state, WITH_CARRIER)) << i;
     }
+    g_active = active;
+    g_carriers = carriers;
 }
 
 // The stations in range that sense no carrier so far will sense those of `risen`. A frame has

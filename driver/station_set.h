@@ -46,6 +46,5 @@ inline bool Has(uint32_t set, int station)
 // Puts a station into a set or takes it out.
 inline void Put(uint32_t &set, int station, bool in)
 {
-    const uint32_t bit = 1U << station;
-    set = in ? set | bit : set & ~bit;
+    set = (set & ~(1U << station)) | static_cast<uint32_t>(in) << station;
 }

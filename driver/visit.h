@@ -43,6 +43,7 @@ void NoteReceiveStage();
 void BringUpToDate(int station);
 void WakeStation(int station, STAGE stage);
 void QueueChanges(int station);
+void NoteFrame(int station);
 void EnterActive(uint32_t active);
 
 inline STATION_SET Visited(STAGE stage)
@@ -71,8 +72,10 @@ inline NODE &Reach(int station, STAGE stage)
     if (!Has(g_visited[STAGE_CHANNEL], station)) {
         WakeStation(station, stage);
     }
-    if (stage == STAGE_RX || stage == STAGE_FLAG) {
-        g_visited[stage] |= 1U << station;
+    if (stage == STAGE_RX) {
+        NoteFrame(station);
+    } else if (stage == STAGE_FLAG) {
+        g_visited[STAGE_FLAG] |= 1U << station;
     }
     return node[station];
 }

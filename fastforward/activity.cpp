@@ -10,8 +10,8 @@
 static uint32_t g_entered;                 // the set of the current stretch
 static int32_t g_since;                    // its first tick
 static uint64_t g_ticks[ALL_STATIONS + 1]; // ticks of the stretches behind, by their sets
-static int32_t g_lapse[NODE_NUM];          // per station: tick of its lapse, or NEVER
-static int32_t g_next_lapse = NEVER;       // not later than the first of these
+int32_t g_lapse[NODE_NUM];
+int32_t g_next_lapse = NEVER;
 
 // Ends the stretch in front of `tick` if `active` is another set than its.
 static void Extend(uint32_t active, int32_t tick)
@@ -28,13 +28,7 @@ void SetActive(uint32_t active)
     Extend(active, Now());
 }
 
-void NoteLapse(int station, int32_t tick)
-{
-    g_lapse[station] = tick;
-    g_next_lapse = std::min(g_next_lapse, tick);
-}
-
-void LapseActivity()
+void LapseStations()
 {
     while (g_next_lapse <= Now()) {
         int32_t next = NEVER;

@@ -14,6 +14,7 @@
 #include "fastforward/quiet.h"
 #include "fastforward/shares.h"
 #include "fastforward/stream.h"
+#include "fastforward/wake_ticks.h"
 #include "topology/traffic.h"
 
 uint32_t g_visited[STAGE_NUM] = {ALL_STATIONS, ALL_STATIONS, ALL_STATIONS, ALL_STATIONS,
@@ -24,29 +25,43 @@ uint64_t g_visit_num = 0;
 
 bool g_in_window = false;
 
-static uint32_t g_flagged = 0;        // stations whose flag of a common start may be set
-static bool g_is_fast = false;        // a fast run is under way
-static bool g_receive_begun = false;  // of this tick
-static int32_t g_wake_tick[NODE_NUM]; // first tick in which a stage acts by itself, or NEVER
-static int32_t g_complete[NODE_NUM];  // first tick that a sleeping record does not reflect
-static COUNTS g_counts[NODE_NUM];     // what a sleeping station counts
+static uint32_t g_waiting = 0;       // sleeping stations that count nothing but their NAV
+static uint32_t g_flagged = 0;       // stations whose flag of a common start may be set
+static bool g_is_fast = false;       // a fast run is under way
+static bool g_receive_begun = false; // of this tick
+static WAKE_TICKS g_wake;
+static int32_t g_complete[NODE_NUM]; // first tick that a sleeping record does not reflect
+static uint32_t g_counts[NODE_NUM];  // what a sleeping station counts
 
 // Brings a record up to the beginning of the clock's tick.
 static void CatchUp(int station)
 {
-    LiveQuietly(node[station], g_counts[station], Now() - g_complete[station]);
+    NODE &own = node[station];
+    const int32_t ticks = Now() - g_complete[station];
+    if (own.nav > 0 && own.nav <= ticks) {
+        LivePastNav(station, g_counts[station], ticks);
+    } else {
+        LiveQuietly(own, g_counts[station], ticks);
+    }
     g_complete[station] = Now();
 }
 
-// What waking up consists of beside the sets of visits.
+// The same for a station that wakes. If its NAV ends with this tick, the NAV stage has to see it.
 static void Awaken(int station)
 {
-    CatchUp(station);
-    Put(g_counting, station, false);
-    g_visited[STAGE_CHANNEL] |= 1U << station;
-    if (node[station].nav == 1) {
-        g_visited[STAGE_NAV] |= 1U << station;
+    const NODE &own = node[station];
+    if (!Has(g_waiting, station) || own.nav > 0) {
+        CatchUp(station);
     }
+    g_visited[STAGE_NAV] |= static_cast<uint32_t>(own.nav == 1) << station;
+}
+
+// Has the channel stage visit stations that have just woken.
+static void LeaveSleep(uint32_t stations)
+{
+    g_visited[STAGE_CHANNEL] |= stations;
+    g_counting &= ~stations;
+    g_waiting &= ~stations;
 }
 
 void NoteReceiveStage()
@@ -62,21 +77,34 @@ void BringUpToDate(int station)
 void WakeStation(int station, STAGE stage)
 {
     NODE &own = node[station];
+    const uint32_t bit = 1U << station;
     if (stage == STAGE_TX) { // an arrival: only an idle station acts on it
         if (own.state == STATE_IDLE) {
             Awaken(station);
-            g_visited[STAGE_TX] |= 1U << station;
-            g_visited[STAGE_RX] |= 1U << station;
+            LeaveSleep(bit);
+            g_visited[STAGE_TX] |= bit;
+            g_visited[STAGE_RX] |= bit;
         }
         return;
     }
     Awaken(station);
-    PassTransmitStage(own);
-    if (g_receive_begun) {
-        PassReceiveStage(own, 1);
-    } else if (own.state == STATE_RACK) { // its handler counts every tick
-        g_visited[STAGE_RX] |= 1U << station;
+    if (!Has(g_waiting, station)) {
+        PassTransmitStage(own, g_counts[station]);
+        if (g_receive_begun) {
+            PassReceiveStage(own, 1);
+        } else { // the handler of an ACK wait counts every tick
+            g_visited[STAGE_RX] |= static_cast<uint32_t>(own.state == STATE_RACK) << station;
+        }
     }
+    LeaveSleep(bit);
+}
+
+// An idle station reacts to a frame at once, others when they have heard some of it.
+void NoteFrame(int station)
+{
+    const NODE &own = node[station];
+    const bool acts = own.state == STATE_IDLE || own.rx_count != 0;
+    g_visited[STAGE_RX] |= static_cast<uint32_t>(acts) << station;
 }
 
 void QueueChanges(int station)
@@ -105,22 +133,19 @@ static void Visit(uint32_t stations)
 // who are due. False if that is not before `until`; the clock then stands there and all sleep on.
 static bool BeginTick(uint64_t until)
 {
-    const int32_t first_due = *std::min_element(std::begin(g_wake_tick), std::end(g_wake_tick));
-    const uint64_t next = std::min(until, static_cast<uint64_t>(first_due));
+    const uint64_t next = std::min(until, static_cast<uint64_t>(FirstOf(g_wake)));
     g_sim_time += StreamSkipFailing(next - g_sim_time);
     LapseActivity();
     if (g_sim_time == until) {
         return false;
     }
-    uint32_t due = 0;
-    for (int i = 0; i < NODE_NUM; ++i) {
-        due |= static_cast<uint32_t>(g_wake_tick[i] <= Now()) << i;
-    }
+    const uint32_t due = DueIn(g_wake, Now());
     Visit(0);
     g_receive_begun = false;
     for (const int i : STATION_SET{due}) {
         Awaken(i);
     }
+    LeaveSleep(due);
     g_visited[STAGE_TX] = due;
     g_visited[STAGE_RX] = due;
     g_visited[STAGE_FLAG] = g_flagged;
@@ -128,32 +153,48 @@ static bool BeginTick(uint64_t until)
     return true;
 }
 
+// What the stations that go to sleep are.
+struct SLEEPERS {
+    uint32_t active;
+    uint32_t carriers;
+    uint32_t counting;
+    uint32_t waiting;
+};
+
 // Puts a station to sleep behind `tick`, which has just ended for it but for its countdowns.
-static void Sleep(int station, int32_t tick)
+static void Sleep(int station, int32_t tick, SLEEPERS &sleepers)
 {
     NODE &own = node[station];
+    const uint32_t bit = 1U << station;
     const bool nav_visited = Has(g_visited[STAGE_NAV], station);
+    int32_t due = NEVER;
     own.timer -= own.timer > 0 ? 1 : 0;
-    own.nav -= own.nav > 0 && !nav_visited ? 1 : 0;
-
-    const COUNTS counts = CountsOf(own);
-    int32_t due = HandlerDue(own, counts);
     if (own.nav > 0) {
-        due = std::min(due, own.nav);
+        own.nav -= nav_visited ? 0 : 1;
+        due = EndsNavUnnoticed(own) ? NEVER : own.nav;
     } else if (nav_visited && (own.busy == 1 || own.signal_num > 1)) {
         due = 1; // the channel stage has not looked at it since its NAV ended
     }
+    g_complete[station] = tick + 1;
+    if (OnlyWaits(own)) {
+        sleepers.waiting |= bit;
+        g_counts[station] = 0;
+        g_wake.tick[station] = due == NEVER ? NEVER : tick + due;
+        NoteLapse(station, NEVER);
+        ExtendShare(station, tick, NEVER);
+        return;
+    }
+    const uint32_t counts = CountsOf(own);
+    due = std::min(due, HandlerDue(own, counts));
     const bool passes_difs =
         counts == COUNTS_IDLE && own.state == STATE_DCW && own.idle_count <= DIFS;
     const int32_t difs_end =
         passes_difs ? tick + DIFS + 1 - static_cast<int32_t>(own.idle_count) : NEVER;
-
-    g_wake_tick[station] = due == NEVER ? NEVER : tick + due;
-    g_complete[station] = tick + 1;
     g_counts[station] = counts;
-    Put(g_counting, station, counts == COUNTS_IDLE);
-    Put(g_active, station, IsActive(own));
-    Put(g_carriers, station, IsIn(own.state, WITH_CARRIER));
+    g_wake.tick[station] = due == NEVER ? NEVER : tick + due;
+    sleepers.counting |= counts == COUNTS_IDLE ? bit : 0;
+    sleepers.active |= IsActive(own) ? bit : 0;
+    sleepers.carriers |= IsIn(own.state, WITH_CARRIER) ? bit : 0;
     NoteLapse(station, passes_difs ? difs_end + 1 : NEVER);
     ExtendShare(station, tick, difs_end);
 }
@@ -162,10 +203,16 @@ static void Sleep(int station, int32_t tick)
 static void EndTick()
 {
     const int32_t tick = Now() - 1;
-    for (const int i : Visited(STAGE_CHANNEL)) {
-        Sleep(i, tick);
+    const uint32_t awake = g_visited[STAGE_CHANNEL];
+    SLEEPERS sleepers = {g_active & ~awake, g_carriers & ~awake, g_counting, g_waiting};
+    for (const int i : STATION_SET{awake}) {
+        Sleep(i, tick, sleepers);
         ++g_visit_num;
     }
+    g_active = sleepers.active;
+    g_carriers = sleepers.carriers;
+    g_counting = sleepers.counting;
+    g_waiting = sleepers.waiting;
     g_visited[STAGE_CHANNEL] = 0;
     SetActive(g_active);
     ++g_event_tick_num;
@@ -178,10 +225,11 @@ static void BeginStretch()
     g_is_fast = true;
     g_in_window = InWindow();
     g_flagged = ALL_STATIONS;
+    std::fill(std::begin(g_wake.tick), std::end(g_wake.tick), NEVER);
     for (int i = 0; i < NODE_NUM; ++i) {
-        g_wake_tick[i] = Now();
+        g_wake.tick[i] = Now();
         g_complete[i] = Now();
-        g_counts[i] = COUNTS_NOTHING;
+        g_counts[i] = 0;
     }
     StartActivity();
     StartShares();
