@@ -125,7 +125,8 @@ Export() {
     Refused 1 '^dcfsim-export: tree/drop.txt:20: .* expected a real number$' dcfsim-export tree
     Equal 'printed of a bad tree' "$(cat out)" ''
     Refused 1 'cannot be written: No space' dcfsim-export made/seed-7 -o /dev/full
-    Refused 1 '^dcfsim-export: .*/result.txt: cannot be read' dcfsim-export "$SOURCE"
+    mkdir empty
+    Refused 1 '^dcfsim-export: empty/result.txt: cannot be read' dcfsim-export empty
 }
 
 Campaign() {
