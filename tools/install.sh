@@ -121,10 +121,9 @@ InstallMissing() {
             "Needed are a C++20 compiler and cmake 3.21 or newer."
 }
 
-# Configures preset $1 and builds target $2 of it. Says nothing unless it fails; then it prints what
-# the failing step wrote, and returns 1.
-BuildTarget() {
-    local preset=$1 target=$2 jobs
+# Configures preset $1. Says nothing unless it fails; then it prints what cmake wrote, and returns 1.
+ConfigurePreset() {
+    local preset=$1
     local dir=build/$preset log=build/$preset.log generator=()
     mkdir -p build
     # A tree that was copied or moved together with its build is built anew.
@@ -139,12 +138,19 @@ BuildTarget() {
             generator=(-G 'Unix Makefiles')
         fi
     fi
-    jobs=$(nproc 2>/dev/null || echo 1)
     if ! cmake --preset "$preset" "${generator[@]}" >"$log" 2>&1; then
         cat "$log" >&2
         echo "Configuring preset $preset failed." >&2
         return 1
     fi
+}
+
+# Configures preset $1 and builds target $2 of it, as quietly.
+BuildTarget() {
+    local preset=$1 target=$2 jobs
+    local dir=build/$preset log=build/$preset.log
+    ConfigurePreset "$preset" || return 1
+    jobs=$(nproc 2>/dev/null || echo 1)
     if ! cmake --build "$dir" --target "$target" --parallel "$jobs" >"$log" 2>&1; then
         cat "$log" >&2
         echo "Building $target of preset $preset failed." >&2
