@@ -37,6 +37,11 @@ HasGoogleTest() {
         <<<$'#include <gtest/gtest.h>\nTEST(Probe, Runs) { EXPECT_EQ(1 + 1, 2); }'
 }
 
+HasBenchmark() {
+    CanCompile g++ -lbenchmark -pthread \
+        <<<$'#include <benchmark/benchmark.h>\nint main() { benchmark::Shutdown(); }'
+}
+
 # Whether the compiler finds header $1.
 HasHeader() {
     CanCompile g++ <<<"#include <$1>"$'\nint main() {}'
@@ -69,6 +74,11 @@ FindMissing() {
         HasSanitizers || [[ " ${MISSING[*]} " == *' g++ '* ]] || MISSING+=(g++)
         gnuplot --version >/dev/null 2>&1 || MISSING+=(gnuplot-nox)
         parallel --version >/dev/null 2>&1 || MISSING+=(parallel)
+        # For clang-tidy, which reads the benchmark too.
+        HasBenchmark || MISSING+=(libbenchmark-dev)
+        clang-format --version >/dev/null 2>&1 || MISSING+=(clang-format)
+        clang-tidy --version >/dev/null 2>&1 || MISSING+=(clang-tidy)
+        shellcheck --version >/dev/null 2>&1 || MISSING+=(shellcheck)
     fi
 }
 
