@@ -281,6 +281,56 @@ Browser() {
     grep -q '<title>5 pictures, 5 loaded</title>' dom || Fail "$(grep '<title>' dom)"
 }
 
+# `run` in a copy that cannot be built: what stands in the way of the results is told before that.
+Run() {
+    mkdir -p copy/tools copy/output
+    cp "$SOURCE/run" copy
+    cp "$SOURCE/tools/install.sh" copy/tools
+    cp "$SOURCE/output/files.h" copy/output
+    local dir=copy/result/10node_design/1500 as=() path
+    for path in copy/result copy/result/10node_design $dir; do
+        mkdir -p "$(dirname "$path")"
+        echo in the way >"$path"
+        Refused 1 "^run: .*/$path: is not a directory.* move it" copy/run
+        rm "$path"
+    done
+    mkdir $dir $dir/drop.txt
+    Refused 1 "^run: .*/$dir/drop.txt: is not a file.* move it" copy/run
+    rmdir $dir/drop.txt
+    ln -s nowhere $dir/x_node.txt
+    Refused 1 "^run: .*/$dir/x_node.txt: is not a file.* move it" copy/run
+    rm $dir/x_node.txt
+    # A full disk. The message itself is short enough.
+    Refused 1 "^run: .*/$dir: no file can be written.* make room" \
+        bash -c 'trap "" XFSZ && ulimit -f 100 && exec copy/run'
+
+    # Root may write everywhere, so root becomes somebody else.
+    if ((EUID == 0)); then
+        as=(setpriv --reuid=65534 --regid=65534 --clear-groups)
+        chmod 755 .
+        chown -R 65534:65534 copy
+    fi
+    Unwritable() { # path without rights, what is said
+        chmod a-w "$1"
+        Refused 1 "^run: .*/$2.*Permission denied" "${as[@]}" copy/run
+        chmod a+w "$1"
+    }
+    Unwritable $dir "$dir: no file can be written"
+    rmdir $dir
+    Unwritable copy/result/10node_design "$dir: cannot be made"
+    rm -r copy/result
+    Unwritable copy 'copy/result: cannot be made'
+    mkdir -p $dir
+    chmod a+w $dir
+    echo 1 | tee $dir/block.txt $dir/notes.txt >out # the second is no result, and may be read-only
+    chmod a-w $dir/notes.txt
+    Unwritable $dir/block.txt "$dir/block.txt: cannot be overwritten"
+    # Nothing in the way: it goes on to the build, and the old results are as they were.
+    "${as[@]}" copy/run >out 2>err && Fail 'built nothing, and was content'
+    grep -q '^Configuring preset release failed' err || Fail "$(cat err)"
+    Equal 'what lies there' "$(cd $dir && ls -A && cat ./*)" $'block.txt\nnotes.txt\n1\n1'
+}
+
 Install() {
     cmake --install "$BIN" --prefix "$SCRATCH/usr" >/dev/null
     local program
