@@ -64,6 +64,7 @@ FindMissing() {
     HasCompiler g++ || MISSING+=(g++)
     HasCmake || MISSING+=(cmake)
     HasBuilder || MISSING+=(ninja-build)
+    sha256sum </dev/null >/dev/null 2>&1 || MISSING+=(coreutils)
     if [[ $1 == test ]]; then
         HasCompiler clang++ || MISSING+=(clang)
         # Without a compiler the probes of its libraries fail too: asking for one that is there does
