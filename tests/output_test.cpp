@@ -224,7 +224,8 @@ TEST_F(OutputTest, CollisionBlock)
     WriteCollision(1, 3000);
     EXPECT_EQ(Line("collision.txt", 0), "trial = \t2");
     EXPECT_EQ(Line("collision.txt", 1), "num_off = \t3.000000");
-    // x = 1000 * 330 / 3e7; in brackets without frames that had collided before; pro stands before phy.
+    // x = 1000 * 330 / 3e7; in brackets without frames that had collided before; pro stands before
+    // phy.
     EXPECT_EQ(Line("collision.txt", 3),
               "  0 ->  1 \t   1000 \t     40 \t     30 \t     10 \t      4 \t      5 \t      1 \t"
               "      3 \t      2 \t      1 \t      1 \t    0.01100\t     0.04000\t"

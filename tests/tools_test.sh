@@ -83,6 +83,56 @@ Check() {
     Refused 2 'unknown option' dcfsim-check --loud tree
 }
 
+# A list of the hashes beside the files.
+Hashes() {
+    MakeTree tree
+    local list=tree/SHA256SUMS size name
+    (cd tree && LC_ALL=C sha256sum -- *.txt >SHA256SUMS)
+    Equal 'of the list' "$(dcfsim-check tree | tail -n 1)" 'ok  SHA256SUMS               43 lines'
+    cp $list good
+    Damaged() { # edit of the list, what is said
+        sed "$1" good >$list
+        Refused 1 "^dcfsim-check: $list$2; restore the list, or remove it\$" dcfsim-check -q tree
+    }
+    Damaged '/ drop.txt/d' ': drop.txt is not listed'
+    Damaged 43p ':44: z_node.txt comes again'
+    Damaged '43p;43s/  .*/  notes.txt/' ":44: 'notes.txt' is not a result file"
+    Damaged '3s/^/ /;3p;3s/^ //' ':3: not a hash, two blanks and the name of a file'
+    Damaged '43p;43s/.*//' ':44: not a hash, two blanks and the name of a file'
+    Damaged '5p;5s/  / /' ':6: not a hash, two blanks and the name of a file'
+    head -c -1 good >$list
+    dcfsim-check -q tree 2>err && Fail 'a list that is cut off passed'
+    grep -q "^dcfsim-check: $list:43: the line is cut off" err || Fail "$(cat err)"
+    ln -sf nowhere $list
+    Refused 1 "^dcfsim-check: $list: cannot be read: No such file" dcfsim-check tree
+    rm $list
+    mkdir $list
+    Refused 1 "^dcfsim-check: $list: cannot be read: Is a directory" dcfsim-check tree
+    rmdir $list
+    cp good $list
+
+    # Another digit: the file is as well-formed as before.
+    cp -r tree damaged
+    sed -i '30s/0/1/' damaged/drop.txt
+    Refused 1 '^dcfsim-check: damaged/drop.txt: differs from its hash in SHA256SUMS: ' \
+        dcfsim-check -q damaged
+    Equal 'of the file' "$(dcfsim-check damaged 2>/dev/null | grep -c drop)" 0
+    rm damaged/SHA256SUMS
+    dcfsim-check -q damaged
+    rm tree/delay.txt
+    Refused 1 '^dcfsim-check: tree/delay.txt: cannot be read' dcfsim-check -q tree
+
+    # Texts of all lengths up to two blocks of the hash: no results, but listed as they are.
+    for size in 0 43 86; do
+        while read -r _ name; do
+            head -c $((size++)) tree/collision.txt >"damaged/$name"
+        done <good
+        (cd damaged && sha256sum -- *.txt >SHA256SUMS)
+        dcfsim-check damaged >out 2>err && Fail 'no results, and passed'
+        ! grep SHA256SUMS err || Fail "hashes of up to $size bytes"
+    done
+}
+
 Export() {
     MakeTree tree
     dcfsim-export tree -o all.csv
@@ -125,7 +175,8 @@ Export() {
     Refused 1 '^dcfsim-export: tree/drop.txt:20: .* expected a real number$' dcfsim-export tree
     Equal 'printed of a bad tree' "$(cat out)" ''
     Refused 1 'cannot be written: No space' dcfsim-export made/seed-7 -o /dev/full
-    Refused 1 '^dcfsim-export: .*/result.txt: cannot be read' dcfsim-export "$SOURCE"
+    mkdir empty
+    Refused 1 '^dcfsim-export: empty/result.txt: cannot be read' dcfsim-export empty
 }
 
 Campaign() {
@@ -278,6 +329,90 @@ Browser() {
         --user-data-dir="$SCRATCH/profile" --host-resolver-rules='MAP * ~NOTFOUND' --dump-dom \
         "file://$SCRATCH/tree/fig/probe.html" >dom 2>log || Fail "$(cat log)"
     grep -q '<title>5 pictures, 5 loaded</title>' dom || Fail "$(grep '<title>' dom)"
+}
+
+# What `run` needs before it builds, in directory `copy`.
+CopyRun() {
+    mkdir -p copy/tools copy/output
+    cp "$SOURCE/run" copy
+    cp "$SOURCE/tools/install.sh" copy/tools
+    cp "$SOURCE/output/files.h" copy/output
+}
+
+# What stands in the way of the results is told before the build, which fails in a copy like this.
+Run() {
+    CopyRun
+    local dir=copy/result/10node_design/1500 as=() path
+    for path in copy/result copy/result/10node_design $dir; do
+        mkdir -p "$(dirname "$path")"
+        echo in the way >"$path"
+        Refused 1 "^run: .*/$path: is not a directory.* move it" copy/run
+        rm "$path"
+    done
+    mkdir $dir $dir/drop.txt
+    Refused 1 "^run: .*/$dir/drop.txt: is not a file.* move it" copy/run
+    rmdir $dir/drop.txt
+    ln -s nowhere $dir/x_node.txt
+    Refused 1 "^run: .*/$dir/x_node.txt: is not a file.* move it" copy/run
+    rm $dir/x_node.txt
+    # A full disk. The message itself is short enough.
+    Refused 1 "^run: .*/$dir: no file can be written.* make room" \
+        bash -c 'trap "" XFSZ && ulimit -f 100 && exec copy/run'
+
+    # Root may write everywhere, so root becomes somebody else.
+    if ((EUID == 0)); then
+        as=(setpriv --reuid=65534 --regid=65534 --clear-groups)
+        chmod 755 .
+        chown -R 65534:65534 copy
+    fi
+    Unwritable() { # path without rights, what is said
+        chmod a-w "$1"
+        Refused 1 "^run: .*/$2.*Permission denied" "${as[@]}" copy/run
+        chmod a+w "$1"
+    }
+    Unwritable $dir "$dir: no file can be written"
+    rmdir $dir
+    Unwritable copy/result/10node_design "$dir: cannot be made"
+    rm -r copy/result
+    Unwritable copy 'copy/result: cannot be made'
+    mkdir -p $dir
+    chmod a+w $dir
+    echo 1 | tee $dir/block.txt $dir/notes.txt >out # the second is no result, and may be read-only
+    chmod a-w $dir/notes.txt
+    Unwritable $dir/block.txt "$dir/block.txt: cannot be overwritten"
+    # Nothing in the way: it goes on to the build, and the old results are as they were.
+    "${as[@]}" copy/run >out 2>err && Fail 'built nothing, and was content'
+    grep -q '^Configuring preset release failed' err || Fail "$(cat err)"
+    Equal 'what lies there' "$(cd $dir && ls -A && cat ./*)" $'block.txt\nnotes.txt\n1\n1'
+}
+
+# Programs stand in for cmake, which builds nothing, and for the simulator, which finds no hashes of
+# older results, copies a tree and may do harm.
+RunHashes() {
+    CopyRun
+    MakeTree tree
+    mkdir -p bin copy/build/release
+    printf '#!/bin/sh\necho cmake version 9.9\n' >bin/cmake
+    cat >copy/build/release/dcfsim <<END
+#!/bin/sh
+cd result/10node_design/1500 && ! ls SHA256SUMS 2>&- && cp "$SCRATCH"/tree/*.txt . && eval "\$HARM"
+END
+    chmod +x bin/cmake copy/build/release/dcfsim
+    cp "$BIN/dcfsim-check" copy/build/release
+    PATH=$SCRATCH/bin:$PATH
+    local dir=copy/result/10node_design/1500 harm
+    mkdir -p $dir/SHA256SUMS
+    Refused 1 "^run: .*/$dir/SHA256SUMS: is not a file.* move it" copy/run
+    rmdir $dir/SHA256SUMS
+    echo '1' | tee $dir/notes.txt $dir/SHA256SUMS >out # the first is no result
+    HARM=true copy/run >out
+    (cd $dir && rm notes.txt && LC_ALL=C sha256sum -- *.txt | cmp - SHA256SUMS) || Fail 'the list'
+    dcfsim-check -q copy
+    for harm in 'exit 3' 'truncate -s -1 drop.txt'; do
+        HARM=true copy/run >out
+        HARM=$harm copy/run >out 2>err && Fail "$harm: passed"
+        Equal "beside the results after $harm" "$(find $dir -type f ! -name '*.txt')" ''
+    done
 }
 
 Install() {

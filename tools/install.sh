@@ -37,6 +37,11 @@ HasGoogleTest() {
         <<<$'#include <gtest/gtest.h>\nTEST(Probe, Runs) { EXPECT_EQ(1 + 1, 2); }'
 }
 
+HasBenchmark() {
+    CanCompile g++ -lbenchmark -pthread \
+        <<<$'#include <benchmark/benchmark.h>\nint main() { benchmark::Shutdown(); }'
+}
+
 # Whether the compiler finds header $1.
 HasHeader() {
     CanCompile g++ <<<"#include <$1>"$'\nint main() {}'
@@ -59,6 +64,7 @@ FindMissing() {
     HasCompiler g++ || MISSING+=(g++)
     HasCmake || MISSING+=(cmake)
     HasBuilder || MISSING+=(ninja-build)
+    sha256sum </dev/null >/dev/null 2>&1 || MISSING+=(coreutils)
     if [[ $1 == test ]]; then
         HasCompiler clang++ || MISSING+=(clang)
         # Without a compiler the probes of its libraries fail too: asking for one that is there does
@@ -69,6 +75,11 @@ FindMissing() {
         HasSanitizers || [[ " ${MISSING[*]} " == *' g++ '* ]] || MISSING+=(g++)
         gnuplot --version >/dev/null 2>&1 || MISSING+=(gnuplot-nox)
         parallel --version >/dev/null 2>&1 || MISSING+=(parallel)
+        # For clang-tidy, which reads the benchmark too.
+        HasBenchmark || MISSING+=(libbenchmark-dev)
+        clang-format --version >/dev/null 2>&1 || MISSING+=(clang-format)
+        clang-tidy --version >/dev/null 2>&1 || MISSING+=(clang-tidy)
+        shellcheck --version >/dev/null 2>&1 || MISSING+=(shellcheck)
     fi
 }
 
@@ -121,10 +132,9 @@ InstallMissing() {
             "Needed are a C++20 compiler and cmake 3.21 or newer."
 }
 
-# Configures preset $1 and builds target $2 of it. Says nothing unless it fails; then it prints what
-# the failing step wrote, and returns 1.
-BuildTarget() {
-    local preset=$1 target=$2 jobs
+# Configures preset $1. Says nothing unless it fails; then it prints what cmake wrote, and returns 1.
+ConfigurePreset() {
+    local preset=$1
     local dir=build/$preset log=build/$preset.log generator=()
     mkdir -p build
     # A tree that was copied or moved together with its build is built anew.
@@ -139,12 +149,19 @@ BuildTarget() {
             generator=(-G 'Unix Makefiles')
         fi
     fi
-    jobs=$(nproc 2>/dev/null || echo 1)
     if ! cmake --preset "$preset" "${generator[@]}" >"$log" 2>&1; then
         cat "$log" >&2
         echo "Configuring preset $preset failed." >&2
         return 1
     fi
+}
+
+# Configures preset $1 and builds target $2 of it, as quietly.
+BuildTarget() {
+    local preset=$1 target=$2 jobs
+    local dir=build/$preset log=build/$preset.log
+    ConfigurePreset "$preset" || return 1
+    jobs=$(nproc 2>/dev/null || echo 1)
     if ! cmake --build "$dir" --target "$target" --parallel "$jobs" >"$log" 2>&1; then
         cat "$log" >&2
         echo "Building $target of preset $preset failed." >&2

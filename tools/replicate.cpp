@@ -35,6 +35,7 @@
 #include "driver/program.h"
 #include "driver/state.h"
 #include "output/manifest.h"
+#include "tools/hashes.h"
 #include "tools/options.h"
 #include "tools/progress.h"
 #include "tools/read_tree.h"
@@ -95,15 +96,6 @@ static std::string TimeText(time_t time)
     return text;
 }
 
-// Hash over the result files below the working directory, their names included; empty if it fails.
-static std::string HashTree()
-{
-    FILE *pipe = popen("find result -type f | LC_ALL=C sort | xargs sha256sum | sha256sum", "r");
-    char hash[65] = "";
-    const bool is_read = pipe != nullptr && std::fscanf(pipe, "%64[0-9a-f]", hash) == 1;
-    return pipe != nullptr && pclose(pipe) == 0 && is_read ? hash : "";
-}
-
 // A thousandth of every load point. Rates are still reckoned by the full window, so the figures
 // of a quick run show its shape and nothing else.
 static void ShortenLoadPoints()
@@ -135,6 +127,10 @@ static std::string Replicate(int64_t seed, bool quick)
     if (!error.empty()) {
         return error;
     }
+    const std::optional<std::string> hash = HashTree("result");
+    if (!hash) {
+        return "the result tree could not be hashed";
+    }
     const json manifest = {
         {"seed", seed},
         {"quick", quick},
@@ -143,11 +139,8 @@ static std::string Replicate(int64_t seed, bool quick)
         {"compiler", ProgramCompiler()},
         {"start_time", TimeText(start)},
         {"wall_time_s", SECONDS(STEADY::now() - begin).count()},
-        {"tree_sha256", HashTree()},
+        {"tree_sha256", *hash},
     };
-    if (manifest["tree_sha256"] == "") {
-        return "the result tree could not be hashed";
-    }
     syncfs(fileno(stdout));
     return WriteDurably("manifest.json", manifest.dump(4) + "\n")
                ? ""
