@@ -174,6 +174,10 @@ Options() {
     Refused 2 '.* not expected: --fast; .*' dcfsim-experiment --fast "$short"
     Refused 2 '--out: .* missing; .*' dcfsim-experiment "$short" --out
     Refused 2 '--out: no directory is named; .*' dcfsim-experiment "$short" --out ''
+    # The man page and the help know the same options.
+    dcfsim-experiment --help | grep -oE -- '--[a-z-]+' | sort -u >helped
+    sed 's/\\-/-/g' "$SOURCE/docs/man/dcfsim-experiment.1" | grep -oE -- '--[a-z-]+' |
+        sort -u | diff helped - || Fail 'options of the man page'
     # Standard output that cannot be written is a failure of --check.
     local status=0
     dcfsim-experiment --check "$short" 2>err >/dev/full || status=$?
