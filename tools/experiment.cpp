@@ -119,7 +119,8 @@ static int Main(int argc, char **argv)
     app.add_option("FILE", options.file, "Experiment, a JSON file; {} is the published one")
         ->required();
     app.add_option("-o,--out", options.out, "Directory of the results, ./result unless given")
-        ->option_text("DIR");
+        ->option_text("DIR")
+        ->check([](const std::string &dir) { return dir.empty() ? "no directory is named" : ""; });
     app.add_flag("--plain", options.plain, "Visit every station in every tick: same bytes, slower");
     app.add_flag("--check", options.check,
                  "Print the experiment with all defaults filled in, and run nothing");

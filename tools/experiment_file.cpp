@@ -29,16 +29,20 @@ struct BAD_EXPERIMENT : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What stands in a place, cut to a readable length.
-static std::string Shown(const json &value)
+// A text cut to a readable length.
+static std::string Cut(std::string text, size_t longest = 60)
 {
-    constexpr size_t LONGEST = 60;
-    std::string text = value.dump(-1, ' ', true);
-    if (text.size() > LONGEST) {
-        text.resize(LONGEST);
+    if (text.size() > longest) {
+        text.resize(longest);
         text += "...";
     }
     return text;
+}
+
+// What stands in a place.
+static std::string Shown(const json &value)
+{
+    return Cut(value.dump(-1, ' ', true));
 }
 
 [[noreturn]] static void Refuse(const std::string &path, const std::string &stands,
@@ -64,7 +68,7 @@ class FORM_CHECK : public nlohmann::json_sax<json>
   public:
     bool start_object(size_t) override
     {
-        Enter(true);
+        Enter();
         return true;
     }
     bool key(string_t &name) override
@@ -72,7 +76,7 @@ class FORM_CHECK : public nlohmann::json_sax<json>
         LEVEL &level = levels.back();
         level.key = name;
         if (!level.keys.insert(name).second) {
-            throw BAD_EXPERIMENT(Path() + ": this key stands twice; allowed: once");
+            Refuse(Path(), "this key stands twice", "once");
         }
         return true;
     }
@@ -83,7 +87,7 @@ class FORM_CHECK : public nlohmann::json_sax<json>
     }
     bool start_array(size_t) override
     {
-        Enter(false);
+        Enter();
         return true;
     }
     bool end_array() override
@@ -93,72 +97,86 @@ class FORM_CHECK : public nlohmann::json_sax<json>
     }
     bool null() override
     {
-        return true;
+        return Count();
     }
     bool boolean(bool) override
     {
-        return true;
+        return Count();
     }
     bool number_integer(number_integer_t) override
     {
-        return true;
+        return Count();
     }
     bool number_unsigned(number_unsigned_t) override
     {
-        return true;
+        return Count();
     }
     bool number_float(number_float_t, const string_t &) override
     {
-        return true;
+        return Count();
     }
     bool string(string_t &) override
     {
-        return true;
+        return Count();
     }
     bool binary(binary_t &) override
     {
-        return true;
+        return Count();
     }
-    bool parse_error(size_t position, const std::string &,
+    bool parse_error(size_t position, const std::string &token,
                      const nlohmann::detail::exception &error) override
     {
         constexpr int NUMBER_OVERFLOW = 406;
+        constexpr size_t LONGEST = 200; // the parser quotes what it has read last
         if (error.id == NUMBER_OVERFLOW) {
-            throw BAD_EXPERIMENT(Path() + ": a number beyond all numbers stands there; allowed: a "
-                                          "finite one");
+            Count();
+            Refuse(Path(), "stands at " + Cut(token), "a number that is finite as a double");
         }
         // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
         std::string text = error.what();
         text.erase(0, std::min(text.find("line "), text.size()));
         std::ranges::replace_if(
             text, [](char c) { return (c & 0x80) != 0; }, '?');
-        throw BAD_EXPERIMENT("not JSON, " +
-                             (text.empty() ? "byte " + std::to_string(position) : text));
+        throw BAD_EXPERIMENT(
+            Path() + ": not JSON, " +
+            (text.empty() ? "byte " + std::to_string(position) : Cut(text, LONGEST)));
     }
 
   private:
     struct LEVEL {
-        bool is_object;
-        std::string key; // read last
+        std::string key; // of an object, read last
         std::set<std::string> keys;
+        size_t values; // of a list, begun so far
     };
     std::vector<LEVEL> levels;
 
-    void Enter(bool is_object)
+    // Counts the value that begins here; true, as the parser is to go on.
+    bool Count()
+    {
+        if (!levels.empty()) {
+            ++levels.back().values;
+        }
+        return true;
+    }
+
+    void Enter()
     {
         constexpr size_t DEEPEST = 3; // a place in the list of places
+        Count();
         if (levels.size() == DEEPEST) {
-            throw BAD_EXPERIMENT(Path() + ": nested deeper than anything in an experiment");
+            Refuse(Path(), "a list or object stands there, nested too deep", "3 levels at most");
         }
-        levels.push_back({is_object, "", {}});
+        levels.push_back({"", {}, 0});
     }
 
     [[nodiscard]] std::string Path() const
     {
         std::string path;
         for (const LEVEL &level : levels) {
-            if (level.is_object) {
+            if (!level.keys.empty()) {
                 path += (path.empty() ? "" : ".") + Plain(level.key);
+            } else if (level.values > 0) {
+                path = At(path, level.values - 1);
             }
         }
         return path.empty() ? "the file" : path;
@@ -198,7 +216,7 @@ static double Real(const json &value, const std::string &path, double low)
     if (!std::isfinite(number) || number < low) {
         RefuseValue(path, value, low == 0.0 ? "a finite number, 0 or more" : "a finite number");
     }
-    return number;
+    return number + 0.0; // -0.0 becomes 0.0: it would be printed as -0, which reads back as 0
 }
 
 // A list of `least` to `most` values, or else a message that says `allowed`.

@@ -1,0 +1,285 @@
+#!/usr/bin/env bash
+# Tests of dcfsim-experiment and of experiment files: tests/experiment_test.sh BUILD_DIR CASE.
+# Exit status 77 means skipped.
+set -euo pipefail
+
+BIN=$(readlink -f "$1")
+CASE=$2
+SOURCE=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
+BAD=$SOURCE/tests/bad-experiments
+SCRATCH=$(mktemp -d)
+trap 'rm -rf "$SCRATCH"' EXIT
+cd "$SCRATCH"
+PATH=$BIN:$PATH
+
+Fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+Skip() {
+    echo "SKIPPED: $*"
+    exit 77
+}
+
+Equal() { # what, actual, expected
+    [[ $2 == "$3" ]] || Fail "$1: got '$2', expected '$3'"
+}
+
+# Runs a command that must fail with status $1, with nothing on standard output and one line on
+# standard error, all of it of pattern $2.
+Refused() {
+    local status=0 wanted=$1 line=$2
+    shift 2
+    timeout 20 "$@" >out 2>err || status=$?
+    Equal "status of $*" "$status" "$wanted"
+    Equal "standard output of $*" "$(head -c 200 out)" ''
+    Equal "lines on standard error of $*" "$(wc -l <err)" 1
+    grep -qxE -- "dcfsim-experiment: $line" err || Fail "$*: '$(cat err)' is not of '$line'"
+}
+
+# Experiment $1 must be refused, with a message of pattern $2 behind its name, and leave nothing.
+RefusedFile() {
+    Refused 2 "$1: $2" dcfsim-experiment "$1" --out results
+    [[ ! -e results ]] || Fail "$1: results were written"
+    Refused 2 "$1: $2" dcfsim-experiment --check "$1"
+}
+
+# Experiment $1 must be accepted, and come out of --check as it goes into it again.
+Accepted() {
+    dcfsim-experiment --check "$1" >checked.json 2>err || Fail "$(head -c 200 "$1"): $(cat err)"
+    dcfsim-experiment --check checked.json >again.json 2>err || Fail "checked $1: $(cat err)"
+    cmp checked.json again.json || Fail "$1: --check of --check differs"
+}
+
+# The lines of table $1 that are no comment.
+Table() {
+    grep -v '^#' "$BAD/$1"
+}
+
+Files() {
+    local kind name message
+    cp "$BAD"/*.json .
+    Table files.txt | awk '{ print $2 ".json" }' | sort >listed
+    find . -maxdepth 1 -name '*.json' -printf '%P\n' | sort | diff - listed || Fail 'files not listed'
+    while read -r kind name message; do
+        RefusedFile "$name.json" "$message"
+    done < <(Table files.txt)
+}
+
+Values() {
+    local kind line accepted=0
+    while read -r kind line; do
+        printf '%s\n' "${line%% | *}" >value.json
+        if [[ $kind == ok ]]; then
+            Accepted value.json
+            accepted=$((accepted + 1))
+        else
+            RefusedFile value.json "${line#* | }"
+        fi
+    done < <(Table values.txt)
+    ((accepted > 20)) || Fail "only $accepted values were accepted"
+}
+
+# An experiment with $2 times the entry $3, a blank at its end, as the list $1.
+ManyEntries() {
+    printf '{%s "%s": [' "${4-}" "$1"
+    local i
+    for ((i = 0; i < $2; ++i)); do
+        # shellcheck disable=SC2059 # the entry has the place of its number
+        printf "$3, " "$i"
+    done | sed 's/, $//'
+    printf ']}\n'
+}
+
+# Limits of length, and files that are none.
+Sizes() {
+    ManyEntries loads_kbps 1000 '%d' >loads.json
+    Accepted loads.json
+    ManyEntries loads_kbps 1001 '%d' >loads.json
+    RefusedFile loads.json 'loads_kbps: has 1001 entries; allowed: a list of 1 \.\. 1000 .*'
+    ManyEntries flows 100 '{"from": 0, "to": 1, "weight": 10}' >flows.json
+    Accepted flows.json
+    ManyEntries flows 101 '{"from": 0, "to": 1}' >flows.json
+    RefusedFile flows.json 'flows: has 101 entries; allowed: a list of 1 \.\. 100 .*'
+    ManyEntries routes 10 '[0, 1, 1]' '"flows": [{"from": 0, "to": 1}],' >routes.json
+    Accepted routes.json
+    ManyEntries routes 101 '[0, 1, 1]' >routes.json
+    RefusedFile routes.json 'routes: has 101 entries; allowed: .* at most 100 rows .*'
+
+    local mebibyte=1048576
+    printf '{"seed": 1}' >long.json
+    head -c $((mebibyte - 11)) /dev/zero | tr '\0' ' ' >>long.json
+    Accepted long.json
+    printf ' ' >>long.json
+    RefusedFile long.json 'is longer than 1 MiB; allowed: at most that'
+    truncate -s 4G long.json
+    RefusedFile long.json 'is longer than 1 MiB; allowed: at most that'
+    # The message of a long text is short.
+    { printf '{"seed": "' && head -c 100000 /dev/zero | tr '\0' a && printf '"}'; } >long.json
+    RefusedFile long.json 'seed: stands at "a{59}\.\.\.; allowed: an integer .*'
+    { printf '{"seed": "' && head -c 100000 /dev/zero | tr '\0' a && printf '\n"}'; } >long.json
+    RefusedFile long.json 'seed: not JSON, line 2, .{0,220}'
+
+    mkdir directory
+    RefusedFile directory 'is no plain file'
+    mkfifo fifo
+    RefusedFile fifo 'is no plain file'
+    RefusedFile /dev/null 'is no plain file'
+    RefusedFile missing 'cannot be read: No such file or directory'
+    RefusedFile long.json/in 'cannot be read: Not a directory'
+    Refused 2 'two\?lines: cannot be read: No such file or directory' \
+        dcfsim-experiment $'two\nlines'
+    if ((EUID != 0)); then
+        touch unreadable
+        chmod 0 unreadable
+        RefusedFile unreadable 'cannot be read: Permission denied'
+    fi
+}
+
+# A run that works: every file, and not a word.
+Out() {
+    local short=$SOURCE/experiments/few-ticks.json tree=10node_design/1500
+    dcfsim-experiment "$short" --out new/deep >out 2>err
+    Equal 'printed' "$(cat out err)" ''
+    Equal 'result files' "$(find new/deep/$tree -name '*.txt' | wc -l)" 43
+    grep -q '"complete": true' new/deep/manifest.json || Fail "$(cat new/deep/manifest.json)"
+    echo 'of an older run' >new/deep/$tree/throughput.txt
+    (cd new/deep && dcfsim-experiment "$short" --out .)
+    Equal 'old results' "$(grep -rl 'of an older run' new)" ''
+
+    # What stands in the way is named, and nothing is run.
+    touch plain
+    Refused 1 "plain/$tree: cannot be made: Not a directory" dcfsim-experiment "$short" -o plain
+    mkdir -p taken/$tree/delay.txt noted/manifest.json/in
+    Refused 1 "taken/$tree/delay.txt: cannot be written: Is a directory" \
+        dcfsim-experiment "$short" -o taken
+    Refused 1 'noted/manifest.json: cannot be written: .*' dcfsim-experiment "$short" -o noted
+    if ((EUID != 0)); then
+        mkdir -m 500 locked
+        Refused 1 "locked/$tree: cannot be made: Permission denied" \
+            dcfsim-experiment "$short" -o locked
+    fi
+    mkdir -p full/$tree
+    ln -s /dev/full full/$tree/collision.txt
+    Refused 1 "full/$tree: not all results could be written; is the disk full\\?" \
+        dcfsim-experiment "$short" -o full
+    grep -q '"complete": false' full/manifest.json || Fail "$(cat full/manifest.json)"
+}
+
+Options() {
+    local short=$SOURCE/experiments/few-ticks.json
+    Refused 2 'FILE is required; .*' dcfsim-experiment
+    Refused 2 '.* not expected: more.json; .*' dcfsim-experiment "$short" more.json
+    Refused 2 '.* not expected: --fast; .*' dcfsim-experiment --fast "$short"
+    Refused 2 '--out: .* missing; .*' dcfsim-experiment "$short" --out
+    Refused 2 '--out: no directory is named; .*' dcfsim-experiment "$short" --out ''
+    # The man page and the help know the same options.
+    dcfsim-experiment --help | grep -oE -- '--[a-z-]+' | sort -u >helped
+    sed 's/\\-/-/g' "$SOURCE/docs/man/dcfsim-experiment.1" | grep -oE -- '--[a-z-]+' |
+        sort -u | diff helped - || Fail 'options of the man page'
+    # Standard output that cannot be written is a failure of --check.
+    local status=0
+    dcfsim-experiment --check "$short" 2>err >/dev/full || status=$?
+    Equal 'status' "$status" 1
+    Equal 'said' "$(cat err)" 'dcfsim-experiment: standard output cannot be written'
+}
+
+# A comparison with recorded results fails where it should, and says where; recording is on purpose.
+Recording() {
+    mkdir -p copy/experiments/recorded/few-ticks copy/tools
+    cp "$SOURCE/experiments/few-ticks.json" copy/experiments
+    cp "$SOURCE/experiments/recorded/few-ticks.sha256" copy/experiments/recorded
+    cp "$SOURCE/tools/record-experiments" copy/tools
+    Compare() {
+        local status=0
+        copy/tools/record-experiments --compare "$BIN" >said || status=$?
+        Equal 'status' "$status" "$1"
+    }
+    Compare 0
+    Equal 'said of equal results' "$(cat said)" ''
+    copy/tools/record-experiments --record "$BIN" few-ticks
+    sed -i 's/"window": \[6/"window": [5/' copy/experiments/few-ticks.json
+    Compare 1
+    grep -qx 'FAILED: few-ticks, plain: throughput.txt differs' said || Fail "$(cat said)"
+    grep -qx 'FAILED: few-ticks, fast: throughput.txt differs' said || Fail "$(cat said)"
+    grep -qE '^  throughput.txt:3: recorded *[0-9]+\.' said || Fail "$(cat said)"
+    grep -qE '^  throughput.txt:3: got *[0-9]+\.' said || Fail "$(cat said)"
+    ! grep -q 'check.txt' said || Fail 'an empty file differs'
+    copy/tools/record-experiments --record "$BIN" >said
+    Equal 'said of what is recorded' "$(cat said)" 'few-ticks: recorded'
+    Compare 0
+    sed -i 2d copy/experiments/recorded/few-ticks.sha256
+    Compare 1
+    mv copy/experiments/recorded/few-ticks.sha256 copy/experiments/recorded/other.sha256
+    Compare 1
+    grep -qx 'FAILED: few-ticks: nothing is recorded of it' said || Fail "$(cat said)"
+    grep -qx 'FAILED: other: of no experiment' said || Fail "$(cat said)"
+    for arguments in '' --record "--compare $BIN missing" '--compare nowhere'; do
+        local status=0
+        # shellcheck disable=SC2086 # several arguments
+        copy/tools/record-experiments $arguments >said 2>&1 || status=$?
+        Equal "status of '$arguments'" "$status" 2
+    done
+}
+
+# The example of the document says and shows what stands there.
+Document() {
+    local document=$SOURCE/docs/experiment-file.md
+    mkdir experiments
+    sed -n '/^    {$/,/^    }$/p' "$document" >experiments/mine.json
+    dcfsim-experiment --check experiments/mine.json 2>err && Fail 'the mistake was not found'
+    sed -n '/^    dcfsim-experiment: exp/,/^$/p' "$document" | xargs -d '\n' | tr -s ' ' >wanted
+    diff -w err wanted || Fail 'another message'
+    sed -i 's/"to": 3/"to": 9/' experiments/mine.json
+    dcfsim-experiment experiments/mine.json --out chain
+    head -4 chain/10node_design/1500/throughput.txt | cut -f 1-6 >table
+    sed -n '/^    #total off/,/^$/p' "$document" | sed '$d' | diff -w table - || Fail 'another table'
+    Equal 'lines of the table' "$(wc -l <table)" 4
+}
+
+# The schema and the program agree on what they both can tell.
+Schema() {
+    python3 -W ignore -c 'import jsonschema' 2>/dev/null || Skip 'python3-jsonschema is not installed'
+    local kind name line
+    mkdir valid invalid
+    cp "$SOURCE"/experiments/*.json valid
+    # A name where the tables say that the program alone refuses the file.
+    while read -r kind name line; do
+        case $kind in
+        schema) cp "$BAD/$name.json" invalid ;;
+        run) cp "$BAD/$name.json" valid ;;
+        esac
+    done < <(Table files.txt)
+    local number=0
+    while read -r kind line; do
+        number=$((number + 1))
+        name=valid
+        [[ $kind != schema ]] || name=invalid
+        printf '%s\n' "${line%% | *}" >"$name/values-$number.json"
+    done < <(Table values.txt)
+    python3 -W ignore - "$SOURCE/docs/experiment.schema.json" valid/*.json -- invalid/*.json <<'END'
+import json
+import sys
+
+import jsonschema
+
+schema = json.load(open(sys.argv[1]))
+judge = jsonschema.validators.validator_for(schema)
+judge.check_schema(schema)
+judge = judge(schema)
+border = sys.argv.index("--")
+wrong = [f for f in sys.argv[2:border] if not judge.is_valid(json.load(open(f)))]
+wrong += [f for f in sys.argv[border + 1:] if judge.is_valid(json.load(open(f)))]
+for key, part in schema["properties"].items():
+    for value in part.get("examples", []) + ([part["default"]] if "default" in part else []):
+        if not judge.is_valid({key: value}):
+            wrong.append("the example " + json.dumps(value) + " of " + key)
+for file in wrong:
+    print("FAILED:", file, open(file).read()[:200] if file.endswith(".json") else "")
+sys.exit(len(wrong) > 0)
+END
+}
+
+"$CASE"
+echo "$CASE: passed"
