@@ -95,28 +95,31 @@ static const SCENE SCENES[] = {
     Hidden("RtsHidden", 15.0, 25.0, 25.0, true),
     {.name = "Rts", .load_kbps = 8000, .rts_flag = true},
     {.name = "SomeRts", .load_kbps = 3000,
-     .sendings = {{10, 0, 1, 99, RTS_VALUE}, {10, 4, 5, 50, RTS_VALUE - 1}, {10, 5, 4, 40, RTS_VALUE}}},
+     .sendings = {{10, 0, 1, 99, RTS_VALUE}, {10, 4, 5, 50, RTS_VALUE - 1},
+                  {10, 5, 4, 40, RTS_VALUE}}},
     {.name = "Anywhere", .layout = LAYOUT_RANDOM, .routes = ROUTING_NEIGHBOURS,
      .transmission_range_m = 2500.0, .carrier_sense_range_m = 3000.0, .load_kbps = 8000},
     // The overlap at station 4 ends during its SIFS: its carrier goes within the channel stage.
     {.name = "EpisodeEndsInSifs",
-     .starts = {{3, "state", STATE_TCTS}, {3, "timer", 215}, {4, "state", STATE_WTACK},
-                {4, "timer", 220}, {6, "state", STATE_TACK}, {6, "timer", 35}, {7, "nav", 245}}},
+     .starts = {{3, OWN(state), STATE_TCTS}, {3, OWN(timer), 215}, {4, OWN(state), STATE_WTACK},
+                {4, OWN(timer), 220}, {6, OWN(state), STATE_TACK}, {6, OWN(timer), 35},
+                {7, OWN(nav), 245}}},
     // Station 3 has a carrier without a frame, its SIFS, while station 4 waits for an ACK.
     {.name = "CarrierDuringAckWait",
-     .starts = {{0, "state", STATE_TDAT}, {0, "timer", 5}, {3, "state", STATE_RDAT}, {3, "rx_flag", 1},
-                {3, "rx_count", 247}, {4, "state", STATE_RACK}, {4, "timer", 30}}},
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 5}, {3, OWN(state), STATE_RDAT},
+                {3, OWN(rx_flag), 1}, {3, OWN(rx_count), 247}, {4, OWN(state), STATE_RACK},
+                {4, OWN(timer), 30}}},
     // The lock of station 0 is shorter than the frame on the air.
     {.name = "AckEndsBeforeSignal",
-     .starts = {{0, "state", STATE_RACK}, {0, "timer", 40}, {0, "rx_flag", 1}, {0, "rx_frame.type", FRAME_ACK},
-                {0, "rx_frame.receiver", 0}, {0, "rx_frame.corrupt", 0},
-                {1, "state", STATE_TDAT}, {1, "timer", 100}}},
-    // Station 2 drops a packet that stays in its count for station 3, and receives when others come.
+     .starts = {{0, OWN(state), STATE_RACK}, {0, OWN(timer), 40}, {0, OWN(rx_flag), 1},
+                {0, OWN(rx_frame.type), FRAME_ACK}, {0, OWN(rx_frame.receiver), 0},
+                {0, OWN(rx_frame.corrupt), 0}, {1, OWN(state), STATE_TDAT}, {1, OWN(timer), 100}}},
+    // Station 2 drops a packet that stays in its count for station 3, and receives later.
     {.name = "StaleHopCount", .load_kbps = 500, .sendings = {{0, 2, 3}, {0, 3, 2, 900}},
-     .starts = {{2, "state", STATE_RACK}, {2, "timer", 10}, {2, "retry_count", RETRY_LIMIT},
-                {2, "buffer[0].receiver", EMPTY}}},
+     .starts = {{2, OWN(state), STATE_RACK}, {2, OWN(timer), 10},
+                {2, OWN(retry_count), RETRY_LIMIT}, {2, OWN(buffer[0].receiver), EMPTY}}},
     {.name = "NavEndsOnAir", .ariv_rate = 0.25, .queue_limit = 100,
-     .starts = {{2, "state", STATE_TDAT}, {2, "timer", 13}, {2, "nav", 6}}},
+     .starts = {{2, OWN(state), STATE_TDAT}, {2, OWN(timer), 13}, {2, OWN(nav), 6}}},
 };
 // clang-format on
 
@@ -180,28 +183,29 @@ struct TRIAL {
 
 // What the fields of a station may start with: multiples of `unit`, `low` to `high` of them.
 struct START_RANGE {
-    const char *field;
+    OWN_FIELD field;
     int32_t low;
     int32_t high;
     int32_t unit;
 };
 // clang-format off
 static const START_RANGE START_RANGES[] = {
-    {"timer", 0, 270, 1},            {"timer", -2, 2, 1},            {"nav", -1, 1, 1},
-    {"nav", 0, 60, 1},               {"nav", 0, 356, 1},             {"nav", 50, 300, 1},
-    {"idle_count", 0, 20, 1},        {"idle_count", 0, 90, 1},       {"backoff", 0, 15, SLOT},
-    {"backoff", 0, 60, 1},           {"rx_count", 0, 30, 1},         {"rx_count", 0, 256, 1},
-    {"rx_flag", 0, 1, 1},            {"rx_error", 0, 1, 1},          {"busy", 0, 1, 1},
-    {"eifs_flag", 0, 1, 1},          {"freeze_flag", 0, 1, 1},       {"same_start_flag", 0, 1, 1},
-    {"dup_flag", 0, 1, 1},           {"col_check_off", 0, 1, 1},     {"retry_count", 0, 8, 1},
-    {"retry_count", 6, 7, 1},        {"cw", CW_MIN, CW_MAX, 1},      {"difs_idle_num", 0, 90, 1},
-    {"tx_elapsed", 0, 260, 1},       {"ack_wait_num", 0, 17, 1},     {"ack_wait_over", 0, 40, 1},
-    {"packet_seq", 0, 3, 1},         {"rx_frame.type", EMPTY, 3, 1}, {"rx_frame.duration", 0, 40, 1},
-    {"rx_frame.duration", 28, 30, 2}, {"rx_frame.corrupt", -1, 0, 1}, {"rx_frame.corrupt", 0, 0, 1},
-    {"rx_frame.src", 0, 9, 1},       {"rx_frame.dst", 0, 9, 1},      {"rx_frame.sender", EMPTY, 9, 1},
-    {"rx_frame.receiver", EMPTY, 9, 1}, {"rx_frame.seq", 0, 3, 1},   {"rx_frame.id", 0, 2, 1},
-    {"buffer[0].id", 0, 2, 1},       {"buffer[0].tx_start", 0, 3, 1}, {"buffer[0].receiver", EMPTY, 9, 1},
-    {"buffer[0].age_base", 0, 9, 1'000'000},
+    {OWN(timer), 0, 270, 1}, {OWN(timer), -2, 2, 1}, {OWN(nav), -1, 1, 1}, {OWN(nav), 0, 60, 1},
+    {OWN(nav), 0, 356, 1}, {OWN(nav), 50, 300, 1}, {OWN(idle_count), 0, 20, 1},
+    {OWN(idle_count), 0, 90, 1}, {OWN(backoff), 0, 15, SLOT}, {OWN(backoff), 0, 60, 1},
+    {OWN(rx_count), 0, 30, 1}, {OWN(rx_count), 0, 256, 1}, {OWN(rx_flag), 0, 1, 1},
+    {OWN(rx_error), 0, 1, 1}, {OWN(busy), 0, 1, 1}, {OWN(eifs_flag), 0, 1, 1},
+    {OWN(freeze_flag), 0, 1, 1}, {OWN(same_start_flag), 0, 1, 1}, {OWN(dup_flag), 0, 1, 1},
+    {OWN(col_check_off), 0, 1, 1}, {OWN(retry_count), 0, 8, 1}, {OWN(retry_count), 6, 7, 1},
+    {OWN(cw), CW_MIN, CW_MAX, 1}, {OWN(difs_idle_num), 0, 90, 1}, {OWN(tx_elapsed), 0, 260, 1},
+    {OWN(ack_wait_num), 0, 17, 1}, {OWN(ack_wait_over), 0, 40, 1}, {OWN(packet_seq), 0, 3, 1},
+    {OWN(rx_frame.type), EMPTY, 3, 1}, {OWN(rx_frame.duration), 0, 40, 1},
+    {OWN(rx_frame.duration), 28, 30, 2}, {OWN(rx_frame.corrupt), -1, 0, 1},
+    {OWN(rx_frame.corrupt), 0, 0, 1}, {OWN(rx_frame.src), 0, 9, 1}, {OWN(rx_frame.dst), 0, 9, 1},
+    {OWN(rx_frame.sender), EMPTY, 9, 1}, {OWN(rx_frame.receiver), EMPTY, 9, 1},
+    {OWN(rx_frame.seq), 0, 3, 1}, {OWN(rx_frame.id), 0, 2, 1}, {OWN(buffer[0].id), 0, 2, 1},
+    {OWN(buffer[0].tx_start), 0, 3, 1}, {OWN(buffer[0].receiver), EMPTY, 9, 1},
+    {OWN(buffer[0].age_base), 0, 9, 1'000'000},
 };
 // clang-format on
 
@@ -265,8 +269,8 @@ static void MakeStarts(SCENE &scene)
         if (!Chance(station_percent)) {
             continue;
         }
-        scene.starts.push_back({i, "state", states[From(0, 3)]});
-        scene.starts.push_back({i, "timer", From(0, 60)});
+        scene.starts.push_back({i, OWN(state), states[From(0, 3)]});
+        scene.starts.push_back({i, OWN(timer), From(0, 60)});
         for (const START_RANGE &range : START_RANGES) {
             if (Chance(field_percent)) {
                 scene.starts.push_back({i, range.field, range.unit * From(range.low, range.high)});

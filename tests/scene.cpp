@@ -7,7 +7,6 @@
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/wake.h"
-#include "tests/state_compare.h"
 #include "topology/random.h"
 #include "topology/routing.h"
 
@@ -125,7 +124,7 @@ void SetUpScene(const SCENE &scene)
         }
     }
     for (const START &start : scene.starts) {
-        SetField(start.station, start.field, start.value);
+        start.field.set(node[start.station], start.value);
     }
     for (int i = 0; i < NODE_NUM; ++i) {
         PutOnAir(i);
@@ -172,7 +171,7 @@ std::string DescribeScene(const SCENE &scene)
              << " to " << sending.dst << ", nav_value " << sending.nav_value;
     }
     for (const START &start : scene.starts) {
-        text << "\nstation " << start.station << ": " << start.field << " = " << start.value;
+        text << "\nstation " << start.station << ": " << start.field.name << " = " << start.value;
     }
     return text.str();
 }

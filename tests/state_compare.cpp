@@ -218,17 +218,3 @@ std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual)
     }
     return "more values than expected";
 }
-
-void SetField(int station, const char *name, int64_t value)
-{
-    for (const FIELD &field : NODE_FIELDS) {
-        if (field.name == name) {
-            char *to = reinterpret_cast<char *>(&node[station]) + field.offset;
-            const auto narrow = static_cast<int32_t>(value);
-            const void *from = &value;
-            std::memcpy(to, field.type == TYPE_I32 ? &narrow : from, Width(field));
-            return;
-        }
-    }
-    assert(!"no such field");
-}

@@ -31,6 +31,3 @@ SNAPSHOT TakeSnapshot();
 
 // The first difference in words: station, field, both values. Empty if there is none.
 std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual);
-
-// Sets an integer field of a station, by the name under which differences are reported.
-void SetField(int station, const char *name, int64_t value);
