@@ -31,3 +31,11 @@ SNAPSHOT TakeSnapshot();
 
 // The first difference in words: station, field, both values. Empty if there is none.
 std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual);
+
+// One number for all of a snapshot: the sum of a hash for each value that is not zero, made from
+// its name and the value, so neither the order nor the width of fields enters. A field more that is
+// always zero leaves it as it is; one that is renamed changes it.
+uint64_t HashOf(const SNAPSHOT &snapshot);
+
+// All values that are not zero, a line each, `name: value`, sorted by name.
+std::string TextOf(const SNAPSHOT &snapshot);
