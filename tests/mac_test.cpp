@@ -78,6 +78,17 @@ TEST_F(MacTest, RtsCtsDataAck)
     EXPECT_EQ(Fields(node[0].retry_count, node[0].timeout_hop[1], node[0].cw), Fields(1, 1, 31));
 }
 
+TEST_F(MacTest, RtsAboveTheThreshold)
+{
+    for (const int threshold : {247, 248}) { // a packet says 248
+        StartScene();
+        g_settings.rts_threshold = threshold;
+        Queue(0, 1);
+        RunTicks(35);
+        EXPECT_EQ(node[0].state, threshold == 247 ? STATE_TRTS : STATE_TDAT);
+    }
+}
+
 // tick       302       331                 409          661      677   705
 // station 0  |         | time-out, EIFS 78 | DATA again | waits        | idle
 // station 1  | ACK, missed                 | receives   | SIFS   | ACK | idle
@@ -150,16 +161,20 @@ TEST_F(MacTest, RelaysCarryAPacketAlongTheLine)
                   Fields(8 * 330 + 286, 0, 0));
     }
     // A full relay acknowledges, and logs nothing. A contender takes a frame after 28 ticks.
-    StartScene();
-    UseLine();
-    g_settings.queue_limit = 1;
-    Queue(1, 9, 9000);
-    Queue(0, 9);
-    EXPECT_EQ(Timeline(340, {0, 1}), (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
-                                            "0 D&CW, 62 RDAT, 286 WTACK, 302 TACK, 330 D&CW"}));
-    const NODE &relay = node[1];
-    EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num),
-              Fields(1, 1, 0, 0));
+    for (const int taken : {0, 1}) {
+        StartScene();
+        UseLine();
+        g_settings.queue_limit = 2 + taken;
+        Queue(1, 9, 9000);
+        Queue(1, 9, 9000);
+        Queue(0, 9);
+        EXPECT_EQ(Timeline(340, {0, 1}), (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
+                                                "0 D&CW, 62 RDAT, 286 WTACK, 302 TACK, 330 D&CW"}));
+        const NODE &relay = node[1];
+        EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num,
+                         relay.buffer_num),
+                  Fields(1, 1 - taken, taken, taken, 2 + taken));
+    }
 }
 
 // A frame of `type` for `receiver`, heard by `station` up to its last tick.
@@ -248,18 +263,23 @@ TEST_F(MacTest, AnswerStates)
 
 TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)
 {
-    Queue(4, 5);
-    NODE &own = node[4];
-    own.buffer[0].receiver = 7;
-    own.state = STATE_RACK;
-    own.timer = 1;
-    HearFrame(4, FRAME_ACK, 7, 4);
-    g_sim_time = 9'000'000; // the head packet has become too old for a hop delay
-    RunTicks(9'000'001);
-    // 7 is not the upper neighbour, so the lower one's count goes down.
-    EXPECT_EQ(Fields(own.buffer_hop_num[3], own.buffer_hop_num[5], own.buffer_hop_num[7]),
-              Fields(-1, 1, 0));
-    EXPECT_EQ(Fields(own.buffer_num, own.hop_delay_sum[7], own.ack_ok_num), Fields(0, 0, 1));
+    for (const uint64_t tick : {8'999'999, 9'000'000}) {
+        StartScene();
+        Queue(4, 5);
+        NODE &own = node[4];
+        own.buffer[0].receiver = 7;
+        own.state = STATE_RACK;
+        own.timer = 1;
+        HearFrame(4, FRAME_ACK, 7, 4);
+        g_sim_time = tick;
+        RunTicks(tick + 1);
+        // 7 is not the upper neighbour, so the lower one's count goes down.
+        EXPECT_EQ(Fields(own.buffer_hop_num[3], own.buffer_hop_num[5], own.buffer_hop_num[7]),
+                  Fields(-1, 1, 0));
+        // In the second case the head packet has become too old for a hop delay.
+        EXPECT_EQ(Fields(own.buffer_num, own.hop_delay_sum[7], own.ack_ok_num),
+                  Fields(0, tick == 9'000'000 ? 0 : tick, 1));
+    }
 }
 
 TEST_F(MacTest, WhoGetsAFrame)
