@@ -35,6 +35,7 @@ class OutputTest : public testing::Test
   protected:
     void SetUp() override
     {
+        g_settings = {};
         // A directory per process: the tests may run side by side.
         dir = fs::path(testing::TempDir()) / ("dcfsim_output_test" + std::to_string(getpid()));
         fs::remove_all(dir);

@@ -29,6 +29,7 @@ static void ForgetPast()
     }
     count_cw = 0;
     temp_non = 0;
+    load = 0;
     g_counter = 0;
     g_ariv_rate2 = 0.0;
 }
