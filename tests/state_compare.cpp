@@ -88,6 +88,12 @@ static const std::vector<FIELD> NODE_FIELDS = [] {
     return fields;
 }();
 
+// A field more, which changes these sizes, belongs into the lists above. Queue and log are compared
+// packet by packet and key by key.
+static_assert(sizeof(PACKET) == 88);
+static_assert(sizeof(SIGNAL) == 48);
+static_assert(sizeof(NODE) - sizeof(QUEUE) - sizeof(FRAME_LOG) == 2448);
+
 struct GLOBAL {
     FIELD field;
     const void *address;
