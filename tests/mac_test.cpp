@@ -246,11 +246,14 @@ TEST_F(MacTest, AnswerStates)
         own.nav = c.nav;
         own.timer = c.timer;
         own.idle_count = static_cast<uint64_t>(c.idle);
+        own.rx_flag = 1;
         if (c.state == STATE_WRCTS) {
             HearFrame(0, FRAME_CTS, 1, 0); // complete in the tick of the time-out: too late
         }
         RunTicks(1);
-        EXPECT_EQ(Fields(own.state, own.retry_count), Fields(c.after, c.retries))
+        // Whoever gives up lets go of the frame it is locked to.
+        EXPECT_EQ(Fields(own.state, own.retry_count, own.rx_flag),
+                  Fields(c.after, c.retries, c.after != STATE_DCW))
             << c.state << " " << c.nav << " " << c.timer;
     }
     TxPacket(0, FRAME_ACK);
@@ -286,6 +289,7 @@ TEST_F(MacTest, WhoGetsAFrame)
 {
     Queue(2, 3);
     node[5].rx_error = 1;
+    g_sim_time = 70;
     for (const int type : {FRAME_RTS, FRAME_CTS, FRAME_DATA, FRAME_ACK}) {
         node[4].rx_flag = node[5].rx_flag = 0;
         HearFrame(2, FRAME_DATA, 3, 2);
@@ -296,7 +300,14 @@ TEST_F(MacTest, WhoGetsAFrame)
         EXPECT_EQ(Fields(node[4].signal_num, node[5].signal_num, node[6].signal_num),
                   Fields(type + 1, type + 1, 0));
         EXPECT_EQ(Fields(node[4].rx_frame.type, node[4].rx_frame.receiver), Fields(type, 3));
-        EXPECT_EQ(node[5].signal_list[type].frame_no, type); // the frames are numbered from 0
+        const SIGNAL &signal = node[5].signal_list[type];
+        EXPECT_EQ(Fields(signal.kind, signal.receiver, signal.sender, signal.frame_no,
+                         signal.start_time, signal.end_mark),
+                  Fields(type, 3, 2, type, 70, 0)); // the frames are numbered from 0
+        // The head records of all stations say that they began in tick 0.
+        EXPECT_EQ(Fields(node[2].same_start_flag, node[5].same_start_flag, node[6].same_start_flag),
+                  Fields(type == FRAME_DATA, type == FRAME_DATA, 0));
+        node[2].same_start_flag = node[5].same_start_flag = 0;
     }
     // CTS of station 5 to 4: the row of 4 has the number of neighbour 7. CTS of 9 to 8: the row has
     // a number beyond the neighbours of 9.
