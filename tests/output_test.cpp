@@ -156,6 +156,8 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     node[1].recv_from[0] = 1250;
     ave_delay[0] = 1250 * 400;
     node[0].hop_delay_sum[1] = 1250 * 300;
+    node[0].hop_extra_sum[1] = 1250;
+    node[0].hop_extra_sum2[1] = 1250 * 2;
     node[0].drop_hop[1] = 50;
     node[0].over_num = 5;
     node[0].link_tx_num[1] = 100;
@@ -182,6 +184,8 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     EXPECT_EQ(record.flow_offered_throughput[0][1], 1.0);
     EXPECT_EQ(record.flow_delay[0], 800.0);
     EXPECT_EQ(record.link_delay[0][1], 600.0);
+    EXPECT_EQ(record.link_delay_b[0][1], 2.0);
+    EXPECT_EQ(record.link_delay_c[0][1], 4.0);
     EXPECT_EQ(record.link_throughput[0][1], 2.0);
     EXPECT_EQ(record.link_slot_d[0][1], 0.04);
     EXPECT_EQ(record.drop_ratio[0], 0.004); // 5 of 2500 arrivals
@@ -218,8 +222,11 @@ TEST_F(OutputTest, CollisionBlock)
         col[0][1][row].total = collided[row];
         dp[0][1][row].total = repeated[row];
     }
-    col[0][1][ROW_HID].pairing[PAIRING_DA] = 6;
-    dp[0][1][ROW_HID].pairing[PAIRING_DA] = 2;
+    const int32_t pairings[PAIRING_NUM][2] = {{8, 3}, {6, 2}, {5, 4}, {3, 1}};
+    for (int k = 0; k < PAIRING_NUM; k++) {
+        col[0][1][ROW_HID].pairing[k] = pairings[k][0];
+        dp[0][1][ROW_HID].pairing[k] = pairings[k][1];
+    }
     col[9][8][ROW_CON].total = 7; // counted, yet the link never carried a frame
 
     WriteCollision(1, 3000);
@@ -234,9 +241,9 @@ TEST_F(OutputTest, CollisionBlock)
     EXPECT_PRED2(HasPrefix, Line("collision.txt", 12), "  9 ->  8 \t      0 \t      0 \t      7 ");
     EXPECT_EQ(Line("collision.txt", 22), "●  0 ->  1 ");
     EXPECT_EQ(Line("collision.txt", 26),
-              "hid \t     10(      8)\t       0(      0) \t      6(      4) \t      0(      0) \t"
-              "      0(      0)\t     0.00000(    0.00000) \t    0.00600(    0.00400)\t"
-              "     0.00000(    0.00000)\t     0.00000(    0.00000)");
+              "hid \t     10(      8)\t       8(      5) \t      6(      4) \t      5(      1) \t"
+              "      3(      2)\t     0.00800(    0.00500) \t    0.00600(    0.00400)\t"
+              "     0.00500(    0.00100)\t     0.00300(    0.00200)");
     // 9 forward blocks of 7 lines each end at line 84.
     EXPECT_EQ(Line("collision.txt", 85), " 9 ->  8\t ");
     EXPECT_EQ(Line("collision.txt", 88),

@@ -58,6 +58,14 @@ TEST_F(TopologyTest, Routes)
               Fields(5, 3, -1, -1));
     MakeTable_Rand();
     EXPECT_EQ(Fields(NextHop(4, 3), NextHop(4, 5)), Fields(3, 5));
+    const ROUTE routes[] = {{4, 9, 6}, {2, 9, 4}, {4, 1, 2}, {4, 9, 7}};
+    std::ranges::copy(routes, g_settings.route_list);
+    g_settings.route_num = 4;
+    g_settings.routing = ROUTING_LIST;
+    StartScene();
+    EXPECT_EQ(Fields(NextHop(4, 9), NextHop(4, 1), NextHop(2, 9), NextHop(2, 1), NextHop(4, 5)),
+              Fields(7, 2, 4, -1, -1));
+    EXPECT_EQ(Fields(node[4].table[0][TABLE_NEXT], node[4].table[2][TABLE_NEXT]), Fields(6, 7));
 }
 
 // Sum of a field over all stations.
