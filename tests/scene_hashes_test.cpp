@@ -73,7 +73,9 @@ static void ReportDifferences(const std::string &recorded, const std::string &ac
         std::getline(new_lines, is);
         if (was != is) {
             name = is.substr(0, is.find(' '));
-            report += num < REPORTED ? is + ", recorded " + was + "\n" : "";
+            if (num < REPORTED) {
+                report.append(is).append(", recorded ").append(was).append("\n");
+            }
             ++num;
         }
     }
