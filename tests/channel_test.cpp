@@ -199,6 +199,49 @@ TEST_F(ChannelTest, BackoffFreezesAtTheFirstBusyTick)
     }
 }
 
+// By state 0 to 13: whether others sense a carrier, whether signals that overlap spoil nothing,
+// whether idle ticks count, and whether a busy tick freezes the backoff.
+TEST_F(ChannelTest, WhatEachStateMeansToTheChannel)
+{
+    const std::string carrier = "--x-x-xxx-----";
+    const std::string on_air = "--x-x-x-x-----";
+    const std::string counts_idle = "-x-x-x-x------";
+    const std::string freezes = "-x------------";
+    const auto place = [](int state) -> NODE & {
+        StartScene();
+        NODE &own = node[2];
+        own.state = state;
+        own.timer = 9;
+        own.backoff = 900;
+        own.idle_count = 44;
+        own.buffer_num = state == STATE_IDLE ? 0 : 1;
+        return own;
+    };
+    std::string found[4];
+    for (int state = STATE_IDLE; state <= STATE_RACK; ++state) {
+        const auto note = [&found](int what, bool yes) { found[what] += yes ? 'x' : '-'; };
+        const NODE &own = place(state);
+        RunTicks(1);
+        note(0, node[0].busy == 1);
+        note(2, own.idle_count == 45);
+        place(state);
+        Hear(2, FRAME_DATA, 0, 1, 0);
+        Hear(2, FRAME_DATA, 4, 5, 0);
+        RunTicks(1);
+        note(1, own.rx_error == 0);
+        place(state);
+        node[0].state = STATE_TDAT;
+        node[0].timer = 9;
+        RunTicks(1);
+        note(3, own.freeze_flag == 1);
+        EXPECT_EQ(own.backoff, own.freeze_flag == 1 ? 891U : 900U) << state; // one slot and a tick
+    }
+    EXPECT_EQ(found[0], carrier);
+    EXPECT_EQ(found[1], on_air);
+    EXPECT_EQ(found[2], counts_idle);
+    EXPECT_EQ(found[3], freezes);
+}
+
 // tick       0       1             100       128        162
 // station 1  | SIFS  | gives up
 // station 3                        | ACK 28  |

@@ -8,11 +8,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "driver/state.h"
+#include "tests/chosen_scenes.h"
+#include "tests/random_scene.h"
 #include "tests/scene.h"
 #include "tests/state_compare.h"
 
@@ -47,79 +48,6 @@ static void ExpectPacketsConserved(const SCENE &scene)
     }
 }
 
-// The pairs of the experiment with every receiver moved aside: in a range of less than 30 m the
-// senders are hidden from each other, but not from all receivers.
-static std::vector<POSITION> MovedReceivers(double shift_m)
-{
-    std::vector<POSITION> positions;
-    positions.reserve(NODE_NUM);
-    for (int pair = 0; pair < FLOW_NUM; ++pair) {
-        positions.push_back({30.0 * pair, 0.0});
-        positions.push_back({30.0 * pair + shift_m, 1.0});
-    }
-    return positions;
-}
-
-static SCENE Hidden(const char *name, double shift_m, double range_m, double sense_range_m,
-                    bool rts)
-{
-    return {.name = name,
-            .layout = LAYOUT_EXPLICIT,
-            .positions = MovedReceivers(shift_m),
-            .transmission_range_m = range_m,
-            .carrier_sense_range_m = sense_range_m,
-            .load_kbps = 8000,
-            .rts_flag = rts};
-}
-
-constexpr uint64_t SCENE_TICKS = 300'000;
-
-// clang-format off
-static const SCENE SCENES[] = {
-    {.name = "Load0"},
-    {.name = "Load3", .load_kbps = 3000},
-    {.name = "Load14", .load_kbps = 14000},
-    {.name = "Load22", .load_kbps = 22000},
-    {.name = "Load35", .load_kbps = 35000},
-    {.name = "SmallBlock", .load_kbps = 500, .stream_block = 64},
-    {.name = "ShortQueueAndLog", .load_kbps = 22000, .queue_limit = 20, .log_limit = 7},
-    {.name = "QueueFills", .ariv_rate = 0.25, .queue_limit = 3000}, // a packet in every tick
-    // Passes the age limit of a head packet.
-    {.name = "LateClock", .load_kbps = 14000, .start_tick = 9'000'000 - SCENE_TICKS / 2},
-    {.name = "Relays", .layout = LAYOUT_LINE, .routes = ROUTING_LINE, .load_kbps = 300,
-     .sendings = {{0, 0, 9, 30}, {0, 9, 0, 30}, {70'001, 0, 9, 5}, {70'002, 9, 0}}},
-    Hidden("HiddenNear", 15.0, 25.0, 25.0, false),
-    Hidden("HiddenFar", 24.0, 35.0, 35.0, false),
-    Hidden("SensedOnly", 20.0, 35.0, 62.0, false),
-    Hidden("NotSensed", 20.0, 62.0, 40.0, false),
-    Hidden("RtsHidden", 15.0, 25.0, 25.0, true),
-    {.name = "Rts", .load_kbps = 8000, .rts_flag = true},
-    {.name = "SomeRts", .load_kbps = 3000,
-     .sendings = {{10, 0, 1, 99, RTS_VALUE}, {10, 4, 5, 50, RTS_VALUE - 1}, {10, 5, 4, 40, RTS_VALUE}}},
-    {.name = "Anywhere", .layout = LAYOUT_RANDOM, .routes = ROUTING_NEIGHBOURS,
-     .transmission_range_m = 2500.0, .carrier_sense_range_m = 3000.0, .load_kbps = 8000},
-    // The overlap at station 4 ends during its SIFS: its carrier goes within the channel stage.
-    {.name = "EpisodeEndsInSifs",
-     .starts = {{3, "state", STATE_TCTS}, {3, "timer", 215}, {4, "state", STATE_WTACK},
-                {4, "timer", 220}, {6, "state", STATE_TACK}, {6, "timer", 35}, {7, "nav", 245}}},
-    // Station 3 has a carrier without a frame, its SIFS, while station 4 waits for an ACK.
-    {.name = "CarrierDuringAckWait",
-     .starts = {{0, "state", STATE_TDAT}, {0, "timer", 5}, {3, "state", STATE_RDAT}, {3, "rx_flag", 1},
-                {3, "rx_count", 247}, {4, "state", STATE_RACK}, {4, "timer", 30}}},
-    // The lock of station 0 is shorter than the frame on the air.
-    {.name = "AckEndsBeforeSignal",
-     .starts = {{0, "state", STATE_RACK}, {0, "timer", 40}, {0, "rx_flag", 1}, {0, "rx_frame.type", FRAME_ACK},
-                {0, "rx_frame.receiver", 0}, {0, "rx_frame.corrupt", 0},
-                {1, "state", STATE_TDAT}, {1, "timer", 100}}},
-    // Station 2 drops a packet that stays in its count for station 3, and receives when others come.
-    {.name = "StaleHopCount", .load_kbps = 500, .sendings = {{0, 2, 3}, {0, 3, 2, 900}},
-     .starts = {{2, "state", STATE_RACK}, {2, "timer", 10}, {2, "retry_count", RETRY_LIMIT},
-                {2, "buffer[0].receiver", EMPTY}}},
-    {.name = "NavEndsOnAir", .ariv_rate = 0.25, .queue_limit = 100,
-     .starts = {{2, "state", STATE_TDAT}, {2, "timer", 13}, {2, "nav", 6}}},
-};
-// clang-format on
-
 static void PrintTo(const SCENE &scene, std::ostream *out)
 {
     *out << scene.name;
@@ -133,8 +61,6 @@ TEST_P(ChosenScene, PlainEqualsFast)
 {
     SCENE scene = GetParam();
     const uint64_t end = scene.start_tick + SCENE_TICKS;
-    scene.window_begin = scene.start_tick + 50'000;
-    scene.window_end = end - 50'000;
     const uint64_t checkpoints[] = {
         scene.start_tick + 10,
         scene.window_begin,
@@ -168,138 +94,8 @@ TEST_P(ChosenScene, PlainEqualsFast)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ChosenScene, testing::ValuesIn(SCENES),
+INSTANTIATE_TEST_SUITE_P(All, ChosenScene, testing::ValuesIn(ChosenScenes()),
                          [](const auto &scene) { return scene.param.name; });
-
-// A random scene and how it is run.
-struct TRIAL {
-    SCENE scene;
-    uint64_t ticks;
-    uint64_t pause; // the fast run stops after that many ticks and goes on
-};
-
-// What the fields of a station may start with: multiples of `unit`, `low` to `high` of them.
-struct START_RANGE {
-    const char *field;
-    int32_t low;
-    int32_t high;
-    int32_t unit;
-};
-// clang-format off
-static const START_RANGE START_RANGES[] = {
-    {"timer", 0, 270, 1},            {"timer", -2, 2, 1},            {"nav", -1, 1, 1},
-    {"nav", 0, 60, 1},               {"nav", 0, 356, 1},             {"nav", 50, 300, 1},
-    {"idle_count", 0, 20, 1},        {"idle_count", 0, 90, 1},       {"backoff", 0, 15, SLOT},
-    {"backoff", 0, 60, 1},           {"rx_count", 0, 30, 1},         {"rx_count", 0, 256, 1},
-    {"rx_flag", 0, 1, 1},            {"rx_error", 0, 1, 1},          {"busy", 0, 1, 1},
-    {"eifs_flag", 0, 1, 1},          {"freeze_flag", 0, 1, 1},       {"same_start_flag", 0, 1, 1},
-    {"dup_flag", 0, 1, 1},           {"col_check_off", 0, 1, 1},     {"retry_count", 0, 8, 1},
-    {"retry_count", 6, 7, 1},        {"cw", CW_MIN, CW_MAX, 1},      {"difs_idle_num", 0, 90, 1},
-    {"tx_elapsed", 0, 260, 1},       {"ack_wait_num", 0, 17, 1},     {"ack_wait_over", 0, 40, 1},
-    {"packet_seq", 0, 3, 1},         {"rx_frame.type", EMPTY, 3, 1}, {"rx_frame.duration", 0, 40, 1},
-    {"rx_frame.duration", 28, 30, 2}, {"rx_frame.corrupt", -1, 0, 1}, {"rx_frame.corrupt", 0, 0, 1},
-    {"rx_frame.src", 0, 9, 1},       {"rx_frame.dst", 0, 9, 1},      {"rx_frame.sender", EMPTY, 9, 1},
-    {"rx_frame.receiver", EMPTY, 9, 1}, {"rx_frame.seq", 0, 3, 1},   {"rx_frame.id", 0, 2, 1},
-    {"buffer[0].id", 0, 2, 1},       {"buffer[0].tx_start", 0, 3, 1}, {"buffer[0].receiver", EMPTY, 9, 1},
-    {"buffer[0].age_base", 0, 9, 1'000'000},
-};
-// clang-format on
-
-// The numbers that a random scene is made of. The distributions of the standard library differ
-// between platforms.
-static std::mt19937_64 g_generator;
-
-static int64_t From(int64_t low, int64_t high)
-{
-    return low + static_cast<int64_t>(g_generator() % static_cast<uint64_t>(high - low + 1));
-}
-
-static bool Chance(int percent)
-{
-    return From(1, 100) <= percent;
-}
-
-template <class T> static T Any(std::initializer_list<T> values)
-{
-    return values.begin()[From(0, static_cast<int64_t>(values.size()) - 1)];
-}
-
-static void MakeNetwork(SCENE &scene)
-{
-    scene.layout = Any({LAYOUT_DESIGN, LAYOUT_LINE, LAYOUT_RANDOM, LAYOUT_EXPLICIT});
-    scene.routes = Any({ROUTING_DESIGN, ROUTING_NEIGHBOURS, ROUTING_LINE});
-    const double unit_m = scene.layout == LAYOUT_RANDOM ? 50.0 : 1.0;
-    const int side_m = Any({20, 60, 90, 150});
-    for (int i = 0; i < NODE_NUM && scene.layout == LAYOUT_EXPLICIT; ++i) {
-        scene.positions.push_back({1.0 * From(0, side_m), 1.0 * From(0, 40)});
-    }
-    const int64_t range = From(20, 70);
-    scene.transmission_range_m = unit_m * range;
-    scene.carrier_sense_range_m = unit_m * (Chance(50) ? range : From(20, 70));
-    scene.data_length = Any({1472, 1472, 1472, 300, 0});
-}
-
-static void MakeTraffic(SCENE &scene, int64_t ticks)
-{
-    scene.ariv_rate = Any({0.0, 1e-9, 0.0002, 0.001, 0.005, 0.25});
-    scene.rts_flag = Chance(30);
-    scene.queue_limit = Any({1, 2, 5, 20, QUEUE_LIMIT});
-    scene.log_limit = Any({1, 3, QUEUE_LIMIT});
-    const bool pairs = Chance(50);
-    for (int64_t k = From(0, 12); k > 0; --k) {
-        const int src = static_cast<int>(From(0, 9));
-        const int dst = pairs || Chance(30) ? src ^ 1 : static_cast<int>(From(0, 9));
-        const int64_t delay = Chance(50) ? From(0, ticks) : 0;
-        scene.sendings.push_back({scene.start_tick + static_cast<uint64_t>(delay), src, dst,
-                                  Any({1, 2, 3, 4}), Chance(20) ? RTS_VALUE : 0});
-    }
-    std::ranges::stable_sort(scene.sendings, {}, &SENDING::tick);
-}
-
-static void MakeStarts(SCENE &scene)
-{
-    const int station_percent = Any({30, 70, 100});
-    const int field_percent = Any({3, 10, 40});
-    const int64_t states[] = {STATE_IDLE, From(0, STATE_RACK), From(0, STATE_RACK), From(0, 8)};
-    for (int i = 0; i < NODE_NUM; ++i) {
-        if (!Chance(station_percent)) {
-            continue;
-        }
-        scene.starts.push_back({i, "state", states[From(0, 3)]});
-        scene.starts.push_back({i, "timer", From(0, 60)});
-        for (const START_RANGE &range : START_RANGES) {
-            if (Chance(field_percent)) {
-                scene.starts.push_back({i, range.field, range.unit * From(range.low, range.high)});
-            }
-        }
-    }
-}
-
-// Makes the random scene of this number.
-static TRIAL MakeTrial(uint64_t number)
-{
-    g_generator.seed(number);
-    TRIAL trial;
-    SCENE &scene = trial.scene;
-    const bool odd_start = Chance(70); // shows soon
-    const int64_t ticks = odd_start ? From(30, 500) : From(500, 3000);
-    const int64_t start = Chance(20) ? From(8'998'000, 9'002'000) : 0;
-    const int64_t window_begin = start + (Chance(50) ? From(0, 300) : 0);
-    scene.name = "scene " + std::to_string(number);
-    scene.seed = From(1, 2'000'000'000);
-    scene.stream_block = Chance(50) ? STREAM_LANES : STREAM_BLOCK;
-    scene.start_tick = static_cast<uint64_t>(start);
-    scene.window_begin = static_cast<uint64_t>(window_begin);
-    scene.window_end = scene.window_begin + (Chance(50) ? 5000 : 200);
-    trial.ticks = static_cast<uint64_t>(ticks);
-    trial.pause = static_cast<uint64_t>(Chance(30) ? From(1, 200) : 0);
-    MakeNetwork(scene);
-    MakeTraffic(scene, ticks);
-    if (odd_start) {
-        MakeStarts(scene);
-    }
-    return trial;
-}
 
 // Whether all packets can be accounted for at the end of a trial.
 static bool IsAccountable(const TRIAL &trial)

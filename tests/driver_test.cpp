@@ -139,6 +139,16 @@ TEST_F(DriverTest, OfferedLoadAndPacketSize)
     EXPECT_EQ(DAT_LENGTH, 248);       // ((1500 + 38) * 8 + 221) / 216 = 57; (57 + 5) * 4
     EXPECT_EQ(DataTicks(), 252);      // ((1500 + 4) * 8 + 221) / 216 = 56; (56 + 7) * 4
     EXPECT_EQ(PayloadTicks(), 224);
+    // Bytes around which a frame becomes a symbol longer, first on the air, then in what it
+    // carries.
+    const int lengths[][3] = {{1452, 248, 248}, {1453, 252, 248}, {1479, 252, 252},
+                              {1480, 256, 252}, {1472, 252, 248}, {1473, 252, 252},
+                              {1445, 248, 244}, {1446, 248, 248}, {0, 36, 32}};
+    for (const auto &[bytes, on_air, carried] : lengths) {
+        SetPacketSize(bytes);
+        EXPECT_EQ(Fields(PACKET_PAYLOAD_LENGTH, DataTicks(), DAT_LENGTH),
+                  Fields(bytes + 28, on_air, carried));
+    }
     FreeState(); // the program takes its own
     g_settings.trial_num = 1;
     g_settings.load_num = 1;

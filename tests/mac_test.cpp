@@ -78,6 +78,17 @@ TEST_F(MacTest, RtsCtsDataAck)
     EXPECT_EQ(Fields(node[0].retry_count, node[0].timeout_hop[1], node[0].cw), Fields(1, 1, 31));
 }
 
+TEST_F(MacTest, RtsAboveTheThreshold)
+{
+    for (const int threshold : {247, 248}) { // a packet says 248
+        StartScene();
+        g_settings.rts_threshold = threshold;
+        Queue(0, 1);
+        RunTicks(35);
+        EXPECT_EQ(node[0].state, threshold == 247 ? STATE_TRTS : STATE_TDAT);
+    }
+}
+
 // tick       302       331                 409          661      677   705
 // station 0  |         | time-out, EIFS 78 | DATA again | waits        | idle
 // station 1  | ACK, missed                 | receives   | SIFS   | ACK | idle
@@ -150,16 +161,20 @@ TEST_F(MacTest, RelaysCarryAPacketAlongTheLine)
                   Fields(8 * 330 + 286, 0, 0));
     }
     // A full relay acknowledges, and logs nothing. A contender takes a frame after 28 ticks.
-    StartScene();
-    UseLine();
-    g_settings.queue_limit = 1;
-    Queue(1, 9, 9000);
-    Queue(0, 9);
-    EXPECT_EQ(Timeline(340, {0, 1}), (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
-                                            "0 D&CW, 62 RDAT, 286 WTACK, 302 TACK, 330 D&CW"}));
-    const NODE &relay = node[1];
-    EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num),
-              Fields(1, 1, 0, 0));
+    for (const int taken : {0, 1}) {
+        StartScene();
+        UseLine();
+        g_settings.queue_limit = 2 + taken;
+        Queue(1, 9, 9000);
+        Queue(1, 9, 9000);
+        Queue(0, 9);
+        EXPECT_EQ(Timeline(340, {0, 1}), (LINES{"0 D&CW, 34 TDAT, 286 RACK, 330 IDLE",
+                                                "0 D&CW, 62 RDAT, 286 WTACK, 302 TACK, 330 D&CW"}));
+        const NODE &relay = node[1];
+        EXPECT_EQ(Fields(relay.rx_dat_num, relay.over_num, relay.recv_num, relay.recv_log_num,
+                         relay.buffer_num),
+                  Fields(1, 1 - taken, taken, taken, 2 + taken));
+    }
 }
 
 // A frame of `type` for `receiver`, heard by `station` up to its last tick.
@@ -231,11 +246,14 @@ TEST_F(MacTest, AnswerStates)
         own.nav = c.nav;
         own.timer = c.timer;
         own.idle_count = static_cast<uint64_t>(c.idle);
+        own.rx_flag = 1;
         if (c.state == STATE_WRCTS) {
             HearFrame(0, FRAME_CTS, 1, 0); // complete in the tick of the time-out: too late
         }
         RunTicks(1);
-        EXPECT_EQ(Fields(own.state, own.retry_count), Fields(c.after, c.retries))
+        // Whoever gives up lets go of the frame it is locked to.
+        EXPECT_EQ(Fields(own.state, own.retry_count, own.rx_flag),
+                  Fields(c.after, c.retries, c.after != STATE_DCW))
             << c.state << " " << c.nav << " " << c.timer;
     }
     TxPacket(0, FRAME_ACK);
@@ -248,24 +266,30 @@ TEST_F(MacTest, AnswerStates)
 
 TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)
 {
-    Queue(4, 5);
-    NODE &own = node[4];
-    own.buffer[0].receiver = 7;
-    own.state = STATE_RACK;
-    own.timer = 1;
-    HearFrame(4, FRAME_ACK, 7, 4);
-    g_sim_time = 9'000'000; // the head packet has become too old for a hop delay
-    RunTicks(9'000'001);
-    // 7 is not the upper neighbour, so the lower one's count goes down.
-    EXPECT_EQ(Fields(own.buffer_hop_num[3], own.buffer_hop_num[5], own.buffer_hop_num[7]),
-              Fields(-1, 1, 0));
-    EXPECT_EQ(Fields(own.buffer_num, own.hop_delay_sum[7], own.ack_ok_num), Fields(0, 0, 1));
+    for (const uint64_t tick : {8'999'999, 9'000'000}) {
+        StartScene();
+        Queue(4, 5);
+        NODE &own = node[4];
+        own.buffer[0].receiver = 7;
+        own.state = STATE_RACK;
+        own.timer = 1;
+        HearFrame(4, FRAME_ACK, 7, 4);
+        g_sim_time = tick;
+        RunTicks(tick + 1);
+        // 7 is not the upper neighbour, so the lower one's count goes down.
+        EXPECT_EQ(Fields(own.buffer_hop_num[3], own.buffer_hop_num[5], own.buffer_hop_num[7]),
+                  Fields(-1, 1, 0));
+        // In the second case the head packet has become too old for a hop delay.
+        EXPECT_EQ(Fields(own.buffer_num, own.hop_delay_sum[7], own.ack_ok_num),
+                  Fields(0, tick == 9'000'000 ? 0 : tick, 1));
+    }
 }
 
 TEST_F(MacTest, WhoGetsAFrame)
 {
     Queue(2, 3);
     node[5].rx_error = 1;
+    g_sim_time = 70;
     for (const int type : {FRAME_RTS, FRAME_CTS, FRAME_DATA, FRAME_ACK}) {
         node[4].rx_flag = node[5].rx_flag = 0;
         HearFrame(2, FRAME_DATA, 3, 2);
@@ -276,7 +300,14 @@ TEST_F(MacTest, WhoGetsAFrame)
         EXPECT_EQ(Fields(node[4].signal_num, node[5].signal_num, node[6].signal_num),
                   Fields(type + 1, type + 1, 0));
         EXPECT_EQ(Fields(node[4].rx_frame.type, node[4].rx_frame.receiver), Fields(type, 3));
-        EXPECT_EQ(node[5].signal_list[type].frame_no, type); // the frames are numbered from 0
+        const SIGNAL &signal = node[5].signal_list[type];
+        EXPECT_EQ(Fields(signal.kind, signal.receiver, signal.sender, signal.frame_no,
+                         signal.start_time, signal.end_mark),
+                  Fields(type, 3, 2, type, 70, 0)); // the frames are numbered from 0
+        // The head records of all stations say that they began in tick 0.
+        EXPECT_EQ(Fields(node[2].same_start_flag, node[5].same_start_flag, node[6].same_start_flag),
+                  Fields(type == FRAME_DATA, type == FRAME_DATA, 0));
+        node[2].same_start_flag = node[5].same_start_flag = 0;
     }
     // CTS of station 5 to 4: the row of 4 has the number of neighbour 7. CTS of 9 to 8: the row has
     // a number beyond the neighbours of 9.

@@ -35,6 +35,7 @@ class OutputTest : public testing::Test
   protected:
     void SetUp() override
     {
+        g_settings = {};
         // A directory per process: the tests may run side by side.
         dir = fs::path(testing::TempDir()) / ("dcfsim_output_test" + std::to_string(getpid()));
         fs::remove_all(dir);
@@ -155,6 +156,8 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     node[1].recv_from[0] = 1250;
     ave_delay[0] = 1250 * 400;
     node[0].hop_delay_sum[1] = 1250 * 300;
+    node[0].hop_extra_sum[1] = 1250;
+    node[0].hop_extra_sum2[1] = 1250 * 2;
     node[0].drop_hop[1] = 50;
     node[0].over_num = 5;
     node[0].link_tx_num[1] = 100;
@@ -181,6 +184,8 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     EXPECT_EQ(record.flow_offered_throughput[0][1], 1.0);
     EXPECT_EQ(record.flow_delay[0], 800.0);
     EXPECT_EQ(record.link_delay[0][1], 600.0);
+    EXPECT_EQ(record.link_delay_b[0][1], 2.0);
+    EXPECT_EQ(record.link_delay_c[0][1], 4.0);
     EXPECT_EQ(record.link_throughput[0][1], 2.0);
     EXPECT_EQ(record.link_slot_d[0][1], 0.04);
     EXPECT_EQ(record.drop_ratio[0], 0.004); // 5 of 2500 arrivals
@@ -217,15 +222,17 @@ TEST_F(OutputTest, CollisionBlock)
         col[0][1][row].total = collided[row];
         dp[0][1][row].total = repeated[row];
     }
-    col[0][1][ROW_HID].pairing[PAIRING_DA] = 6;
-    dp[0][1][ROW_HID].pairing[PAIRING_DA] = 2;
+    const int32_t pairings[PAIRING_NUM][2] = {{8, 3}, {6, 2}, {5, 4}, {3, 1}};
+    for (int k = 0; k < PAIRING_NUM; k++) {
+        col[0][1][ROW_HID].pairing[k] = pairings[k][0];
+        dp[0][1][ROW_HID].pairing[k] = pairings[k][1];
+    }
     col[9][8][ROW_CON].total = 7; // counted, yet the link never carried a frame
 
     WriteCollision(1, 3000);
     EXPECT_EQ(Line("collision.txt", 0), "trial = \t2");
     EXPECT_EQ(Line("collision.txt", 1), "num_off = \t3.000000");
-    // x = 1000 * 330 / 3e7; in brackets without frames that had collided before; pro stands before
-    // phy.
+    // x = 1000 * 330 / 3e7; in brackets without repeats; pro stands before phy.
     EXPECT_EQ(Line("collision.txt", 3),
               "  0 ->  1 \t   1000 \t     40 \t     30 \t     10 \t      4 \t      5 \t      1 \t"
               "      3 \t      2 \t      1 \t      1 \t    0.01100\t     0.04000\t"
@@ -234,9 +241,9 @@ TEST_F(OutputTest, CollisionBlock)
     EXPECT_PRED2(HasPrefix, Line("collision.txt", 12), "  9 ->  8 \t      0 \t      0 \t      7 ");
     EXPECT_EQ(Line("collision.txt", 22), "●  0 ->  1 ");
     EXPECT_EQ(Line("collision.txt", 26),
-              "hid \t     10(      8)\t       0(      0) \t      6(      4) \t      0(      0) \t"
-              "      0(      0)\t     0.00000(    0.00000) \t    0.00600(    0.00400)\t"
-              "     0.00000(    0.00000)\t     0.00000(    0.00000)");
+              "hid \t     10(      8)\t       8(      5) \t      6(      4) \t      5(      1) \t"
+              "      3(      2)\t     0.00800(    0.00500) \t    0.00600(    0.00400)\t"
+              "     0.00500(    0.00100)\t     0.00300(    0.00200)");
     // 9 forward blocks of 7 lines each end at line 84.
     EXPECT_EQ(Line("collision.txt", 85), " 9 ->  8\t ");
     EXPECT_EQ(Line("collision.txt", 88),
@@ -252,20 +259,35 @@ TEST_F(OutputTest, NodeStatistics)
     g_ariv_rate = 1.0 / 12000.0;
     NODE &source = node[2];
     source.gene_num = 2500;
-    source.tx_num = source.link_tx_num[3] = 2600;
-    source.timeout_num = source.timeout_hop[3] = 100;
+    source.tx_num = 2600;
+    source.link_tx_num[3] = 2599;
+    source.timeout_num = 101;
+    source.timeout_hop[3] = 100;
     source.drop_num = 5;
+    source.over_num = 9;
+    source.rx_dat_num = 8;
+    source.recv_num = 7;
+    source.recv_from[3] = 6;
+    source.dup_num = 3;
+    source.buffer_avg = 1.25;
     source.send_time = 3'000'000;
     source.busy_time = 6'000'000;
-    source.idle_time = 21'000'000;
+    source.busy_queue_time = 4'500'000;
+    source.idle_time = 20'000'000;
+    source.backoff_time = 1'500'000;
     source.backoff_draws = 4;
     source.backoff_slot_sum = 30;
     NODE &destination = node[3];
-    destination.tx_num = destination.link_tx_num[2] = 1000;
-    destination.timeout_num = destination.timeout_hop[2] = 250;
+    destination.tx_num = 1000;
+    destination.link_tx_num[2] = 999;
+    destination.timeout_num = 250;
+    destination.timeout_hop[2] = 249;
+    destination.over_num = 11;
     destination.rx_dat_num = 2501;
-    destination.recv_num = destination.recv_from[2] = 2500;
+    destination.recv_num = 2500;
+    destination.recv_from[2] = 2499;
     destination.dup_num = 1;
+    destination.buffer_avg = 0.5;
     trans_con[8][9] = 15'000'000;
     X_count[8][9] = 1;
     Y_count[8][9] = 2;
@@ -275,15 +297,15 @@ TEST_F(OutputTest, NodeStatistics)
     EXPECT_EQ(Line("node_stat.txt", 4), "g_interval = 12000\tload = 1.000000");
     EXPECT_EQ(Line("node_stat.txt", 5), "g_ariv_rate = 0.000083\tload = 83.333333");
     EXPECT_EQ(Line("node_stat.txt", 9),
-              "  2 \t    2500 \t    2600 \t    2600\t    0.00000\t    100\t    100\t      0\t"
-              "      5\t    0.00200\t      0\t      0\t      0\t      0\t      0\t      0\t"
-              "    0.00000\t    7.50000\t    0.10000\t    1.00000\t    0.00000\t"
-              "0.133333\t0.200000\t0.000000\t0.700000\t0.000000\t1.000000");
+              "  2 \t    2500 \t    2600 \t    2599\t    0.00000\t    101\t    100\t      0\t"
+              "      5\t    0.00200\t      9\t      8\t      7\t      0\t      6\t      3\t"
+              "    1.25000\t    7.50000\t    0.10000\t    1.00000\t    0.00280\t"
+              "0.133333\t0.200000\t0.150000\t0.666667\t0.050000\t0.966667");
     // x = (1000 * 296 + 750 * 34) / 3e7; no arrivals: the drop rate is 0 / 0; one draw of 0 slots.
     EXPECT_EQ(Line("node_stat.txt", 10),
-              " 3 \t      0 \t   1000 \t      0 \t   1000 \t    250 \t      0 \t    250 \t"
-              "      0 \t       -nan\t      0 \t   2501 \t   2500 \t   2500\t       0\t       1\t"
-              "     0.00000 \t    0.00000 \t    0.01072 \t    0.00000\t     1.00000\t"
+              " 3 \t      0 \t   1000 \t      0 \t    999 \t    250 \t      0 \t    249 \t"
+              "      0 \t       -nan\t     11 \t   2501 \t   2500 \t   2499\t       0\t       1\t"
+              "     0.50000 \t    0.00000 \t    0.01072 \t    0.00000\t     1.00000\t"
               "inf\t0.000000\t0.000000\t0.000000\t0.000000\t0.000000");
     EXPECT_EQ(Line("trans_con.txt", 6), "2-4\t2-8");
     EXPECT_EQ(Line("trans_con.txt", 52), "node[8][9]\t    0.50000\t1\t2\t3");

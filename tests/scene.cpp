@@ -7,7 +7,6 @@
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/tick.h"
-#include "tests/state_compare.h"
 #include "topology/random.h"
 #include "topology/routing.h"
 
@@ -30,6 +29,7 @@ static void ForgetPast()
     }
     count_cw = 0;
     temp_non = 0;
+    load = 0;
     g_counter = 0;
     g_ariv_rate2 = 0.0;
 }
@@ -125,7 +125,7 @@ void SetUpScene(const SCENE &scene)
         }
     }
     for (const START &start : scene.starts) {
-        SetField(start.station, start.field, start.value);
+        start.field.set(node[start.station], start.value);
     }
     for (int i = 0; i < NODE_NUM; ++i) {
         PutOnAir(i);
@@ -169,7 +169,7 @@ std::string DescribeScene(const SCENE &scene)
              << " to " << sending.dst << ", nav_value " << sending.nav_value;
     }
     for (const START &start : scene.starts) {
-        text << "\nstation " << start.station << ": " << start.field << " = " << start.value;
+        text << "\nstation " << start.station << ": " << start.field.name << " = " << start.value;
     }
     return text.str();
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "driver/constants.h"
+#include "driver/records.h"
 #include "driver/settings.h"
 #include "fastforward/stream.h"
 
@@ -21,11 +22,23 @@ struct SENDING {
     int32_t nav_value = 0; // 0: as all packets of the scene; RTS_VALUE: RTS and CTS first
 };
 
-// A field that a station starts with, by its name as state_compare.h reports it. A station that
-// starts in a state that sends is given its signal at all stations that hear it.
+// An integer field of a station: its name, as state_compare.h reports it, and how it is set.
+struct OWN_FIELD {
+    const char *name;
+    void (*set)(NODE &own, int64_t value);
+};
+#define OWN(field)                                                                                 \
+    OWN_FIELD                                                                                      \
+    {                                                                                              \
+#field,                                                                                    \
+            [](NODE & own, int64_t value) { own.field = static_cast<decltype(own.field)>(value); } \
+    }
+
+// A field that a station starts with. A station that starts in a state that sends is given its
+// signal at all stations that hear it.
 struct START {
     int32_t station;
-    const char *field;
+    OWN_FIELD field;
     int64_t value;
 };
 

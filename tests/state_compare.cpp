@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cstring>
 #include <sstream>
+#include <string_view>
 #include <type_traits>
 
 #include "driver/state.h"
@@ -86,6 +87,12 @@ static const std::vector<FIELD> NODE_FIELDS = [] {
     }
     return fields;
 }();
+
+// A field more, which changes these sizes, belongs into the lists above. Queue and log are compared
+// packet by packet and key by key.
+static_assert(sizeof(PACKET) == 88);
+static_assert(sizeof(SIGNAL) == 48);
+static_assert(sizeof(NODE) - sizeof(QUEUE) - sizeof(FRAME_LOG) == 2448);
 
 struct GLOBAL {
     FIELD field;
@@ -218,16 +225,71 @@ std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual)
     return "more values than expected";
 }
 
-void SetField(int station, const char *name, int64_t value)
+// Calls `visit` with piece, index and bytes of every value that is not zero.
+template <class VISIT> static void ForEachValue(const SNAPSHOT &snapshot, const VISIT &visit)
 {
-    for (const FIELD &field : NODE_FIELDS) {
-        if (field.name == name) {
-            char *to = reinterpret_cast<char *>(&node[station]) + field.offset;
-            const auto narrow = static_cast<int32_t>(value);
-            const void *from = &value;
-            std::memcpy(to, field.type == TYPE_I32 ? &narrow : from, Width(field));
-            return;
+    constexpr char ZERO[sizeof(int64_t)] = {};
+    for (const PIECE &piece : snapshot.pieces) {
+        const size_t width = Width(*piece.field);
+        const char *bytes = snapshot.bytes.data() + piece.at;
+        for (int k = 0; k < piece.count; ++k, bytes += width) {
+            if (std::memcmp(bytes, ZERO, width) != 0) {
+                visit(piece, k, bytes);
+            }
         }
     }
-    assert(!"no such field");
+}
+
+// Mixes `value` into `hash`; all bits of the result depend on all of both.
+static uint64_t Mix(uint64_t hash, uint64_t value)
+{
+    hash = (hash ^ value) * 0x9E3779B97F4A7C15;
+    hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93;
+    return hash ^ hash >> 32;
+}
+
+static uint64_t Mix(uint64_t hash, std::string_view text)
+{
+    for (const char c : text) {
+        hash = Mix(hash, static_cast<unsigned char>(c));
+    }
+    return hash;
+}
+
+uint64_t HashOf(const SNAPSHOT &snapshot)
+{
+    uint64_t sum = 0;
+    const PIECE *last = nullptr;
+    uint64_t name = 0; // of the last piece
+    ForEachValue(snapshot, [&](const PIECE &piece, int k, const char *bytes) {
+        if (&piece != last) {
+            last = &piece;
+            name = Mix(Mix(0, piece.field->name), static_cast<uint64_t>(piece.station));
+            name = piece.list == nullptr
+                       ? name
+                       : Mix(Mix(name, piece.list), static_cast<uint64_t>(piece.place));
+        }
+        const int64_t value =
+            piece.field->type == TYPE_I32 ? Read<int32_t>(bytes) : Read<int64_t>(bytes);
+        sum += Mix(Mix(name, static_cast<uint64_t>(k)), static_cast<uint64_t>(value));
+    });
+    return sum;
+}
+
+std::string TextOf(const SNAPSHOT &snapshot)
+{
+    std::vector<std::string> lines;
+    ForEachValue(snapshot, [&lines](const PIECE &piece, int k, const char *bytes) {
+        std::ostringstream line;
+        WriteName(line, piece, k);
+        line << ": ";
+        WriteValue(line, piece.field->type, bytes);
+        lines.push_back(line.str() + "\n");
+    });
+    std::ranges::sort(lines);
+    std::string text;
+    for (const std::string &line : lines) {
+        text += line;
+    }
+    return text;
 }

@@ -32,5 +32,10 @@ SNAPSHOT TakeSnapshot();
 // The first difference in words: station, field, both values. Empty if there is none.
 std::string FirstDifference(const SNAPSHOT &expected, const SNAPSHOT &actual);
 
-// Sets an integer field of a station, by the name under which differences are reported.
-void SetField(int station, const char *name, int64_t value);
+// One number for all of a snapshot: the sum of a hash for each value that is not zero, made from
+// its name and the value, so neither the order nor the width of fields enters. A field more that is
+// always zero leaves it as it is; one that is renamed changes it.
+uint64_t HashOf(const SNAPSHOT &snapshot);
+
+// All values that are not zero, a line each, `name: value`, sorted by name.
+std::string TextOf(const SNAPSHOT &snapshot);

@@ -1,4 +1,5 @@
 // Placement, routes and arrivals.
+#include <algorithm>
 #include <numeric>
 
 #include "tests/model_fixture.h"
@@ -33,12 +34,14 @@ TEST_F(TopologyTest, NeighbourLists)
 
     node[1].pos_x = 40.0; // at the limit itself, and 20 m from station 2
     node[3].pos_x = 100.0001;
+    node[4].pos_x = 110.0; // at the limit of carrier sense from station 2, station 5 beyond
+    node[5].pos_x = 110.0001;
     node[9].pos_x = 1000.0;
     g_settings.carrier_sense_range_m = 50.0; // the two lists have tests of their own
     EXPECT_EQ(CheckConnection(), 0);
     EXPECT_EQ(Connected(0), std::vector<int>{1});
     EXPECT_EQ(Connected(2), std::vector<int>{1});
-    EXPECT_EQ(Interfering(2), (std::vector<int>{1, 3}));
+    EXPECT_EQ(Interfering(2), (std::vector<int>{1, 3, 4}));
 }
 
 TEST_F(TopologyTest, Routes)
@@ -55,6 +58,14 @@ TEST_F(TopologyTest, Routes)
               Fields(5, 3, -1, -1));
     MakeTable_Rand();
     EXPECT_EQ(Fields(NextHop(4, 3), NextHop(4, 5)), Fields(3, 5));
+    const ROUTE routes[] = {{4, 9, 6}, {2, 9, 4}, {4, 1, 2}, {4, 9, 7}};
+    std::ranges::copy(routes, g_settings.route_list);
+    g_settings.route_num = 4;
+    g_settings.routing = ROUTING_LIST;
+    StartScene();
+    EXPECT_EQ(Fields(NextHop(4, 9), NextHop(4, 1), NextHop(2, 9), NextHop(2, 1), NextHop(4, 5)),
+              Fields(7, 2, 4, -1, -1));
+    EXPECT_EQ(Fields(node[4].table[0][TABLE_NEXT], node[4].table[2][TABLE_NEXT]), Fields(6, 7));
 }
 
 // Sum of a field over all stations.
@@ -99,12 +110,51 @@ TEST_F(TopologyTest, Arrivals)
 
     StartScene();
     g_settings = {};
+    g_settings.queue_limit = 3;
     g_sim_time = 20'000'000;
+    for (int i = 0; i < 5; ++i) {
+        GenePacket(2, 3);
+    }
+    EXPECT_EQ(Fields(node[2].buffer_num, node[2].over_num, node[2].packet_seq), Fields(3, 2, 3));
     g_ariv_rate = 0.0;
     g_ariv_rate2 = 1.0;
     Generic_flow1(5); // never
     Generic_flow2(5);
     EXPECT_EQ(Fields(node[5].gene_num, node[5].buffer[0].receiver), Fields(1, 4));
+}
+
+// Makes every coming draw of RandUniform(0, 1) this one, at least for a few.
+static void FixDraws(double draw)
+{
+    const auto raw = static_cast<int64_t>(draw / RAND_SCALE);
+    std::ranges::fill(g_shuffle.iv, raw);
+    g_shuffle.iy = (raw / RAND_DIVISOR + 1) % RAND_TABLE_NUM * RAND_DIVISOR + 1; // another place
+    idum = 1;
+}
+
+// Weights 2, 1 and 3: six shares, of which the flows own 0 and 1, 2, and 3 to 5.
+TEST_F(TopologyTest, SharesOfAFlow)
+{
+    const FLOW flows[] = {{0, 1, 2}, {7, 6, 1}, {4, 3, 3}};
+    std::ranges::copy(flows, g_settings.flow_list);
+    g_settings.flow_num = 3;
+    ShareArrivals();
+    g_ariv_rate = 1.0 / 6.0;
+    EXPECT_EQ(ArrivalProbability(), 1.0);
+    const int owner[] = {0, 0, 1, 2, 2, 2};
+    for (int share = 0; share < 6; ++share) {
+        for (const double place : {0.0001, 0.9999}) { // just inside both ends of the share
+            StartScene();
+            ShareArrivals();
+            FixDraws((share + place) / 6.0);
+            GenePacketAll();
+            const FLOW &flow = flows[owner[share]];
+            EXPECT_EQ(Fields(Sum(&NODE::buffer_num), node[flow.from].buffer_num,
+                             node[flow.from].buffer[0].dst),
+                      Fields(1, 1, flow.to))
+                << share << " " << place;
+        }
+    }
 }
 
 TEST_F(TopologyTest, NewPacket)
