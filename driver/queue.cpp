@@ -14,11 +14,9 @@ void InitPacket(PACKET *packet)
     packet->payload_time = 0;
     packet->src = EMPTY;
     packet->dst = EMPTY;
-    packet->reserved = 0;
     packet->sender = EMPTY;
     packet->receiver = EMPTY;
     packet->seq = EMPTY;
-    packet->unused = EMPTY;
     packet->corrupt = EMPTY;
     packet->age_base = 0;
 }

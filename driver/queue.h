@@ -14,17 +14,17 @@ struct PACKET {
     int32_t payload_time; // airtime of the payload, 0 in control frames
     int32_t src;          // station where the packet was created
     int32_t dst;          // station it finally goes to
-    int32_t reserved;     // always 0; nothing reads it
     int32_t sender;       // station transmitting on this hop
     int32_t receiver;     // station addressed on this hop
     int32_t seq;          // sequence number, counted per `src`
-    int32_t unused;       // all ones like an empty `seq`; nothing reads it
     int32_t corrupt;      // 0 in every frame sent; EMPTY until a frame is copied in
     uint64_t gen_time;    // tick of creation
     uint64_t hop_time;    // tick from which this hop's delay counts
     uint64_t tx_start;    // tick at which the DATA frame was last started
     uint64_t age_base;    // tick of the first access attempt in the window, 0 before
     uint64_t id;          // `gene_num` of the source at creation; not unique
+
+    static constexpr int32_t reserved = 0; // nothing reads it, and it takes no room in the record
 };
 
 // A change of `hop_time` that waits for the packets with this id to reach the head. It is made

@@ -44,8 +44,8 @@ TEST_F(DriverTest, InitNodeLeavesOnlyTheNamedFieldsOffZero)
     EXPECT_TRUE(TakeBytes(&own, front, 0));
     EXPECT_TRUE(TakeBytes(&own.rx_flag, back, 0));
     for (const PACKET &p : {own.rx_frame, own.buffer.head}) {
-        EXPECT_EQ(Fields(p.type, p.src, p.dst, p.sender, p.receiver, p.seq, p.unused, p.corrupt),
-                  Fields(-1, -1, -1, -1, -1, -1, -1, -1));
+        EXPECT_EQ(Fields(p.type, p.src, p.dst, p.sender, p.receiver, p.seq, p.corrupt),
+                  Fields(-1, -1, -1, -1, -1, -1, -1));
         EXPECT_EQ(Fields(p.nav_value, p.duration, p.payload_time, p.age_base), Fields(0, 0, 0, 0));
         constexpr uint64_t OLD = 0x5A5A5A5A5A5A5A5A; // outlives the load point
         EXPECT_EQ(Fields(p.gen_time, p.hop_time, p.tx_start, p.id), Fields(OLD, OLD, OLD, OLD));

@@ -42,8 +42,8 @@ static size_t Width(const FIELD &field)
 
 static const std::vector<FIELD> PACKET_FIELDS = {
 #define ROW(name) FIELD_OF(PACKET, name)
-    ROW(type), ROW(nav_value), ROW(duration), ROW(payload_time), ROW(src), ROW(dst), ROW(reserved), ROW(sender),
-    ROW(receiver), ROW(seq), ROW(unused), ROW(corrupt), ROW(gen_time), ROW(tx_start), ROW(age_base), ROW(id),
+    ROW(type), ROW(nav_value), ROW(duration), ROW(payload_time), ROW(src), ROW(dst), ROW(sender),
+    ROW(receiver), ROW(seq), ROW(corrupt), ROW(gen_time), ROW(tx_start), ROW(age_base), ROW(id),
     ROW(hop_time), // last: see BEHIND_HEAD
 #undef ROW
 };
@@ -90,9 +90,9 @@ static const std::vector<FIELD> NODE_FIELDS = [] {
 
 // A field more, which changes these sizes, belongs into the lists above. Queue and log are compared
 // packet by packet and key by key.
-static_assert(sizeof(PACKET) == 88);
+static_assert(sizeof(PACKET) == 80);
 static_assert(sizeof(SIGNAL) == 48);
-static_assert(sizeof(NODE) - sizeof(QUEUE) - sizeof(FRAME_LOG) == 2448);
+static_assert(sizeof(NODE) - sizeof(QUEUE) - sizeof(FRAME_LOG) == 2440);
 
 struct GLOBAL {
     FIELD field;

@@ -68,11 +68,9 @@ void GenePacket(int src, int dst)
     packet.payload_time = PayloadTicks();
     packet.src = src;
     packet.dst = dst;
-    packet.reserved = 0;
     packet.sender = src;
     packet.receiver = NextHop(src, dst);
     packet.seq = static_cast<int32_t>(own.packet_seq++);
-    packet.unused = EMPTY;
     packet.corrupt = 0;
     packet.gen_time = g_sim_time;
     packet.hop_time = g_sim_time;
