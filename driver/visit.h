@@ -43,7 +43,6 @@ void NoteReceiveStage();
 void BringUpToDate(int station);
 void WakeStation(int station, STAGE stage);
 void QueueChanges(int station);
-void NoteFrame(int station);
 void EnterActive(uint32_t active);
 
 inline STATION_SET Visited(STAGE stage)
@@ -73,7 +72,10 @@ inline NODE &Reach(int station, STAGE stage)
         WakeStation(station, stage);
     }
     if (stage == STAGE_RX) {
-        NoteFrame(station);
+        // An idle station reacts to a frame at once, others when they have heard some of it.
+        const NODE &own = node[station];
+        const bool acts = own.state == STATE_IDLE || own.rx_count != 0;
+        g_visited[STAGE_RX] |= static_cast<uint32_t>(acts) << station;
     } else if (stage == STAGE_FLAG) {
         g_visited[STAGE_FLAG] |= 1U << station;
     }

@@ -1,6 +1,7 @@
 #include "fastforward/engine.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <iterator>
 
@@ -97,14 +98,6 @@ void WakeStation(int station, STAGE stage)
         }
     }
     LeaveSleep(bit);
-}
-
-// An idle station reacts to a frame at once, others when they have heard some of it.
-void NoteFrame(int station)
-{
-    const NODE &own = node[station];
-    const bool acts = own.state == STATE_IDLE || own.rx_count != 0;
-    g_visited[STAGE_RX] |= static_cast<uint32_t>(acts) << station;
 }
 
 void QueueChanges(int station)
@@ -207,7 +200,6 @@ static void EndTick()
     SLEEPERS sleepers = {g_active & ~awake, g_carriers & ~awake, g_counting, g_waiting};
     for (const int i : STATION_SET{awake}) {
         Sleep(i, tick, sleepers);
-        ++g_visit_num;
     }
     g_active = sleepers.active;
     g_carriers = sleepers.carriers;
@@ -216,6 +208,7 @@ static void EndTick()
     g_visited[STAGE_CHANNEL] = 0;
     SetActive(g_active);
     ++g_event_tick_num;
+    g_visit_num += static_cast<uint64_t>(std::popcount(awake));
 }
 
 // Before a stretch all records are complete, whatever they hold: every station is looked at in its
