@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "driver/state_table.h"
+#include "tools/result_tree.h"
 
 namespace fs = std::filesystem;
 
@@ -175,4 +176,73 @@ TEST(Documents, KeptBehaviour)
     for (const std::string &test : tests) {
         EXPECT_EQ(known.count(test), 1U) << test;
     }
+}
+
+// All that a pattern with lists of alternatives in braces stands for.
+static std::vector<std::string> Expand(const std::string &pattern)
+{
+    const size_t open = pattern.find('{');
+    const size_t close = pattern.find('}', open);
+    if (close == std::string::npos) {
+        return {pattern};
+    }
+    std::vector<std::string> found;
+    for (size_t begin = open + 1; begin <= close;) {
+        const size_t end = std::min(pattern.find(',', begin), close);
+        for (const std::string &rest : Expand(pattern.substr(close + 1))) {
+            found.push_back(pattern.substr(0, open) + pattern.substr(begin, end - begin) + rest);
+        }
+        begin = end + 1;
+    }
+    return found;
+}
+
+static std::set<std::string> ExpandAll(const std::string &cell)
+{
+    std::set<std::string> found;
+    for (const std::string &pattern : Quoted(cell)) {
+        const std::vector<std::string> names = Expand(pattern);
+        found.insert(names.begin(), names.end());
+    }
+    return found;
+}
+
+TEST(Documents, QuantitiesOfTheResultFiles)
+{
+    std::set<ROW> expected; // file, kind, quantity, unit
+    std::set<std::string> files;
+    for (const FILE_FORM &form : ResultForms()) {
+        files.insert(form.name);
+        for (const LINE &line : form.lines) {
+            for (const CELL &cell : line) {
+                if (cell.is_value && cell.kind != nullptr) {
+                    expected.insert({form.name, cell.kind, cell.text, cell.unit});
+                }
+            }
+        }
+    }
+    std::set<ROW> told;
+    std::set<std::string> told_files;
+    for (const ROW &row : Table(ReadDocument("results.md"), "Files")) {
+        ASSERT_EQ(row.size(), 5U) << row.front();
+        for (const std::string &file : ExpandAll(row[0])) {
+            told_files.insert(file);
+            for (const std::string &quantity : ExpandAll(row[2])) {
+                EXPECT_TRUE(told.insert({file, row[1], quantity, row[3]}).second)
+                    << file << " " << quantity << " stands twice";
+            }
+        }
+    }
+    const auto list_difference = [](const std::set<ROW> &from, const std::set<ROW> &without) {
+        std::string text;
+        for (const ROW &row : from) {
+            text += without.count(row) == 0
+                        ? "\n" + row[0] + " " + row[1] + " " + row[2] + " " + row[3]
+                        : "";
+        }
+        return text;
+    };
+    EXPECT_EQ(list_difference(expected, told), "") << "not in the document";
+    EXPECT_EQ(list_difference(told, expected), "") << "in the document alone";
+    EXPECT_EQ(told_files, files);
 }
