@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <random>
 #include <set>
@@ -173,6 +174,15 @@ static VALUE Collisions(int row, int pairing, bool kept, bool per_frame)
     };
 }
 
+static std::string Join(std::initializer_list<std::string_view> parts)
+{
+    std::string joined;
+    for (const std::string_view part : parts) {
+        joined.append(part);
+    }
+    return joined;
+}
+
 static VALUES CollisionValues()
 {
     VALUES values;
@@ -196,10 +206,10 @@ static VALUES CollisionValues()
             const std::string end = kept ? "_kept" : "";
             for (int k = EMPTY; k < PAIRING_NUM && row <= ROW_PRO; ++k) {
                 const std::string pairing = k == EMPTY ? "" : std::string("_") + pairings[k];
-                values["link " + name + pairing + "_frames" + end + " frames"] =
+                values[Join({"link ", name, pairing, "_frames", end, " frames"})] =
                     Collisions(row, k, kept, false);
                 if (k != EMPTY) {
-                    values["link p_" + name + pairing + end + " 1"] =
+                    values[Join({"link p_", name, pairing, end, " 1"})] =
                         Collisions(row, k, kept, true);
                 }
             }
