@@ -27,6 +27,7 @@ void AppendPacket(int station, const PACKET &packet)
     assert(own.buffer_num < QUEUE_SLOTS);
     own.buffer[own.buffer_num] = packet;
     ++own.buffer_num;
+    // Kept: without a next hop it is in the length alone, which stands in front of these counts.
     if (IsStation(packet.receiver)) {
         ++own.buffer_hop_num[packet.receiver];
     }

@@ -100,6 +100,8 @@ static void CountHopDelay(int station)
 {
     NODE &own = node[station];
     const PACKET &packet = own.buffer[0];
+    // Kept: what is acknowledged in front of the window, or not counted below, starts nothing at
+    // the next hop: the delay there counts from the hop before, or from the creation of the packet.
     if (!InWindow()) {
         return;
     }
@@ -109,6 +111,8 @@ static void CountHopDelay(int station)
             static_cast<double>(g_settings.hop_age_limit) &&
         IsStation(packet.receiver)) {
         own.hop_delay_sum[packet.receiver] += g_sim_time - packet.hop_time;
+        // Kept: by the id alone, which every source counts for itself. Packets of the receiver's
+        // own and of other sources with the same id start anew, too.
         SetHopTime(packet.receiver, packet.id, g_sim_time);
     }
     delay_write(station);
@@ -122,6 +126,8 @@ static void FinishHead(int station)
         // Kept: the count is that of the upper or the lower neighbour by index, whoever else the
         // packet went to.
         const int hop = own.buffer[0].receiver == station + 1 ? station + 1 : station - 1;
+        // Kept: a hop that is no station, as below station 0, is counted nowhere; in the record the
+        // length of the queue stands just before the first of these counts.
         if (IsStation(hop)) {
             --Reach(station, STAGE_BUFFER).buffer_hop_num[hop];
         }

@@ -35,6 +35,7 @@ void SetNav(int station, int kind)
 static void DropHead(int station)
 {
     NODE &own = node[station];
+    // Kept: a packet without a next hop is in no count, as where it was queued.
     if (own.buffer_num > 0 && IsStation(own.buffer[0].receiver)) {
         --Reach(station, STAGE_BUFFER).buffer_hop_num[own.buffer[0].receiver];
     }

@@ -80,6 +80,8 @@ static void WriteDestination(int station)
     int sender = station - 1;
     // Kept: the share of time spent sending is reckoned from the frames sent here, while a source
     // shows what was measured.
+    // Kept: with RTS there may be more time-outs than DATA frames. The difference then wraps, which
+    // makes the share too small, or a huge number where the sum falls below 0.
     uint64_t acknowledged = counted.tx_num - static_cast<uint64_t>(counted.timeout_num);
     uint64_t send_ticks = counted.tx_num * static_cast<uint64_t>(DataTicks() + SIFS + ACK_TICKS) +
                           acknowledged * DIFS;

@@ -107,7 +107,7 @@ static void WriteHeaders()
             label_2(*file.backward);
         }
     }
-    label_1(g_fp);
+    label_1(g_fp); // Kept: the table that follows it in result.txt is one by flows.
     label_node(g_fpy_d);
     label_1(g_fpblock); // Kept: block.txt gets no rows.
     Print(g_fpd, "off1\t delay1\toff2\tdelay2\n");

@@ -283,6 +283,48 @@ TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)
         EXPECT_EQ(Fields(own.buffer_num, own.hop_delay_sum[7], own.ack_ok_num),
                   Fields(0, tick == 9'000'000 ? 0 : tick, 1));
     }
+    // Without a next hop nothing is counted. In the record the length of the queue stands in front
+    // of the counts, where an index of -1 would take it down, too.
+    StartScene();
+    NODE &own = node[0];
+    Queue(0, 1);
+    Queue(0, 7); // no route
+    Queue(0, 7);
+    EXPECT_EQ(Fields(own.buffer_num, own.buffer_hop_num[1], own.buffer[1].receiver),
+              Fields(3, 1, EMPTY));
+    own.state = STATE_RACK;
+    own.timer = 1;
+    own.buffer[0].receiver = EMPTY;
+    HearFrame(0, FRAME_ACK, 1, 0);
+    RunTicks(1);
+    EXPECT_EQ(Fields(own.buffer_num, own.buffer_hop_num[1]), Fields(2, 1));
+    own.retry_count = RETRY_LIMIT;
+    Timeout(0);
+    EXPECT_EQ(Fields(own.buffer_num, own.buffer_hop_num[1], own.drop_num), Fields(1, 1, 1));
+}
+
+// An ACK in tick 330 restarts the hop delay of what has the id of its packet at the next hop.
+TEST_F(MacTest, HopTimesGoByTheId)
+{
+    for (const uint64_t id : {0, 1}) {
+        StartScene();
+        Queue(0, 1);
+        Queue(1, 0, 9000);
+        node[1].buffer[0].id = id; // a packet of station 1's own
+        RunTicks(331);
+        EXPECT_EQ(Fields(node[0].hop_delay_sum[1], node[1].buffer[0].hop_time),
+                  Fields(330, id == 0 ? 330 : 0));
+    }
+    // A relayed packet acknowledged in front of the window: the next hop counts from its creation.
+    for (const uint64_t begin : {330, 331}) {
+        StartScene();
+        UseLine();
+        g_settings.window_begin = begin;
+        Queue(0, 9);
+        RunTicks(661);
+        EXPECT_EQ(Fields(node[0].hop_delay_sum[1], node[1].hop_delay_sum[2]),
+                  begin == 330 ? Fields(330, 330) : Fields(0, 660));
+    }
 }
 
 TEST_F(MacTest, WhoGetsAFrame)

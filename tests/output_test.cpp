@@ -288,6 +288,8 @@ TEST_F(OutputTest, NodeStatistics)
     destination.recv_from[2] = 2499;
     destination.dup_num = 1;
     destination.buffer_avg = 0.5;
+    node[5].tx_num = 1; // with RTS: more time-outs than DATA frames
+    node[5].timeout_num = 10;
     trans_con[8][9] = 15'000'000;
     X_count[8][9] = 1;
     Y_count[8][9] = 2;
@@ -307,6 +309,8 @@ TEST_F(OutputTest, NodeStatistics)
               "      0 \t       -nan\t     11 \t   2501 \t   2500 \t   2499\t       0\t       1\t"
               "     0.50000 \t    0.00000 \t    0.01072 \t    0.00000\t     1.00000\t"
               "inf\t0.000000\t0.000000\t0.000000\t0.000000\t0.000000");
+    // x = (1 * 296 - 9 * 34) / 3e7 wraps to (2^64 - 10) / 3e7.
+    EXPECT_NE(Line("node_stat.txt", 12).find("\t614891469123.65173 \t"), std::string::npos);
     EXPECT_EQ(Line("trans_con.txt", 6), "2-4\t2-8");
     EXPECT_EQ(Line("trans_con.txt", 52), "node[8][9]\t    0.50000\t1\t2\t3");
     trans_con[8][9] = X_count[8][9] = Y_count[8][9] = Z_count[8][9] = 0;
