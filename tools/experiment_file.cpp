@@ -174,7 +174,7 @@ class FORM_CHECK : public nlohmann::json_sax<json>
         std::string path;
         for (const LEVEL &level : levels) {
             if (!level.keys.empty()) {
-                path += (path.empty() ? "" : ".") + Plain(level.key);
+                path.append(path.empty() ? "" : ".").append(Plain(level.key));
             } else if (level.values > 0) {
                 path = At(path, level.values - 1);
             }
