@@ -1,6 +1,5 @@
 #include "driver/program.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 

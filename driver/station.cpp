@@ -1,6 +1,7 @@
 #include "driver/station.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "driver/state.h"

@@ -1,8 +1,6 @@
 // The starting state of the stations, and their way back to rest after an exchange.
 #pragma once
 
-#include "driver/constants.h"
-
 // Puts all stations into the state in which a load point begins: idle, empty queue, fresh backoff,
 // placed and routed. Draws one backoff per station.
 void InitAllNode();

@@ -1,5 +1,7 @@
 #include "mac/transmit.h"
 
+#include <cstdint>
+
 #include "driver/station.h"
 #include "driver/visit.h"
 #include "mac/frame.h"

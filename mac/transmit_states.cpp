@@ -1,4 +1,6 @@
 // The states of the transmit side that send a frame, or wait SIFS before they do.
+#include <cstdint>
+
 #include "driver/state.h"
 #include "driver/station.h"
 #include "mac/frame.h"

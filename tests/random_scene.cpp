@@ -1,9 +1,14 @@
 #include "tests/random_scene.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <initializer_list>
 #include <random>
 #include <string>
+#include <vector>
+
+#include "driver/constants.h"
+#include "driver/settings.h"
 
 // What the fields of a station may start with: multiples of `unit`, `low` to `high` of them.
 struct START_RANGE {

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
