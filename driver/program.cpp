@@ -1,6 +1,5 @@
 #include "driver/program.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -34,6 +33,7 @@ bool RunPacketSize(int32_t data_length, const std::string &out)
     std::puts(size_dir.c_str());
     mkdir(size_dir.c_str(), DIRECTORY_MODE);
     mkdir((size_dir + "/fig").c_str(), DIRECTORY_MODE);
+    unlink((size_dir + "/SHA256SUMS").c_str()); // hashes of older results fit the new ones no more
     const bool is_open = fileopen(size_dir.c_str());
     load = g_settings.load_num - 1;
     std::printf("load=%d\n", load);

@@ -8,9 +8,9 @@
 std::string ResultDirectory(const std::string &out);
 
 // Runs one sweep of the settings at a packet size of `data_length` bytes of application data and
-// leaves its results in ResultDirectory(out); what is missing of that directory is made. Returns
-// whether every result file could be opened and was written in full. Ends the process with status 1
-// if memory is short.
+// leaves its results in ResultDirectory(out), of which it makes the last level, and `fig` in it;
+// the caller has made the rest. Returns whether every result file could be opened and was written
+// in full. Ends the process with status 1 if memory is short.
 bool RunPacketSize(int32_t data_length, const std::string &out);
 
 // Fixes the seed of the settings, unless one is given, to what the clock shows. From then on all

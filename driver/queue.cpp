@@ -34,28 +34,28 @@ void AppendPacket(int station, const PACKET &packet)
 }
 
 // Where the changes for packets with this `id` stand in the table of `queue`, or would stand.
-static ID_TOUCH &TouchOf(QUEUE &queue, uint64_t id)
+static HOP_CHANGE &ChangeOf(QUEUE &queue, uint64_t id)
 {
-    uint64_t slot = id % TOUCH_SLOTS;
-    while (queue.touch[slot].epoch == queue.epoch && queue.touch[slot].id != id) {
-        slot = (slot + 1) % TOUCH_SLOTS;
+    uint64_t slot = id % CHANGE_SLOTS;
+    while (queue.change[slot].epoch == queue.epoch && queue.change[slot].id != id) {
+        slot = (slot + 1) % CHANGE_SLOTS;
     }
-    return queue.touch[slot];
+    return queue.change[slot];
 }
 
 // Forgets all waiting changes: no packet they were meant for is in the ring any more.
-static void ForgetTouches(QUEUE &queue)
+static void ForgetChanges(QUEUE &queue)
 {
     ++queue.epoch;
-    queue.touch_num = 0;
+    queue.change_num = 0;
 }
 
-// Writes a waiting change into `packet`, whose place in the order of arrival is `arrival`.
-static void ApplyTouch(QUEUE &queue, PACKET &packet, uint64_t arrival)
+// Makes the change that waits for `packet`, if one does; it was the `arrival`-th in the ring.
+static void MakeChange(QUEUE &queue, PACKET &packet, uint64_t arrival)
 {
-    const ID_TOUCH &touch = TouchOf(queue, packet.id);
-    if (touch.epoch == queue.epoch && arrival < touch.before) {
-        packet.hop_time = touch.time;
+    const HOP_CHANGE &change = ChangeOf(queue, packet.id);
+    if (change.epoch == queue.epoch && arrival < change.before) {
+        packet.hop_time = change.time;
     }
 }
 
@@ -71,8 +71,8 @@ void RemoveHead(int station)
         return;
     }
     queue.head = queue.rest[queue.first];
-    if (queue.touch_num > 0) {
-        ApplyTouch(queue, queue.head, queue.taken);
+    if (queue.change_num > 0) {
+        MakeChange(queue, queue.head, queue.taken);
     }
     ++queue.taken;
     ++queue.first;
@@ -80,14 +80,11 @@ void RemoveHead(int station)
     if (queue.first == QUEUE_LIMIT || buffer_num == 1) {
         queue.first = 0;
     }
-    if (buffer_num == 1 && queue.touch_num > 0) {
-        ForgetTouches(queue);
+    if (buffer_num == 1 && queue.change_num > 0) {
+        ForgetChanges(queue);
     }
 }
 
-// Packets behind the head have their `hop_time` changed when they reach it, which is the first time
-// that anything reads it: of several changes to one packet the last one counts, and a packet that
-// came after a change has a later place in the order of arrival than the change covers.
 void SetHopTime(int station, uint64_t id, uint64_t time)
 {
     QUEUE &queue = node[station].buffer;
@@ -98,18 +95,18 @@ void SetHopTime(int station, uint64_t id, uint64_t time)
     if (waiting <= 0) {
         return;
     }
-    if (queue.touch_num == TOUCH_SLOTS / 2) {
-        // Rare enough to be paid for by the changes since the last time.
+    if (queue.change_num == CHANGE_SLOTS / 2) {
+        // The table is full: they are made now, which is paid for by all that did not have to be.
         for (int i = 0; i < waiting; ++i) {
-            ApplyTouch(queue, queue[i + 1], queue.taken + static_cast<uint64_t>(i));
+            MakeChange(queue, queue[i + 1], queue.taken + static_cast<uint64_t>(i));
         }
-        ForgetTouches(queue);
+        ForgetChanges(queue);
     }
-    ID_TOUCH &touch = TouchOf(queue, id);
-    if (touch.epoch != queue.epoch) {
-        ++queue.touch_num;
+    HOP_CHANGE &change = ChangeOf(queue, id);
+    if (change.epoch != queue.epoch) {
+        ++queue.change_num;
     }
-    touch = {id, time, queue.taken + static_cast<uint64_t>(waiting), queue.epoch};
+    change = {id, time, queue.taken + static_cast<uint64_t>(waiting), queue.epoch};
 }
 
 void InitQueue(int station)
@@ -118,7 +115,7 @@ void InitQueue(int station)
     own.buffer_num = 0;
     own.buffer.first = 0;
     InitPacket(&own.buffer.head);
-    ForgetTouches(own.buffer);
+    ForgetChanges(own.buffer);
 }
 
 // The entry of `log` for this key, or the unused one where it would be put. Keys of one source

@@ -27,18 +27,33 @@ struct PACKET {
     static constexpr int32_t reserved = 0; // nothing reads it, and it takes no room in the record
 };
 
-// A change of `hop_time` that waits for the packets with this id to reach the head. It is made
-// there and not at once because a plain array would be walked from end to end for it, all 100,001
-// places at every acknowledged packet, while nothing reads the `hop_time` of a packet before it is
-// served.
-struct ID_TOUCH {
-    uint64_t id;
-    uint64_t time;   // the new hop_time
-    uint64_t before; // packets of a lower place in the order of arrival are meant
-    uint64_t epoch;  // the entry is in use if this equals the queue's epoch
+// A change of `hop_time` that waits for packets behind the head. SetHopTime means all packets with
+// an id; a plain array would be walked from end to end for it, all 100,001 places at every
+// acknowledged packet, while nothing reads the `hop_time` of a packet before it is served. So the
+// change is noted once and made in each of these packets when it becomes the head.
+//
+//     position      0 (head)    1     2     3                  4 packets; 41 have left the ring,
+//     arrival           40     41    42    43                  the head was the last of them
+//     id                 7      8     7     9
+//
+//     SetHopTime(7, 900)        head: at once; noted: {id 7, time 900, before 44}
+//     AppendPacket(id 7)        arrival 44
+//     RemoveHead                41 is the head: nothing is noted for id 8
+//     RemoveHead                42 is the head: id 7, and 42 < 44: hop_time 900
+//     RemoveHead twice          44 is the head: id 7, but came behind the change: keeps its own
+//
+// A second change of the same id takes the place of the first: who still waits for the first is
+// meant by the second too, and the last one counts. When the ring runs empty nobody waits for a
+// change any more. All are then forgotten at once by counting the queue's epoch up, which leaves
+// every entry with an old one.
+struct HOP_CHANGE {
+    uint64_t id;     // of the packets meant
+    uint64_t time;   // their new hop_time
+    uint64_t before; // meant are packets with a lower arrival: those that waited at the time
+    uint64_t epoch;  // the entry is in use if this is the queue's epoch
 };
 
-constexpr int TOUCH_SLOTS = 1 << 17; // table size; half of it is used at most
+constexpr int CHANGE_SLOTS = 1 << 17; // table size; half of it is used at most
 
 // The queue: position 0 is the packet being served, the others follow in order of arrival. The
 // number of packets is kept beside it in `NODE::buffer_num`.
@@ -51,12 +66,12 @@ constexpr int TOUCH_SLOTS = 1 << 17; // table size; half of it is used at most
 // that every tick reads then share few pages.
 struct QUEUE {
     PACKET head;
-    PACKET *rest;      // ring of positions 1, 2, ...; QUEUE_LIMIT places
-    ID_TOUCH *touch;   // open addressing by id; TOUCH_SLOTS entries
-    int32_t first;     // ring place of position 1
-    int32_t touch_num; // entries of `touch` in use
-    uint64_t taken;    // packets that have left the ring
-    uint64_t epoch;    // of the entries in `touch` now in use; 0 marks unused memory
+    PACKET *rest;       // ring of positions 1, 2, ...; QUEUE_LIMIT places
+    HOP_CHANGE *change; // open addressing by id; CHANGE_SLOTS entries
+    int32_t first;      // ring place of position 1
+    int32_t change_num; // entries of `change` in use
+    uint64_t taken;     // packets that have left the ring: the arrival of position 1
+    uint64_t epoch;     // of the entries in `change` now in use; 0 marks unused memory
 
     // Position `i` of the queue, 0 to QUEUE_LIMIT.
     PACKET &operator[](int i)
@@ -87,7 +102,7 @@ struct FRAME_LOG {
 // The long arrays of one station.
 struct QUEUE_MEMORY {
     PACKET rest[QUEUE_LIMIT];
-    ID_TOUCH touch[TOUCH_SLOTS];
+    HOP_CHANGE change[CHANGE_SLOTS];
     LOG_ENTRY entry[QUEUE_SLOTS];
     int32_t place[LOG_SLOTS];
 };

@@ -83,7 +83,7 @@ bool AllocateState()
     for (int i = 0; i < NODE_RECORDS; ++i) {
         QUEUE_MEMORY &memory = g_queue_memory[i];
         node[i].buffer.rest = memory.rest;
-        node[i].buffer.touch = memory.touch;
+        node[i].buffer.change = memory.change;
         node[i].recv_log = {memory.entry, memory.place};
     }
     return true;

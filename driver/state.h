@@ -1,12 +1,16 @@
 // The shared state of the model: the large tables, the clock, the parameters of the load point.
-// All of it is global and plain; one process runs one simulation at a time.
+// All of it is global and plain; one process runs one simulation at a time. Who includes it has the
+// records, constants and settings too.
 #pragma once
 
 #include <cstdint>
 
+// IWYU pragma: begin_exports
 #include "driver/constants.h"
+#include "driver/queue.h"
 #include "driver/records.h"
 #include "driver/settings.h"
+// IWYU pragma: end_exports
 
 extern NODE *node;                   // NODE_RECORDS stations
 extern RESULT *result;               // load + 2 load points

@@ -1,6 +1,7 @@
 #include "driver/station.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "driver/state.h"
@@ -50,15 +51,23 @@ void InitNode(int station)
     InitPacket(&own.rx_frame);
 }
 
-// What every kind of reset does first.
-static void ReturnToRest(NODE &own)
+void ReturnToRest(int station)
 {
+    NODE &own = node[station];
     own.state = own.buffer_num >= 1 ? STATE_DCW : STATE_IDLE;
     own.timer = 0;
     own.nav = 0;
     own.idle_count = 0;
     own.rx_count = 0;
     own.difs_idle_num = 0;
+}
+
+void BeginAccess(int station)
+{
+    NODE &own = node[station];
+    if (own.buffer_num >= 1 && InWindow() && own.retry_count == 0) {
+        own.buffer[0].age_base = g_sim_time;
+    }
 }
 
 // Draws a backoff of 0 to `cw` slots.
@@ -73,10 +82,8 @@ void ResetNode(int station, int kind)
     NODE &own = node[station];
     switch (kind) {
     case RESET_DONE:
-        ReturnToRest(own);
-        if (own.buffer_num >= 1 && InWindow() && own.retry_count == 0) {
-            own.buffer[0].age_base = g_sim_time;
-        }
+        ReturnToRest(station);
+        BeginAccess(station);
         if (own.retry_count == 0) {
             own.cw = CW_MIN;
         }
@@ -87,7 +94,7 @@ void ResetNode(int station, int kind)
         own.rx_flag = 0;
         break;
     case RESET_RETRY:
-        ReturnToRest(own);
+        ReturnToRest(station);
         own.cw = (own.cw + 1) * 2 - 1;
         if (own.cw >= CW_MAX) {
             own.cw = CW_MAX;
@@ -97,11 +104,11 @@ void ResetNode(int station, int kind)
         own.rx_flag = 0;
         break;
     case RESET_RESUME:
-        ReturnToRest(own);
+        ReturnToRest(station);
         own.rx_flag = 0;
         break;
     case RESET_KEEP:
-        ReturnToRest(own);
+        ReturnToRest(station);
         break;
     default:
         break;

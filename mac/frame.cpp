@@ -1,5 +1,7 @@
 #include "mac/frame.h"
 
+#include <cstdint>
+
 #include "driver/bookkeeping.h"
 #include "driver/state.h"
 #include "driver/visit.h"

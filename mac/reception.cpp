@@ -1,11 +1,12 @@
 // The receive states that end an exchange: DATA accepted and acknowledged, ACK received.
+#include <cstdint>
+
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/visit.h"
 #include "mac/receive.h"
 #include "mac/timeout.h"
 #include "output/accounting.h"
-#include "topology/routing.h"
 
 // A new frame for this station: the end of its road.
 static void Accept(int station)

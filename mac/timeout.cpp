@@ -1,5 +1,7 @@
 #include "mac/timeout.h"
 
+#include <cstdint>
+
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/visit.h"

@@ -1,5 +1,8 @@
 #include "mac/transmit.h"
 
+#include <cstdint>
+
+#include "driver/station.h"
 #include "driver/visit.h"
 #include "mac/frame.h"
 
@@ -49,9 +52,7 @@ void TxStateIdle(int station)
     own.state = STATE_DCW;
     own.idle_count = 0;
     own.difs_idle_num = 0;
-    if (InWindow() && own.retry_count == 0) {
-        own.buffer[0].age_base = g_sim_time;
-    }
+    BeginAccess(station);
 }
 
 // What every station was doing when `sender` began a DATA frame: active, busy, or neither.

@@ -1,8 +1,6 @@
 // The transmit side of the stations: contention, and the states that send a frame or are about to.
 #pragma once
 
-#include <cstdint>
-
 #include "driver/state.h"
 
 // One step of the transmit side of every station. A station handled later sees what an

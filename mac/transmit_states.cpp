@@ -1,4 +1,6 @@
 // The states of the transmit side that send a frame, or wait SIFS before they do.
+#include <cstdint>
+
 #include "driver/state.h"
 #include "driver/station.h"
 #include "mac/frame.h"
@@ -100,20 +102,8 @@ void TxStateTxAck(int station)
         return;
     }
     g_event = 1;
-    // Kept: unlike a reset this leaves the receive lock, and the station contends with the backoff
-    // it had.
-    if (own.buffer_num >= 1) {
-        own.state = STATE_DCW;
-        if (InWindow() && own.retry_count == 0) {
-            own.buffer[0].age_base = g_sim_time;
-        }
-    } else {
-        own.state = STATE_IDLE;
-    }
-    own.timer = 0;
-    own.nav = 0;
-    own.idle_count = 0;
-    own.rx_count = 0;
-    own.difs_idle_num = 0;
+    // Kept: no reset; the receive lock stays, and the station contends with the backoff it had.
+    ReturnToRest(station);
+    BeginAccess(station);
     WithdrawSignal(station);
 }

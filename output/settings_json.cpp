@@ -86,7 +86,7 @@ static std::string Flows(const SETTINGS &settings)
 
 std::string SettingsAsJson(const SETTINGS &settings, int indent)
 {
-    MEMBERS members{"\n" + std::string(static_cast<size_t>(indent), ' '), ""};
+    MEMBERS members{std::string("\n").append(static_cast<size_t>(indent), ' '), ""};
     if (settings.seed != SEED_FROM_CLOCK) {
         members.Add("seed", std::to_string(settings.seed));
     }

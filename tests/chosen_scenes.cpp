@@ -1,5 +1,8 @@
 #include "tests/chosen_scenes.h"
 
+#include "driver/constants.h"
+#include "driver/settings.h"
+
 // The pairs of the experiment with every receiver moved aside: in a range of less than 30 m the
 // senders are hidden from each other, but not from all receivers.
 static std::vector<POSITION> MovedReceivers(double shift_m)
@@ -69,6 +72,11 @@ static const std::vector<SCENE> SCENES = {
     {.name = "StaleHopCount", .load_kbps = 500, .sendings = {{0, 2, 3}, {0, 3, 2, 900}},
      .starts = {{2, OWN(state), STATE_RACK}, {2, OWN(timer), 10},
                 {2, OWN(retry_count), RETRY_LIMIT}, {2, OWN(buffer[0].receiver), EMPTY}}},
+    // Station 2 has passed the end of its backoff, which wrapped when a carrier froze it: with no idle
+    // tick counted it is over, and the station sends into the carrier once its NAV ends.
+    {.name = "BackoffWrapped", .sendings = {{0, 2, 3}},
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 100}, {2, OWN(state), STATE_DCW},
+                {2, OWN(nav), 20}, {2, OWN(backoff), -DIFS}}},
     {.name = "NavEndsOnAir", .ariv_rate = 0.25, .queue_limit = 100,
      .starts = {{2, OWN(state), STATE_TDAT}, {2, OWN(timer), 13}, {2, OWN(nav), 6}}},
 };

@@ -1,6 +1,8 @@
 // Whole runs of the program.
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -32,21 +34,29 @@ static std::string ReadManifest(const std::string &dir)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Found during the run it says that the run has not ended; behind it, how long it took.
+// Found during the run it says that the run has not ended; behind it, how long it took. The hashes
+// of older results are gone by then.
 TEST(EndToEnd, ManifestTellsTheSeedAndTheEnd)
 {
     static std::string during;
     static std::string dir;
+    static std::string hashes;
     dir = MakeScratchDirectory();
-    std::filesystem::create_directory(dir + "/result");
+    hashes = dir + "/result/10node_design/1500/SHA256SUMS";
+    std::filesystem::create_directories(dir + "/result/10node_design/1500");
     std::ofstream(dir + "/result/manifest.json") << "of an older run";
+    std::ofstream(hashes) << "of an older run";
     g_settings = {};
     g_settings.trial_num = g_settings.load_num = 1;
     g_settings.sim_ticks = 1000;
     g_clock = [] { return int64_t{1'700'000'000}; };
-    g_on_progress = [](double) { during = ReadManifest(dir); };
+    g_on_progress = [](double) {
+        during = ReadManifest(dir);
+        EXPECT_FALSE(std::filesystem::exists(hashes));
+    };
     RunProgramIn(dir);
     g_on_progress = nullptr;
+    EXPECT_FALSE(std::filesystem::exists(hashes));
     const std::string after = ReadManifest(dir);
     const std::string seed = "\n        \"seed\": 1700000000,\n";
     EXPECT_NE(during.find(seed), std::string::npos) << during;

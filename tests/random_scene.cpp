@@ -1,9 +1,14 @@
 #include "tests/random_scene.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <initializer_list>
 #include <random>
 #include <string>
+#include <vector>
+
+#include "driver/constants.h"
+#include "driver/settings.h"
 
 // What the fields of a station may start with: multiples of `unit`, `low` to `high` of them.
 struct START_RANGE {
@@ -105,6 +110,7 @@ static void MakeStarts(SCENE &scene)
 
 TRIAL MakeTrial(uint64_t number)
 {
+    constexpr size_t SHORTEST_BLOCK = 16; // draws of the stream; refilled most often
     g_generator.seed(number);
     TRIAL trial;
     SCENE &scene = trial.scene;
@@ -114,7 +120,7 @@ TRIAL MakeTrial(uint64_t number)
     const int64_t window_begin = start + (Chance(50) ? From(0, 300) : 0);
     scene.name = "scene " + std::to_string(number);
     scene.seed = From(1, 2'000'000'000);
-    scene.stream_block = Chance(50) ? STREAM_LANES : STREAM_BLOCK;
+    scene.stream_block = Chance(50) ? SHORTEST_BLOCK : 0;
     scene.start_tick = static_cast<uint64_t>(start);
     scene.window_begin = static_cast<uint64_t>(window_begin);
     scene.window_end = scene.window_begin + (Chance(50) ? 5000 : 200);

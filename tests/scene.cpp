@@ -7,6 +7,9 @@
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/tick.h"
+#ifdef DCFSIM_FAST_FORWARD
+#include "fastforward/stream.h"
+#endif
 #include "topology/random.h"
 #include "topology/routing.h"
 
@@ -135,7 +138,9 @@ void SetUpScene(const SCENE &scene)
 
 void RunScene(const SCENE &scene, uint64_t until, bool plain)
 {
-    g_stream_block = scene.stream_block;
+#ifdef DCFSIM_FAST_FORWARD
+    g_stream_block = scene.stream_block != 0 ? scene.stream_block : STREAM_BLOCK;
+#endif
     const uint64_t begin = g_sim_time; // what enters before this tick is in the queues
     for (const SENDING &sending : scene.sendings) {
         if (sending.tick > begin && sending.tick <= until) {

@@ -1,6 +1,7 @@
 // Scenes for tests and benchmark: a network, its traffic and the state it starts in, as data.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -8,7 +9,6 @@
 #include "driver/constants.h"
 #include "driver/records.h"
 #include "driver/settings.h"
-#include "fastforward/stream.h"
 
 // `nav_value` of a packet that goes with RTS and CTS, above the threshold of all scenes.
 constexpr int32_t RTS_VALUE = 100'001;
@@ -59,7 +59,7 @@ struct SCENE {
     uint64_t window_end = 40'000'000;
     uint64_t start_tick = 0;            // where the clock starts
     int64_t seed = 1'700'000'000;       // what the wall clock shows
-    size_t stream_block = STREAM_BLOCK; // draws per block in fast runs
+    size_t stream_block = 0;            // draws per block in fast runs; 0: as in the program
     std::vector<SENDING> sendings = {}; // by tick
     std::vector<START> starts = {};
     void (*tweak)() = nullptr; // called last

@@ -1,5 +1,6 @@
 // Prints the signature of the program; see Usage.
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "tests/signature.h"

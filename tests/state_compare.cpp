@@ -8,7 +8,6 @@
 #include <type_traits>
 
 #include "driver/state.h"
-#include "fastforward/stream.h"
 #include "topology/random.h"
 
 enum TYPE { TYPE_I32, TYPE_I64, TYPE_F64 }; // unsigned values are shown as signed ones

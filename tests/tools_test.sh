@@ -418,7 +418,8 @@ END
 Install() {
     cmake --install "$BIN" --prefix "$SCRATCH/usr" >/dev/null
     local program
-    for program in dcfsim dcfsim-check dcfsim-export dcfsim-figures dcfsim-replicate; do
+    for program in dcfsim dcfsim-check dcfsim-experiment dcfsim-export dcfsim-figures \
+        dcfsim-replicate; do
         [[ -x usr/bin/$program ]] || Fail "$program is not installed"
         grep -q "^\.SH NAME" "usr/share/man/man1/$program.1" || Fail "$program has no man page"
         [[ $program == dcfsim ]] && continue

@@ -14,6 +14,7 @@
 
 #include "tools/hashes.h"
 #include "tools/read_tree.h"
+#include "tools/result_tree.h"
 
 static const char LIST_NAME[] = "SHA256SUMS";
 

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -174,7 +176,7 @@ class FORM_CHECK : public nlohmann::json_sax<json>
         std::string path;
         for (const LEVEL &level : levels) {
             if (!level.keys.empty()) {
-                path += (path.empty() ? "" : ".") + Plain(level.key);
+                path.append(path.empty() ? "" : ".").append(Plain(level.key));
             } else if (level.values > 0) {
                 path = At(path, level.values - 1);
             }

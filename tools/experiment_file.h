@@ -1,6 +1,7 @@
 // Reads an experiment file (docs/experiment-file.md) into settings, and refuses what cannot be run.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "driver/settings.h"

@@ -7,6 +7,7 @@
 
 #include "tools/options.h"
 #include "tools/read_tree.h"
+#include "tools/result_tree.h"
 
 static const char PROGRAM[] = "dcfsim-export";
 

@@ -1,12 +1,14 @@
 #include "tools/quantities.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <string_view>
 #include <tuple>
 
 #include "tools/read_tree.h"
+#include "tools/result_tree.h"
 
 constexpr size_t NO_QUANTITY = SIZE_MAX;
 

@@ -1,7 +1,6 @@
 // What a set of replications says together.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 

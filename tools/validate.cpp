@@ -6,6 +6,7 @@
 // can be exchanged one by one.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <random>
 #include <string>

@@ -1,6 +1,7 @@
 #include "topology/routing.h"
 
 #include <cassert>
+#include <cstdint>
 
 #include "driver/state.h"
 #include "output/files.h"

@@ -3,6 +3,8 @@
 // to; the first flow owns the first shares, and so on.
 #pragma once
 
+#include <cstdint>
+
 #include "driver/state.h"
 
 extern int32_t g_share_num; // shares of the arrivals

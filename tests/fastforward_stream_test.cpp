@@ -1,0 +1,111 @@
+// The random stream made in blocks against the textbook generator, draw by draw.
+
+#include "fastforward/stream.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <random>
+
+#include "tests/textbook.h"
+#include "topology/random.h"
+
+// A block that an earlier test may have left is forgotten.
+static void SeedStream(const int64_t (&clock)[2], TEXTBOOK &reference)
+{
+    StreamReset();
+    SeedBoth(clock, reference);
+}
+
+// A factor for the test: fixed ones, and ones that a draw soon to come just misses or just passes.
+static double PickFactor(uint64_t choice, TEXTBOOK reference)
+{
+    static constexpr double FACTORS[] = {0.0,        1e-9, 0.0145, 0.0145, 0.5,
+                                         0.99999988, 1.0,  2.0,    -1.0,   NAN};
+    if (choice % 16 < std::size(FACTORS)) {
+        return FACTORS[choice % 16];
+    }
+    double u = 0.0;
+    for (uint64_t i = 0; i <= choice / 16 % 40; ++i) {
+        u = reference.Draw();
+    }
+    return choice % 2 == 0 ? u : std::nextafter(u, 2.0);
+}
+
+static void InterleaveAtRandom(TEXTBOOK &reference, uint64_t seed)
+{
+    std::mt19937_64 pick(seed);
+    double factor = 0.0;
+    for (int i = 0; i < 2500; ++i) {
+        const uint64_t kind = pick() % 64;
+        const uint64_t choice = pick();
+        if (kind < 2) {
+            StreamStop();
+            ExpectSameState(reference);
+            if (choice % 4 != 0) { // otherwise go on one by one for a while
+                StreamStart(choice % 8 < 4 ? 64 : STREAM_BLOCK);
+            }
+        } else if (kind < 5) {
+            factor = PickFactor(choice, reference);
+            StreamSetTest(factor);
+        } else if (kind < 35) {
+            ASSERT_EQ(RandUniform(0.5, 5.5), reference.Draw() * 5.0 + 0.5) << i;
+        } else {
+            const uint64_t count = choice / 16 >> (64 - 4 - choice % 11); // below 2^0 .. 2^10
+            ASSERT_EQ(StreamSkipFailing(count), reference.SkipFailing(factor, count)) << i;
+        }
+    }
+    StreamStop();
+    ExpectSameState(reference);
+}
+
+TEST(Stream, FollowsTheTextbookUnderAnyInterleaving)
+{
+    for (const bool portable_flag : {false, true}) {
+        StreamUsePortable(portable_flag);
+        for (const auto &clock : CLOCKS) {
+            SCOPED_TRACE(testing::Message() << portable_flag << " " << clock[0] << " " << clock[1]);
+            TEXTBOOK reference;
+            SeedStream(clock, reference);
+            if (clock[1] == 1700000001) { // as no seed does: filled again once this one is drawn
+                g_shuffle.iv[7] = 0;
+                reference.iv[7] = 0;
+            }
+            StreamStart(64);
+            InterleaveAtRandom(reference, static_cast<uint64_t>(clock[1]));
+        }
+    }
+    StreamUsePortable(false);
+}
+
+TEST(Stream, SkipsAcrossManyBlocks)
+{
+    // With an all-failing test the state after n draws is the clock times 16807^n modulo P.
+    constexpr uint64_t COUNT = 3000001;
+    TEXTBOOK reference;
+    SeedStream({1700000000, 1700000000}, reference);
+    StreamSetTest(0.0);
+    StreamStart();
+    EXPECT_EQ(StreamSkipFailing(COUNT), COUNT);
+    StreamStop();
+    int64_t expected = 1700000000;
+    int64_t power = 16807;
+    for (uint64_t n = COUNT; n > 0; n /= 2) {
+        expected = n % 2 == 1 ? expected * power % P : expected;
+        power = power * power % P;
+    }
+    EXPECT_EQ(idum, expected);
+}
+
+TEST(Stream, IsForgottenByAReset)
+{
+    TEXTBOOK reference;
+    SeedStream({1700000000, 1700000000}, reference);
+    StreamStart();
+    RandUniform(0.0, 1.0);
+    SeedStream({1700000000, 1700000000}, reference);
+    ASSERT_EQ(RandUniform(0.0, 1.0), reference.Draw()); // one by one
+    ExpectSameState(reference);
+}
