@@ -11,6 +11,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@
 #include "output/result_record.h"
 #include "output/run_header.h"
 #include "output/totals.h"
+#include "topology/routing.h"
 
 namespace fs = std::filesystem;
 using testing::internal::CaptureStdout;
@@ -198,19 +200,53 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     EXPECT_TRUE(std::isnan(record.flow_delay[1]));
 }
 
+// Whether a field of a record holds nothing but `value`; leaves it zero.
+template <class FIELD> static bool TakeValues(FIELD &field, double value)
+{
+    auto *first = reinterpret_cast<double *>(&field);
+    double *end = first + sizeof field / sizeof *first;
+    const bool same = std::all_of(first, end, [=](double v) { return v == value; });
+    std::fill(first, end, 0.0);
+    return same;
+}
+
 TEST_F(OutputTest, InitParameterClearsOnlyItsSelection)
 {
-    for (RESULT &record : records) {
-        double *value = reinterpret_cast<double *>(&record);
-        std::fill_n(value, sizeof record / sizeof *value, 1.0);
-    }
+    const auto values = [this](int k) {
+        return std::span(reinterpret_cast<double *>(&records[k]), sizeof(RESULT) / sizeof(double));
+    };
+    std::ranges::fill(values(0), 1.0);
+    std::ranges::fill(values(1), 1.0);
     init_parameter(); // `load` is 1: record 0 alone
-    EXPECT_EQ(records[0].flow_offered_throughput[0][1], 0.0);
-    EXPECT_EQ(records[0].link_prob[9][9][6], 0.0);
-    EXPECT_EQ(records[0].flow_offered_throughput[1][0], 1.0);
-    EXPECT_EQ(records[0].link_backoff_share[0][1], 1.0);
-    EXPECT_EQ(records[0].link_delay_c[0][1], 1.0);
-    EXPECT_EQ(records[1].link_delay[0][1], 1.0);
+    RESULT &record = records[0];
+    const auto kept = [](auto &...fields) { return (TakeValues(fields, 1.0) && ...); };
+    EXPECT_TRUE(kept(record.flow_offered_throughput[1], record.flow_offered_throughput[2],
+                     record.flow_offered_throughput[3], record.flow_offered_throughput[4],
+                     record.link_backoff_share, record.link_delay_c));
+    EXPECT_TRUE(kept(record.spare, record.flow_pair_spare, record.node_aux, record.node_aux2,
+                     record.spare_last)); // written by nobody
+    const double *first = values(0).data();
+    for (const double &value : values(0)) { // all else is cleared
+        ASSERT_EQ(value, 0.0) << &value - first;
+    }
+    EXPECT_EQ(std::ranges::count(values(1), 1.0), std::ssize(values(1)));
+}
+
+TEST_F(OutputTest, RoutingTables)
+{
+    for (int i = 0; i < NODE_NUM; ++i) {
+        for (int row = 0; row < NODE_NUM; ++row) {
+            node[i].table[row][TABLE_DST] = 10 * i + row;
+            node[i].table[row][TABLE_NEXT] = -i - row;
+        }
+    }
+    TestTable();
+    EXPECT_EQ(Line("result.txt", 0), "node[ 0].table[ 0][DST] =  0");
+    EXPECT_EQ(Line("result.txt", 1), "node[ 0].table[ 0][NEXT] =  0");
+    EXPECT_EQ(Line("result.txt", 2 * 37), "node[ 3].table[ 7][DST] = 37");
+    EXPECT_EQ(Line("result.txt", 2 * 37 + 1), "node[ 3].table[ 7][NEXT] = -10");
+    EXPECT_EQ(Line("result.txt", 2 * 99 + 1), "node[ 9].table[ 9][NEXT] = -18");
+    EXPECT_EQ(Line("result.txt", 2 * 99 + 2), "");
 }
 
 TEST_F(OutputTest, CollisionBlock)
