@@ -105,6 +105,16 @@ static const std::vector<SCENE> SCENES = {
                 {1, OWN(nav), 1}, {2, OWN(nav), 2}, {3, OWN(state), STATE_DCW}, {3, OWN(nav), 1},
                 {9, OWN(state), STATE_DCW}, {9, OWN(backoff), 0}, {9, OWN(idle_count), DIFS - 1},
                 {6, OWN(nav), 1}, {7, OWN(nav), 2}, {8, OWN(state), STATE_DCW}, {8, OWN(nav), 2}}},
+    // The carrier of station 2 goes with its NAV while nobody is near; then a frame of 7 ends.
+    {.name = "CarrierGoesUnseen", .window_end = LAST_TICK,
+     .starts = {{2, OWN(state), STATE_TDAT}, {2, OWN(timer), 50}, {2, OWN(nav), 6},
+                {7, OWN(state), STATE_TACK}, {7, OWN(timer), 15}}},
+    // Stations 0 and 2 never withdraw their frames. They overlap at station 1 without a carrier.
+    {.name = "OverlapWithoutCarrier", .window_end = LAST_TICK,
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 50}, {0, OWN(nav), 5},
+                {1, OWN(state), STATE_TDAT}, {1, OWN(timer), 90}, {1, OWN(nav), 30},
+                {2, OWN(state), STATE_TDAT}, {2, OWN(timer), 50}, {2, OWN(nav), 6},
+                {3, OWN(state), STATE_TACK}, {3, OWN(timer), 15}}},
     // Contending stations without a packet are idle behind their NAV, when packets come to them.
     {.name = "EmptyQueueUnderNav", .ariv_rate = 0.004, .window_end = LAST_TICK,
      .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 900}, {9, OWN(state), STATE_TDAT},

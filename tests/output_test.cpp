@@ -25,6 +25,7 @@
 #include "output/print.h"
 #include "output/result_record.h"
 #include "output/run_header.h"
+#include "output/settings_json.h"
 #include "output/totals.h"
 #include "topology/routing.h"
 
@@ -247,6 +248,74 @@ TEST_F(OutputTest, RoutingTables)
     EXPECT_EQ(Line("result.txt", 2 * 37 + 1), "node[ 3].table[ 7][NEXT] = -10");
     EXPECT_EQ(Line("result.txt", 2 * 99 + 1), "node[ 9].table[ 9][NEXT] = -18");
     EXPECT_EQ(Line("result.txt", 2 * 99 + 2), "");
+}
+
+// Every setting off its default, and no two values alike.
+TEST_F(OutputTest, SettingsAsJson)
+{
+    SETTINGS settings;
+    settings.seed = 11;
+    settings.trial_num = 12;
+    settings.load_num = 3;
+    settings.load_list[0] = 13;
+    settings.load_list[1] = 14;
+    settings.load_list[2] = 15;
+    settings.data_length = 16;
+    settings.sim_ticks = 17;
+    settings.window_begin = 18;
+    settings.window_end = 19;
+    settings.hop_age_limit = 20;
+    settings.queue_limit = 21;
+    settings.log_limit = 22;
+    settings.rts_threshold = 23;
+    settings.transmission_range_m = 24.5;
+    settings.carrier_sense_range_m = 0.1;
+    settings.layout = LAYOUT_EXPLICIT;
+    for (int i = 0; i < NODE_NUM; ++i) {
+        settings.position_list[i] = {30.0 + i, 40.25 + i};
+    }
+    settings.routing = ROUTING_LIST;
+    settings.route_num = 2;
+    settings.route_list[0] = {5, 1, 4};
+    settings.route_list[1] = {6, 2, 3};
+    settings.flow_num = 2;
+    settings.flow_list[0] = {7, 8, 1};
+    settings.flow_list[1] = {9, 0, 2};
+    EXPECT_EQ(SettingsAsJson(settings, 2), R"({
+      "seed": 11,
+      "trials": 12,
+      "loads_kbps": [13, 14, 15],
+      "data_bytes": 16,
+      "ticks": 17,
+      "window": [18, 19],
+      "hop_age_limit": 20,
+      "queue_limit": 21,
+      "log_limit": 22,
+      "rts_threshold": 23,
+      "transmission_range_m": 24.5,
+      "carrier_sense_range_m": 0.1,
+      "stations_m": [[30, 40.25], [31, 41.25], [32, 42.25], [33, 43.25], [34, 44.25], )"
+                                           R"([35, 45.25], [36, 46.25], [37, 47.25], )"
+                                           R"([38, 48.25], [39, 49.25]],
+      "routes": [[5, 1, 4], [6, 2, 3]],
+      "flows": [{"from": 7, "to": 8, "weight": 1}, {"from": 9, "to": 0, "weight": 2}]
+  })");
+    const auto has = [&settings](const std::string &member) {
+        return SettingsAsJson(settings, 0).find("\n    " + member) != std::string::npos;
+    };
+    settings.seed = SEED_FROM_CLOCK;
+    EXPECT_FALSE(has("\"seed\""));
+    settings.route_num = 0;
+    EXPECT_TRUE(has("\"routes\": [],"));
+    const char *const routes[] = {"pairs", "chain", "neighbours"};
+    for (const ROUTING routing : {ROUTING_DESIGN, ROUTING_LINE, ROUTING_NEIGHBOURS}) {
+        settings.routing = routing;
+        EXPECT_TRUE(has(std::string("\"routes\": \"") + routes[routing] + "\","));
+    }
+    settings.layout = LAYOUT_DESIGN;
+    EXPECT_TRUE(has("\"stations_m\": \"pairs\","));
+    settings.layout = LAYOUT_LINE;
+    EXPECT_TRUE(has("\"stations_m\": \"chain\","));
 }
 
 TEST_F(OutputTest, CollisionBlock)
