@@ -105,6 +105,10 @@ static const std::vector<SCENE> SCENES = {
                 {1, OWN(nav), 1}, {2, OWN(nav), 2}, {3, OWN(state), STATE_DCW}, {3, OWN(nav), 1},
                 {9, OWN(state), STATE_DCW}, {9, OWN(backoff), 0}, {9, OWN(idle_count), DIFS - 1},
                 {6, OWN(nav), 1}, {7, OWN(nav), 2}, {8, OWN(state), STATE_DCW}, {8, OWN(nav), 2}}},
+    // An ACK ends in the last tick of its station's NAV, and an RTS for this station begins.
+    {.name = "RtsAsNavEnds", .window_end = LAST_TICK, .sendings = {{0, 0, 1, 1, RTS_VALUE}},
+     .starts = {{0, OWN(state), STATE_DCW}, {0, OWN(backoff), -DIFS}, {0, OWN(nav), 20},
+                {1, OWN(state), STATE_TACK}, {1, OWN(timer), 20}, {1, OWN(nav), 21}}},
     // The carrier of station 2 goes with its NAV while nobody is near; then a frame of 7 ends.
     {.name = "CarrierGoesUnseen", .window_end = LAST_TICK,
      .starts = {{2, OWN(state), STATE_TDAT}, {2, OWN(timer), 50}, {2, OWN(nav), 6},
