@@ -198,7 +198,7 @@ static uint64_t NumberFromEnvironment(const char *name, uint64_t otherwise)
     return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
 }
 
-// With sanitizers a scene takes ten times as long, and what they look for shows in fewer.
+// With sanitizers a scene takes several times as long, and what they look for shows in fewer.
 #ifdef __SANITIZE_ADDRESS__
 constexpr uint64_t SCENE_NUM = 6000;
 #else
