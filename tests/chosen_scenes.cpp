@@ -28,6 +28,8 @@ static SCENE Hidden(const char *name, double shift_m, double range_m, double sen
             .rts_flag = rts};
 }
 
+constexpr uint64_t LAST_TICK = SCENE_TICKS - 1; // of a window that is open all the time
+
 // clang-format off
 static const std::vector<SCENE> SCENES = {
     {.name = "Load0"},
@@ -79,6 +81,63 @@ static const std::vector<SCENE> SCENES = {
                 {2, OWN(nav), 20}, {2, OWN(backoff), -DIFS}}},
     {.name = "NavEndsOnAir", .ariv_rate = 0.25, .queue_limit = 100,
      .starts = {{2, OWN(state), STATE_TDAT}, {2, OWN(timer), 13}, {2, OWN(nav), 6}}},
+    // The NAV of stations 2 and 3 takes their lock away within a frame, of which they hear no more.
+    {.name = "NavEndsUnderLock", .window_end = LAST_TICK, .sendings = {{0, 3, 2}},
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 100}, {2, OWN(nav), 20},
+                {2, OWN(rx_flag), 1}, {2, OWN(rx_frame.corrupt), EMPTY}, {3, OWN(nav), 30},
+                {3, OWN(state), STATE_DCW}, {3, OWN(rx_flag), 1}, {3, OWN(rx_frame.duration), 80}}},
+    // More idle ticks than the backoff had: frozen it is -DIFS, over at once when the NAV ends.
+    {.name = "FrozenBackoffWraps", .window_end = LAST_TICK, .sendings = {{0, 2, 3}},
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 100}, {2, OWN(state), STATE_DCW},
+                {2, OWN(nav), 50}, {2, OWN(backoff), 0}, {2, OWN(idle_count), 72}}},
+    // The NAV ends under a carrier in stations that were about to do something else.
+    {.name = "NavEndsUnderCarrier", .window_end = LAST_TICK,
+     .sendings = {{0, 1, 0}, {0, 3, 2}, {0, 8, 9}},
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 100}, {1, OWN(state), STATE_WTCTS},
+                {1, OWN(timer), 90}, {1, OWN(nav), 11}, {2, OWN(state), STATE_WRDAT},
+                {2, OWN(timer), 90}, {2, OWN(nav), 12}, {3, OWN(state), STATE_RDAT},
+                {3, OWN(nav), 13}, {9, OWN(state), STATE_TDAT}, {9, OWN(timer), 60},
+                {8, OWN(state), STATE_RDAT}, {8, OWN(nav), 60}, {7, OWN(nav), 60}}},
+    // An ACK begins in tick 16 or 17, while NAVs end: stations 2 and 3 get its frame, or lose it.
+    {.name = "NavEndsAsAckBegins", .window_end = LAST_TICK,
+     .sendings = {{0, 2, 3}, {0, 3, 2}, {0, 6, 7}, {0, 7, 6}},
+     .starts = {{1, OWN(state), STATE_WTACK}, {1, OWN(timer), 40}, {1, OWN(rx_frame.sender), 0},
+                {0, OWN(state), STATE_RACK}, {0, OWN(timer), 45}, {2, OWN(state), STATE_DCW},
+                {2, OWN(nav), 17}, {3, OWN(state), STATE_DCW}, {3, OWN(nav), 16},
+                {9, OWN(state), STATE_WTACK}, {9, OWN(timer), 40}, {9, OWN(rx_frame.sender), 8},
+                {8, OWN(state), STATE_RACK}, {8, OWN(timer), 45}, {6, OWN(state), STATE_DCW},
+                {6, OWN(nav), 18}, {7, OWN(nav), 17}}},
+    // NAVs of 1 and 2, in stations that a frame reaches in the first ticks.
+    {.name = "ShortNavs", .window_end = LAST_TICK, .sendings = {{0, 0, 1}, {0, 3, 2}, {0, 9, 8}},
+     .starts = {{0, OWN(state), STATE_DCW}, {0, OWN(backoff), 0}, {0, OWN(idle_count), DIFS},
+                {1, OWN(nav), 1}, {2, OWN(nav), 2}, {3, OWN(state), STATE_DCW}, {3, OWN(nav), 1},
+                {9, OWN(state), STATE_DCW}, {9, OWN(backoff), 0}, {9, OWN(idle_count), DIFS - 1},
+                {6, OWN(nav), 1}, {7, OWN(nav), 2}, {8, OWN(state), STATE_DCW}, {8, OWN(nav), 2}}},
+    // An ACK ends in the last tick of its station's NAV, and an RTS for this station begins.
+    {.name = "RtsAsNavEnds", .window_end = LAST_TICK, .sendings = {{0, 0, 1, 1, RTS_VALUE}},
+     .starts = {{0, OWN(state), STATE_DCW}, {0, OWN(backoff), -DIFS}, {0, OWN(nav), 20},
+                {1, OWN(state), STATE_TACK}, {1, OWN(timer), 20}, {1, OWN(nav), 21}}},
+    // The carrier of station 2 goes with its NAV while nobody is near; then a frame of 7 ends.
+    {.name = "CarrierGoesUnseen", .window_end = LAST_TICK,
+     .starts = {{2, OWN(state), STATE_TDAT}, {2, OWN(timer), 50}, {2, OWN(nav), 6},
+                {7, OWN(state), STATE_TACK}, {7, OWN(timer), 15}}},
+    // Stations 0 and 2 never withdraw their frames. They overlap at station 1 without a carrier.
+    {.name = "OverlapWithoutCarrier", .window_end = LAST_TICK,
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 50}, {0, OWN(nav), 5},
+                {1, OWN(state), STATE_TDAT}, {1, OWN(timer), 90}, {1, OWN(nav), 30},
+                {2, OWN(state), STATE_TDAT}, {2, OWN(timer), 50}, {2, OWN(nav), 6},
+                {3, OWN(state), STATE_TACK}, {3, OWN(timer), 15}}},
+    // Contending stations without a packet are idle behind their NAV, when packets come to them.
+    {.name = "EmptyQueueUnderNav", .ariv_rate = 0.004, .window_end = LAST_TICK,
+     .starts = {{0, OWN(state), STATE_TDAT}, {0, OWN(timer), 900}, {9, OWN(state), STATE_TDAT},
+                {9, OWN(timer), 900}, {2, OWN(state), STATE_DCW}, {2, OWN(nav), 20},
+                {6, OWN(state), STATE_DCW}, {6, OWN(nav), 40}, {8, OWN(state), STATE_DCW},
+                {8, OWN(nav), 60}}},
+    // Stations 0 and 2 start together, and so have 6 and 8 just before the first tick.
+    {.name = "CommonStarts", .window_end = LAST_TICK,
+     .sendings = {{0, 0, 1}, {0, 2, 3}, {0, 6, 7}, {0, 8, 9}},
+     .starts = {{0, OWN(backoff), 0}, {2, OWN(backoff), 0}, {6, OWN(same_start_flag), 1},
+                {8, OWN(same_start_flag), 1}, {8, OWN(nav), 300}, {6, OWN(nav), 300}}},
 };
 // clang-format on
 
@@ -87,6 +146,9 @@ std::vector<SCENE> ChosenScenes()
     constexpr uint64_t OUTSIDE = 50'000;
     std::vector<SCENE> scenes = SCENES;
     for (SCENE &scene : scenes) {
+        if (scene.window_end == LAST_TICK) {
+            continue;
+        }
         scene.window_begin = scene.start_tick + OUTSIDE;
         scene.window_end = scene.start_tick + SCENE_TICKS - OUTSIDE;
     }

@@ -9,6 +9,6 @@
 
 constexpr uint64_t SCENE_TICKS = 300'000; // each runs from its first tick
 
-// Every one has its measurement window open from 50,000 ticks after its start to as many before
-// its end.
+// The measurement window is open all the time in scenes about what happens to their stations at the
+// start, in the others from 50,000 ticks after the start to as many before the end.
 std::vector<SCENE> ChosenScenes();

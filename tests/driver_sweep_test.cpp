@@ -123,6 +123,7 @@ TEST_F(Sweep, TellsTimeAndProgress)
     g_settings.sim_ticks = 1000;
     g_takes = {90061, 59, 3600, 7}; // the first one a day, an hour, a minute and a second
     std::istringstream output(RunProgramIn(dir).output);
+    EXPECT_EQ(node, nullptr); // the memory is given back
     std::string times;
     for (std::string line; std::getline(output, line);) {
         times += line.find("time :") != std::string::npos ? line + "\n" : "";

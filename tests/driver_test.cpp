@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <random>
 
+#include <malloc.h>
+
 #include "driver/bookkeeping.h"
 #include "driver/station.h"
 #include "tests/model_fixture.h"
@@ -129,6 +131,19 @@ TEST_F(DriverTest, Bookkeeping)
     ArrangeArray(0, list, 2); // the last entry: nothing moves
     ArrangeArray(0, list, 0);
     EXPECT_EQ(Fields(list[0].frame_no, list[1].frame_no, list[2].frame_no), Fields(11, 12, 12));
+}
+
+TEST_F(DriverTest, MemoryIsGivenBack)
+{
+    const auto used = [] {
+        const struct mallinfo2 info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
+    FreeState();
+    const size_t before = used();
+    ASSERT_TRUE(AllocateState());
+    FreeState();
+    EXPECT_EQ(used(), before);
 }
 
 TEST_F(DriverTest, OfferedLoadAndPacketSize)

@@ -8,6 +8,8 @@
 #include <iterator>
 #include <string>
 
+#include <sys/stat.h>
+
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/tick.h"
@@ -70,6 +72,24 @@ TEST(EndToEnd, ManifestTellsTheSeedAndTheEnd)
     g_settings.seed = SEED_FROM_CLOCK;
     RunProgramIn(dir);
     EXPECT_NE(ReadManifest(dir).find("\"complete\": false\n"), std::string::npos);
+    std::filesystem::remove_all(dir);
+}
+
+TEST(EndToEnd, DirectoriesAreOpenToReaders)
+{
+    const std::string dir = MakeScratchDirectory();
+    g_settings = {};
+    g_settings.trial_num = g_settings.load_num = 1;
+    g_settings.sim_ticks = 1000;
+    const mode_t mask = umask(0);
+    RunProgramIn(dir);
+    umask(mask);
+    std::string path = dir;
+    for (const char *name : {"/result", "/10node_design", "/1500", "/fig"}) {
+        path += name;
+        const auto mode = static_cast<unsigned>(std::filesystem::status(path).permissions());
+        EXPECT_EQ(mode, 0755U) << path;
+    }
     std::filesystem::remove_all(dir);
 }
 

@@ -68,6 +68,10 @@ TEST_F(MacTest, RtsCtsDataAck)
     // The delivered frame is left behind the station's own packet.
     EXPECT_EQ(Fields(node[1].delay_sum, node[1].buffer_num, node[1].buffer[1].dst),
               Fields(376, 1, 1));
+    Queue(0, 1); // the time on the air starts anew with every frame
+    node[0].buffer[0].nav_value = 100'001;
+    RunTicks(850);
+    EXPECT_EQ(Fields(node[0].tx_num, node[0].tx_time_sum), Fields(2, 2 * 252));
 
     // An idle station takes the RTS at its start, so its 45 ticks end one tick before SIFS does.
     StartScene();
@@ -262,6 +266,31 @@ TEST_F(MacTest, AnswerStates)
     own.rx_flag = 1;
     RunTicks(2); // the end of an ACK keeps lock and backoff
     EXPECT_EQ(Fields(own.state, own.backoff, own.rx_flag), Fields(STATE_DCW, 45, 1));
+}
+
+// The first attempt for a head packet gives it its age, inside the window; no later one does. An
+// attempt begins when the station has a packet, or is through with its ACK for another one's.
+TEST_F(MacTest, AgeOfAHeadPacketBeginsWithItsFirstAttempt)
+{
+    const struct {
+        int retries;
+        uint64_t tick, age_base;
+    } cases[] = {{0, 99, 7}, {0, 100, 100}, {1, 100, 7}, {0, 101, 7}};
+    for (const auto &c : cases) {
+        for (const STATE state : {STATE_IDLE, STATE_TACK}) {
+            StartScene();
+            g_settings.window_begin = g_settings.window_end = 100;
+            Queue(0, 1, 900);
+            NODE &own = node[0];
+            own.state = state;
+            own.retry_count = c.retries;
+            own.buffer[0].age_base = 7;
+            g_sim_time = c.tick;
+            RunTicks(c.tick + 1);
+            EXPECT_EQ(Fields(own.state, own.buffer[0].age_base), Fields(STATE_DCW, c.age_base))
+                << state << " " << c.retries << " " << c.tick;
+        }
+    }
 }
 
 TEST_F(MacTest, AcknowledgedPacketIsCountedOffByIndex)

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -26,7 +27,9 @@
 #include "output/print.h"
 #include "output/result_record.h"
 #include "output/run_header.h"
+#include "output/settings_json.h"
 #include "output/totals.h"
+#include "topology/routing.h"
 
 namespace fs = std::filesystem;
 using testing::internal::CaptureStdout;
@@ -200,19 +203,121 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     EXPECT_TRUE(std::isnan(record.flow_delay[1]));
 }
 
+// Whether a field of a record holds nothing but `value`; leaves it zero.
+template <class FIELD> static bool TakeValues(FIELD &field, double value)
+{
+    auto *first = reinterpret_cast<double *>(&field);
+    double *end = first + sizeof field / sizeof *first;
+    const bool same = std::all_of(first, end, [=](double v) { return v == value; });
+    std::fill(first, end, 0.0);
+    return same;
+}
+
 TEST_F(OutputTest, InitParameterClearsOnlyItsSelection)
 {
-    for (RESULT &record : records) {
-        double *value = reinterpret_cast<double *>(&record);
-        std::fill_n(value, sizeof record / sizeof *value, 1.0);
-    }
+    const auto values = [this](int k) {
+        return std::span(reinterpret_cast<double *>(&records[k]), sizeof(RESULT) / sizeof(double));
+    };
+    std::ranges::fill(values(0), 1.0);
+    std::ranges::fill(values(1), 1.0);
     init_parameter(); // `load` is 1: record 0 alone
-    EXPECT_EQ(records[0].flow_offered_throughput[0][1], 0.0);
-    EXPECT_EQ(records[0].link_prob[9][9][6], 0.0);
-    EXPECT_EQ(records[0].flow_offered_throughput[1][0], 1.0);
-    EXPECT_EQ(records[0].link_backoff_share[0][1], 1.0);
-    EXPECT_EQ(records[0].link_delay_c[0][1], 1.0);
-    EXPECT_EQ(records[1].link_delay[0][1], 1.0);
+    RESULT &record = records[0];
+    const auto kept = [](auto &...fields) { return (TakeValues(fields, 1.0) && ...); };
+    EXPECT_TRUE(kept(record.flow_offered_throughput[1], record.flow_offered_throughput[2],
+                     record.flow_offered_throughput[3], record.flow_offered_throughput[4],
+                     record.link_backoff_share, record.link_delay_c));
+    EXPECT_TRUE(kept(record.spare, record.flow_pair_spare, record.node_aux, record.node_aux2,
+                     record.spare_last)); // written by nobody
+    const double *first = values(0).data();
+    for (const double &value : values(0)) { // all else is cleared
+        ASSERT_EQ(value, 0.0) << &value - first;
+    }
+    EXPECT_EQ(std::ranges::count(values(1), 1.0), std::ssize(values(1)));
+}
+
+TEST_F(OutputTest, RoutingTables)
+{
+    for (int i = 0; i < NODE_NUM; ++i) {
+        for (int row = 0; row < NODE_NUM; ++row) {
+            node[i].table[row][TABLE_DST] = 10 * i + row;
+            node[i].table[row][TABLE_NEXT] = -i - row;
+        }
+    }
+    TestTable();
+    EXPECT_EQ(Line("result.txt", 0), "node[ 0].table[ 0][DST] =  0");
+    EXPECT_EQ(Line("result.txt", 1), "node[ 0].table[ 0][NEXT] =  0");
+    EXPECT_EQ(Line("result.txt", 2 * 37), "node[ 3].table[ 7][DST] = 37");
+    EXPECT_EQ(Line("result.txt", 2 * 37 + 1), "node[ 3].table[ 7][NEXT] = -10");
+    EXPECT_EQ(Line("result.txt", 2 * 99 + 1), "node[ 9].table[ 9][NEXT] = -18");
+    EXPECT_EQ(Line("result.txt", 2 * 99 + 2), "");
+}
+
+// Every setting off its default, and no two values alike.
+TEST_F(OutputTest, SettingsAsJson)
+{
+    SETTINGS settings;
+    settings.seed = 11;
+    settings.trial_num = 12;
+    settings.load_num = 3;
+    settings.load_list[0] = 13;
+    settings.load_list[1] = 14;
+    settings.load_list[2] = 15;
+    settings.data_length = 16;
+    settings.sim_ticks = 17;
+    settings.window_begin = 18;
+    settings.window_end = 19;
+    settings.hop_age_limit = 20;
+    settings.queue_limit = 21;
+    settings.log_limit = 22;
+    settings.rts_threshold = 23;
+    settings.transmission_range_m = 24.5;
+    settings.carrier_sense_range_m = 0.1;
+    settings.layout = LAYOUT_EXPLICIT;
+    for (int i = 0; i < NODE_NUM; ++i) {
+        settings.position_list[i] = {30.0 + i, 40.25 + i};
+    }
+    settings.routing = ROUTING_LIST;
+    settings.route_num = 2;
+    settings.route_list[0] = {5, 1, 4};
+    settings.route_list[1] = {6, 2, 3};
+    settings.flow_num = 2;
+    settings.flow_list[0] = {7, 8, 1};
+    settings.flow_list[1] = {9, 0, 2};
+    EXPECT_EQ(SettingsAsJson(settings, 2), R"({
+      "seed": 11,
+      "trials": 12,
+      "loads_kbps": [13, 14, 15],
+      "data_bytes": 16,
+      "ticks": 17,
+      "window": [18, 19],
+      "hop_age_limit": 20,
+      "queue_limit": 21,
+      "log_limit": 22,
+      "rts_threshold": 23,
+      "transmission_range_m": 24.5,
+      "carrier_sense_range_m": 0.1,
+      "stations_m": [[30, 40.25], [31, 41.25], [32, 42.25], [33, 43.25], [34, 44.25], )"
+                                           R"([35, 45.25], [36, 46.25], [37, 47.25], )"
+                                           R"([38, 48.25], [39, 49.25]],
+      "routes": [[5, 1, 4], [6, 2, 3]],
+      "flows": [{"from": 7, "to": 8, "weight": 1}, {"from": 9, "to": 0, "weight": 2}]
+  })");
+    const auto has = [&settings](const std::string &member) {
+        return SettingsAsJson(settings, 0).find("\n    " + member) != std::string::npos;
+    };
+    settings.seed = SEED_FROM_CLOCK;
+    EXPECT_FALSE(has("\"seed\""));
+    settings.route_num = 0;
+    EXPECT_TRUE(has("\"routes\": [],"));
+    const char *const routes[] = {"pairs", "chain", "neighbours"};
+    for (const ROUTING routing : {ROUTING_DESIGN, ROUTING_LINE, ROUTING_NEIGHBOURS}) {
+        settings.routing = routing;
+        EXPECT_TRUE(has(std::string("\"routes\": \"") + routes[routing] + "\","));
+    }
+    settings.layout = LAYOUT_DESIGN;
+    EXPECT_TRUE(has("\"stations_m\": \"pairs\","));
+    settings.layout = LAYOUT_LINE;
+    EXPECT_TRUE(has("\"stations_m\": \"chain\","));
 }
 
 TEST_F(OutputTest, CollisionBlock)

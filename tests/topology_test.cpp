@@ -1,6 +1,7 @@
 // Placement, routes and arrivals.
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "tests/model_fixture.h"
 
@@ -121,6 +122,14 @@ TEST_F(TopologyTest, Arrivals)
     Generic_flow1(5); // never
     Generic_flow2(5);
     EXPECT_EQ(Fields(node[5].gene_num, node[5].buffer[0].receiver), Fields(1, 4));
+    std::swap(g_ariv_rate, g_ariv_rate2);
+    Generic_flow2(4);
+    Generic_flow1(4);
+    EXPECT_EQ(Fields(node[4].gene_num, node[4].buffer_num, node[4].buffer[0].receiver),
+              Fields(1, 1, 5));
+    g_sim_time = 40'000'001; // behind the window
+    Generic_flow1(4);
+    EXPECT_EQ(Fields(node[4].gene_num, node[4].buffer_num), Fields(1, 2));
 }
 
 // Makes every coming draw of RandUniform(0, 1) this one, at least for a few.

@@ -102,16 +102,19 @@ class Names:
     def Learn(self, text):
         tokens = Tokens(WithoutDirectives(text, None))
         groups = {}
+        same = set()  # pairs of constants of which one is the other: no fault
         for i, token in enumerate(tokens):
             if token.text == "enum":
                 self._LearnEnum(tokens, i)
             elif token.text == "constexpr":
-                self._LearnConstant(tokens, i, groups)
+                self._LearnConstant(tokens, i, groups, same)
             elif token.text == "(" and i >= 2 and tokens[i - 1].kind == "name":
                 self._LearnFunction(tokens, i, text)
         for group in groups.values():
             self._LearnGroup(group)
             for name in group:
+                self.others[name] = [other for other in self.others[name]
+                                     if not {(name, other), (other, name)} & same]
                 self.others[name].append(f"({name} + 1)")
 
     def _LearnGroup(self, group):
@@ -130,7 +133,7 @@ class Names:
             i += 1
         self._LearnGroup(names)
 
-    def _LearnConstant(self, tokens, i, groups):
+    def _LearnConstant(self, tokens, i, groups, same):
         begin = i + 1
         while tokens[i].text not in ("=", ";", "(", "{", "["):
             i += 1
@@ -138,6 +141,8 @@ class Names:
             kind = " ".join(token.text for token in tokens[begin:i - 1])
             if "char" not in kind:
                 groups.setdefault(kind, []).append(tokens[i - 1].text)
+            if tokens[i + 2].text == ";":
+                same.add((tokens[i - 1].text, tokens[i + 1].text))
 
     def _LearnFunction(self, tokens, i, text):
         name = tokens[i - 1].text

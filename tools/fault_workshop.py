@@ -15,6 +15,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
 CHEAP_S = 0.3  # suites that take less are run together
 RANDOM = "RandomScenes"  # the suite of scenes, of which few are run first; then as many as ever
 FEW_SCENES = {"DCFSIM_SCENES": "1000"}
+EXPERIMENTS = "recorded experiments"  # the workshop of what no test has noticed
 
 OPTIMISED = "-O1 -DNDEBUG"  # quick to build and to run
 SANITIZED = "-O1 -D_GLIBCXX_ASSERTIONS -fsanitize=address,undefined -fno-sanitize-recover=all"
@@ -51,6 +52,8 @@ def TrackedFiles():
 class Workshop:
     """A copy of the sources with its build, which is as at first before each fault."""
 
+    target, tools = "dcfsim_tests", "OFF"
+
     def __init__(self, scratch, options, flags):
         self.source, self.build = f"{scratch}/source", f"{scratch}/build"
         self.clean, self.tmp, self.log = f"{scratch}/clean", f"{scratch}/tmp", f"{scratch}/log"
@@ -68,7 +71,8 @@ class Workshop:
         """Builds the sources as they are. Later, a warning of what a fault leaves unused, or of
         the precedence of a new operator, does not do away with it."""
         command = ["cmake", "-S", self.source, "-B", self.build, "-DCMAKE_CXX_COMPILER=g++",
-                   "-DCMAKE_BUILD_TYPE=Release", "-DDCFSIM_IPO=OFF", "-DDCFSIM_TOOLS=OFF",
+                   "-DCMAKE_BUILD_TYPE=Release", "-DDCFSIM_IPO=OFF",
+                   f"-DDCFSIM_TOOLS={self.tools}",
                    f"-DCMAKE_CXX_FLAGS_RELEASE={self.flags} -Wno-parentheses -Wno-unused"
                    " -Wno-implicit-fallthrough",
                    "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
@@ -80,14 +84,12 @@ class Workshop:
 
     def Build(self):
         return self._Run(["cmake", "--build", self.build, "--parallel", "1", "--target",
-                          "dcfsim_tests"], BUILD_LIMIT_S, {}) == 0
+                          self.target], BUILD_LIMIT_S, {}) == 0
 
     def Test(self, names, cpu_s, environment):
         """The first test of a filter to fail, and how, or None."""
         command = [f"{self.build}/dcfsim_tests", "--gtest_fail_fast", f"--gtest_filter={names}"]
-        limits = f"ulimit -c 0 -t {cpu_s} -f {FILE_KIB} -v {self.memory}; exec \"$@\""
-        status = self._Run(["bash", "-c", limits, "bash"] + command, self.timeout,
-                           {"TMPDIR": self.tmp, **environment})
+        status = self._RunLimited(command, cpu_s, environment)
         if status == 0:
             return None
         log = self._Log()
@@ -96,6 +98,12 @@ class Workshop:
         name = failed[0] if failed else begun[-1] if begun else "its start"
         how = {None: " (time-out)", -signal.SIGXCPU: " (time-out)"}.get(status, "")
         return name + (how or (" (crash)" if status < 0 else ""))
+
+    def _RunLimited(self, command, cpu_s, environment):
+        """As _Run, for a program with a fault in it."""
+        limits = f"ulimit -c 0 -t {cpu_s} -f {FILE_KIB} -v {self.memory}; exec \"$@\""
+        return self._Run(["bash", "-c", limits, "bash"] + command, self.timeout,
+                         {"TMPDIR": self.tmp, **environment})
 
     def _Log(self):
         with open(self.log, encoding="utf-8", errors="replace") as log:
@@ -180,8 +188,30 @@ class Workshop:
                  environment) for stage, environment in planned]
 
 
+class ExperimentShop(Workshop):
+    """The same for the recorded experiments, whose results hold every line of output."""
+
+    target, tools = "dcfsim-experiment", "ON"
+
+    def Test(self, names, cpu_s, environment):
+        """The first experiment that differs from what is recorded, and which way, or None."""
+        command = [f"{self.source}/tools/record-experiments", "--compare", self.build]
+        status = self._RunLimited(command, cpu_s, environment)
+        if status == 0:
+            return None
+        failed = re.search(r"^FAILED: ([^:]*)", self._Log(), re.MULTILINE)
+        return failed[1] if failed else "experiments" + (" (time-out)" if status is None else "")
+
+    def PlanStages(self):
+        failed = self.Test("", self.timeout, {})
+        if failed:
+            Fail(f"an experiment is not as recorded without any fault: {failed}")
+        return [("", self.timeout, {})]
+
+
 class Bench:
-    """Where one fault after the other is tried; survivors twice, if that is wanted."""
+    """Where one fault after the other is tried: on the tests, survivors on the experiments, and
+    with sanitizers, if that is wanted."""
 
     def __init__(self, scratch, options):
         self.options = options
@@ -190,19 +220,26 @@ class Bench:
         self.stages = {}
         self._Open(OPTIMISED)
 
-    def _Open(self, flags):
-        if flags not in self.shops:
-            shop = Workshop(f"{self.scratch}/{len(self.shops)}", self.options, flags)
-            self.shops[flags] = shop
+    def _Open(self, name):
+        if name not in self.shops:
+            where = f"{self.scratch}/{len(self.shops)}"
+            shop = (ExperimentShop(where, self.options, OPTIMISED) if name == EXPERIMENTS else
+                    Workshop(where, self.options, name))
+            self.shops[name] = shop
             shop.Configure()
-            self.stages[flags] = shop.PlanStages()
-        return self.shops[flags]
+            self.stages[name] = shop.PlanStages()
+        return self.shops[name]
+
+    def _TryIn(self, name, source, fault):
+        return self._Open(name).Try(source, fault, self.stages[name])
 
     def Try(self, source, fault, listed):
-        outcome = self._Open(OPTIMISED).Try(source, fault, self.stages[OPTIMISED])
+        outcome = self._TryIn(OPTIMISED, source, fault)
+        if outcome.verdict == SURVIVED and not listed:
+            outcome = self._TryIn(EXPERIMENTS, source, fault)
         if outcome.verdict != SURVIVED or listed or not self.options.sanitizers:
             return outcome
-        outcome = self._Open(SANITIZED).Try(source, fault, self.stages[SANITIZED])
+        outcome = self._TryIn(SANITIZED, source, fault)
         if outcome.verdict == NO_BUILD:  # for a warning of what it does, as it does build
             return Outcome(NOTICED, "by the compiler of the sanitized build")
         detail = outcome.detail + ", sanitized" if outcome.detail else ""
