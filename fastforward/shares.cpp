@@ -7,7 +7,9 @@ STRETCH g_stretch[NODE_NUM];
 static void Enter(int station, SHARE share, int32_t ticks)
 {
     if (ticks > 0) {
-        AddQueueTime(station, static_cast<uint64_t>(ticks));
+        if (node[station].buffer_num > 0) {
+            AddQueueTime(station, static_cast<uint64_t>(ticks));
+        }
         AddShare(station, share, static_cast<uint64_t>(ticks));
     }
 }

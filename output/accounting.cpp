@@ -29,9 +29,6 @@ void check_flag()
 void AddQueueTime(int station, uint64_t ticks)
 {
     NODE &own = node[station];
-    if (own.buffer_num <= 0) {
-        return;
-    }
     own.queue_time += ticks;
     if (station + 1 < NODE_NUM && own.buffer_hop_num[station + 1] > 0) {
         own.queue_hop_time[station + 1] += ticks;
@@ -96,10 +93,10 @@ void WriteNodeStateAll()
         return;
     }
     for (const int i : Visited(STAGE_SHARE)) {
-        AddQueueTime(i, 1);
-        node[i].tick_tx_count += node[i].buffer_num > 0 ? 1 : 0;
-    }
-    for (const int i : Visited(STAGE_SHARE)) {
+        if (node[i].buffer_num > 0) {
+            AddQueueTime(i, 1);
+            ++node[i].tick_tx_count;
+        }
         AddShare(i, ShareOf(node[i]), 1);
     }
 }

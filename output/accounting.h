@@ -25,7 +25,7 @@ inline SHARE ShareOf(const NODE &own)
     return own.busy == 1 ? STATE_TABLE[own.state].share_busy : STATE_TABLE[own.state].share;
 }
 
-// Enters `ticks` ticks of a station under the queues that hold packets.
+// Enters `ticks` ticks of a station with packets under the queues that hold them.
 void AddQueueTime(int station, uint64_t ticks);
 
 // Enters `ticks` ticks of a station under one share, with the queue as it stands.
