@@ -1,5 +1,7 @@
 #include "channel/collision.h"
 
+#include <cstdint>
+
 #include "channel/channel.h"
 #include "driver/state.h"
 #include "driver/station.h"

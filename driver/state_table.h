@@ -30,7 +30,7 @@ struct STATE_ROW {
     SIDE side;         // who acts: transmit stage, receive stage
     int8_t sends;      // FRAME_TYPE on the air, EMPTY if none
     int8_t sends_next; // FRAME_TYPE sent after SIFS, EMPTY if none
-    int8_t awaits;     // FRAME_TYPE that alone goes on with the exchange, EMPTY if none
+    int8_t awaits;     // FRAME_TYPE that goes on with the exchange, EMPTY if none
     bool carrier;      // stations in carrier-sense range sense it
     bool active;       // has the medium; a contending station may be active too
     SHARE share;       // what a tick counts as without a carrier

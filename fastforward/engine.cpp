@@ -5,8 +5,10 @@
 #include <cassert>
 #include <iterator>
 
+#include "channel/activity.h"
 #include "channel/channel.h"
 #include "driver/invariants.h"
+#include "driver/state_table.h"
 #include "driver/station_set.h"
 #include "driver/tick.h"
 #include "driver/visit.h"

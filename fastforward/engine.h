@@ -7,11 +7,11 @@
 // passed over. What is passed over makes its arrival draw all the same.
 //
 //                  0         52                  304  320      348
-//     station 0    | awake   | DATA: asleep      | .  asleep   | .         . awake for one tick
-//     station 1    |         | . asleep          | .  | asleep | .
-//     station 2    |         | . | asleep under its NAV . . . . . . . |
-//                            ^ begins            ^ ends: reaches all in range
-//                              .. 28 ticks later a contending neighbour has read the header
+//     station 0    .         . DATA              . awaits ACK  .           . awake for one tick
+//     station 1    .         . receives          . SIFS . ACK  .             asleep in between
+//     station 2    .         .  . under its NAV  .      .      .
+//                            ^ begins, reaches all in range    ^ the ACK ends
+//                               ^ 28 ticks later a contending neighbour has read the header
 //
 // One rule keeps this exact: a sleeping station is brought up to date before anybody changes it,
 // and before anybody reads what it counts. The model's two words for other stations, Look and Reach
@@ -24,7 +24,6 @@
 // stream.h. The tests compare fast runs with plain ones, record by record.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "driver/state.h"

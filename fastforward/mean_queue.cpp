@@ -1,6 +1,8 @@
 #include "fastforward/mean_queue.h"
 
-#include "driver/constants.h"
+#include <cstdint>
+
+#include "driver/state.h"
 #include "fastforward/engine.h"
 #include "fastforward/repeated_sum.h"
 

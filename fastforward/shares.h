@@ -6,6 +6,7 @@
 
 #include "driver/constants.h"
 #include "driver/state.h"
+#include "driver/state_table.h"
 #include "fastforward/engine.h"
 #include "output/accounting.h"
 

@@ -1,6 +1,7 @@
 // Per-tick accounting: what every station's time goes into, and frames begun in the same tick.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 
 #include "driver/records.h"

@@ -60,7 +60,7 @@ static std::string Replace(const std::string &path, const std::string &text)
     if (is_written && std::rename(partial.c_str(), path.c_str()) == 0) {
         return "";
     }
-    const std::string why = path + ": cannot be written: " + std::strerror(errno);
+    std::string why = path + ": cannot be written: " + std::strerror(errno);
     std::remove(partial.c_str());
     return why;
 }
@@ -74,7 +74,7 @@ std::string BeginManifest(const std::string &path, const std::string &program)
              "    \"experiment\": " + SettingsAsJson(g_settings, 4) + ",\n";
     // What cannot be replaced must not speak for the new results.
     std::remove(path.c_str());
-    const std::string why = Replace(path, g_head + "    \"complete\": false\n}\n");
+    std::string why = Replace(path, g_head + "    \"complete\": false\n}\n");
     g_path = why.empty() ? path : "";
     return why;
 }

@@ -1,5 +1,8 @@
 #include "output/node_statistics.h"
 
+#include <cstdio>
+
+#include "driver/state.h"
 #include "output/files.h"
 #include "output/print.h"
 #include "output/result_record.h"

@@ -2,6 +2,7 @@
 // at load 0 no delay exists, and 0 says less than -nan.
 #include "output/result_record.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "output/print.h"

@@ -1,5 +1,7 @@
 #include "output/run_header.h"
 
+#include <cstdio>
+
 #include "output/files.h"
 #include "output/print.h"
 #include "output/result_record.h"

@@ -1,9 +1,10 @@
 #include "output/settings_json.h"
 
+#include "driver/constants.h"
+
 #include <charconv>
 #include <cinttypes>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 
 // Collects the members of the object; lists stand in one line each.

@@ -207,7 +207,7 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
 template <class FIELD> static bool TakeValues(FIELD &field, double value)
 {
     auto *first = reinterpret_cast<double *>(&field);
-    double *end = first + sizeof field / sizeof *first;
+    double *end = first + sizeof field / sizeof(double);
     const bool same = std::all_of(first, end, [=](double v) { return v == value; });
     std::fill(first, end, 0.0);
     return same;
