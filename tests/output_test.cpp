@@ -203,13 +203,20 @@ TEST_F(OutputTest, ResultRecordSumsRatesSharesAndProbabilities)
     EXPECT_TRUE(std::isnan(record.flow_delay[1]));
 }
 
-// Whether a field of a record holds nothing but `value`; leaves it zero.
-template <class FIELD> static bool TakeValues(FIELD &field, double value)
+// Whether a field of a record, or a table of them, holds nothing but `value`; leaves it zero.
+static bool TakeValues(double &field, double value)
 {
-    auto *first = reinterpret_cast<double *>(&field);
-    double *end = first + sizeof field / sizeof(double);
-    const bool same = std::all_of(first, end, [=](double v) { return v == value; });
-    std::fill(first, end, 0.0);
+    const bool same = field == value;
+    field = 0.0;
+    return same;
+}
+
+template <class FIELD, size_t SIZE> static bool TakeValues(FIELD (&fields)[SIZE], double value)
+{
+    bool same = true;
+    for (FIELD &field : fields) {
+        same = TakeValues(field, value) && same;
+    }
     return same;
 }
 
