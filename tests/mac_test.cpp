@@ -283,6 +283,7 @@ TEST_F(MacTest, AgeOfAHeadPacketBeginsWithItsFirstAttempt)
             Queue(0, 1, 900);
             NODE &own = node[0];
             own.state = state;
+            own.interference_num = 0; // nobody has heard the ACK that ends
             own.retry_count = c.retries;
             own.buffer[0].age_base = 7;
             g_sim_time = c.tick;
