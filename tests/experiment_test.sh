@@ -1,34 +1,13 @@
 #!/usr/bin/env bash
-# Tests of dcfsim-experiment and of experiment files: tests/experiment_test.sh BUILD_DIR CASE.
-# Exit status 77 means skipped.
-set -euo pipefail
-
-BIN=$(readlink -f "$1")
-CASE=$2
-SOURCE=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")
+# Tests of dcfsim-experiment and of experiment files.
+# Cases: Files Values Sizes Out Options Document Schema Recording
+# shellcheck source=tests/shell_tests.sh
+source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 BAD=$SOURCE/tests/bad-experiments
-SCRATCH=$(mktemp -d)
-trap 'rm -rf "$SCRATCH"' EXIT
-cd "$SCRATCH"
-PATH=$BIN:$PATH
-
-Fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
-
-Skip() {
-    echo "SKIPPED: $*"
-    exit 77
-}
-
-Equal() { # what, actual, expected
-    [[ $2 == "$3" ]] || Fail "$1: got '$2', expected '$3'"
-}
 
 # Runs a command that must fail with status $1, with nothing on standard output and one line on
 # standard error, all of it of pattern $2.
-Refused() {
+RefusedSilently() {
     local status=0 wanted=$1 line=$2
     shift 2
     timeout 20 "$@" >out 2>err || status=$?
@@ -40,9 +19,9 @@ Refused() {
 
 # Experiment $1 must be refused, with a message of pattern $2 behind its name, and leave nothing.
 RefusedFile() {
-    Refused 2 "$1: $2" dcfsim-experiment "$1" --out results
+    RefusedSilently 2 "$1: $2" dcfsim-experiment "$1" --out results
     [[ ! -e results ]] || Fail "$1: results were written"
-    Refused 2 "$1: $2" dcfsim-experiment --check "$1"
+    RefusedSilently 2 "$1: $2" dcfsim-experiment --check "$1"
 }
 
 # Experiment $1 must be accepted, and come out of --check as it goes into it again.
@@ -128,7 +107,7 @@ Sizes() {
     RefusedFile /dev/null 'is no plain file'
     RefusedFile missing 'cannot be read: No such file or directory'
     RefusedFile long.json/in 'cannot be read: Not a directory'
-    Refused 2 'two\?lines: cannot be read: No such file or directory' \
+    RefusedSilently 2 'two\?lines: cannot be read: No such file or directory' \
         dcfsim-experiment $'two\nlines'
     if ((EUID != 0)); then
         touch unreadable
@@ -150,30 +129,30 @@ Out() {
 
     # What stands in the way is named, and nothing is run.
     touch plain
-    Refused 1 "plain/$tree: cannot be made: Not a directory" dcfsim-experiment "$short" -o plain
+    RefusedSilently 1 "plain/$tree: cannot be made: Not a directory" dcfsim-experiment "$short" -o plain
     mkdir -p taken/$tree/delay.txt noted/manifest.json/in
-    Refused 1 "taken/$tree/delay.txt: cannot be written: Is a directory" \
+    RefusedSilently 1 "taken/$tree/delay.txt: cannot be written: Is a directory" \
         dcfsim-experiment "$short" -o taken
-    Refused 1 'noted/manifest.json: cannot be written: .*' dcfsim-experiment "$short" -o noted
+    RefusedSilently 1 'noted/manifest.json: cannot be written: .*' dcfsim-experiment "$short" -o noted
     if ((EUID != 0)); then
         mkdir -m 500 locked
-        Refused 1 "locked/$tree: cannot be made: Permission denied" \
+        RefusedSilently 1 "locked/$tree: cannot be made: Permission denied" \
             dcfsim-experiment "$short" -o locked
     fi
     mkdir -p full/$tree
     ln -s /dev/full full/$tree/collision.txt
-    Refused 1 "full/$tree: not all results could be written; is the disk full\\?" \
+    RefusedSilently 1 "full/$tree: not all results could be written; is the disk full\\?" \
         dcfsim-experiment "$short" -o full
     grep -q '"complete": false' full/manifest.json || Fail "$(cat full/manifest.json)"
 }
 
 Options() {
     local short=$SOURCE/experiments/few-ticks.json
-    Refused 2 'FILE is required; .*' dcfsim-experiment
-    Refused 2 '.* not expected: more.json; .*' dcfsim-experiment "$short" more.json
-    Refused 2 '.* not expected: --fast; .*' dcfsim-experiment --fast "$short"
-    Refused 2 '--out: .* missing; .*' dcfsim-experiment "$short" --out
-    Refused 2 '--out: no directory is named; .*' dcfsim-experiment "$short" --out ''
+    RefusedSilently 2 'FILE is required; .*' dcfsim-experiment
+    RefusedSilently 2 '.* not expected: more.json; .*' dcfsim-experiment "$short" more.json
+    RefusedSilently 2 '.* not expected: --fast; .*' dcfsim-experiment --fast "$short"
+    RefusedSilently 2 '--out: .* missing; .*' dcfsim-experiment "$short" --out
+    RefusedSilently 2 '--out: no directory is named; .*' dcfsim-experiment "$short" --out ''
     # The man page and the help know the same options.
     dcfsim-experiment --help | grep -oE -- '--[a-z-]+' | sort -u >helped
     sed 's/\\-/-/g' "$SOURCE/docs/man/dcfsim-experiment.1" | grep -oE -- '--[a-z-]+' |
@@ -281,5 +260,4 @@ sys.exit(len(wrong) > 0)
 END
 }
 
-"$CASE"
-echo "$CASE: passed"
+RunCase

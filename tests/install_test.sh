@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Tests of what is installed.
+# Cases: Install
+# shellcheck source=tests/shell_tests.sh
+source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
+
+Install() {
+    cmake --install "$BIN" --prefix "$SCRATCH/usr" >/dev/null
+    local program
+    for program in dcfsim dcfsim-check dcfsim-experiment dcfsim-export dcfsim-figures \
+        dcfsim-replicate; do
+        [[ -x usr/bin/$program ]] || Fail "$program is not installed"
+        grep -q "^\.SH NAME" "usr/share/man/man1/$program.1" || Fail "$program has no man page"
+        [[ $program == dcfsim ]] && continue
+        # The man page and the help know the same options.
+        "usr/bin/$program" --help | grep -oE -- '--[a-z-]+' | sort -u >helped
+        sed 's/\\-/-/g' "usr/share/man/man1/$program.1" | grep -oE -- '--[a-z-]+' | sort -u >paged
+        diff helped paged || Fail "options of $program"
+        "usr/bin/$program" --version | grep -q "^$program [0-9]" || Fail "$program --version"
+    done
+    [[ -s usr/share/doc/dcfsim/cluster.md ]] || Fail 'the documents are not installed'
+}
+
+RunCase

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Tests of dcfsim-replicate, on quick replications.
+# Cases: Campaign Interrupt Failures Schedulers
+# shellcheck source=tests/shell_tests.sh
+source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
+
+Seeds() {
+    (cd "$1" && printf '%s' seed-*)
+}
+
+Campaign() {
+    dcfsim-replicate --quick -r 3 -s 11 -j 2 one >log
+    Equal 'seeds' "$(Seeds one)" seed-11seed-12seed-13
+    Equal 'plain lines' "$(grep -c '^seed .* done, . of 3, about .* left$' log)" 3
+    dcfsim-check -q one/seed-12
+    local hash seed
+    for seed in 11 12 13; do
+        hash=$(cd "one/seed-$seed" && find result -type f | LC_ALL=C sort | xargs sha256sum |
+            sha256sum | cut -d' ' -f1)
+        grep -q "\"tree_sha256\": \"$hash\"" "one/seed-$seed/manifest.json" || Fail "hash of $seed"
+        echo "$hash"
+    done | sort -u >hashes
+    Equal 'different trees' "$(wc -l <hashes)" 3
+    grep -q '"quick": true' one/seed-11/manifest.json || Fail 'the manifest does not say quick'
+
+    # One quantity by hand: the mean over two trials, over three replications; t = 4.302653 for two
+    # degrees of freedom.
+    for seed in 11 12 13; do
+        dcfsim-export "one/seed-$seed" | grep '^node_stat.txt,.,20,station,2,cw,slots,'
+    done | awk -F, '{ sum[int((NR - 1) / 2)] += $8 / 2 }
+        END { m = (sum[0] + sum[1] + sum[2]) / 3
+              for (i in sum) s += (sum[i] - m) ^ 2
+              s = sqrt(s / 2); printf "3 %.6f %.6f %.6f\n", m, s, 4.302653 * s / sqrt(3) }' >wanted
+    grep '^node_stat.txt,20,station,2,cw,slots,' one/summary.csv |
+        awk -F, '{ printf "%d %.6f %.6f %.6f\n", $7, $8, $9, $10 }' >actual
+    cmp wanted actual || Fail "summary: $(cat actual), expected $(cat wanted)"
+    Equal 'delay without load' "$(grep '^delay.txt,0,flow,0,delay' one/summary.csv)" \
+        'delay.txt,0,flow,0,delay,us,0,nan,nan,nan'
+
+    # More replications are added, the first ones stay.
+    cp one/seed-11/manifest.json before
+    dcfsim-replicate --quick -r 4 one >/dev/null
+    Equal 'seeds' "$(Seeds one)" seed-11seed-12seed-13seed-14
+    cmp before one/seed-11/manifest.json
+    Refused 1 'with --quick' dcfsim-replicate one
+    Refused 1 'from seed 11 on' dcfsim-replicate --quick -s 12 one
+}
+
+Interrupt() {
+    dcfsim-replicate --quick -r 6 -j 1 -s 21 one >/dev/null &
+    local command=$! child
+    until [[ -e one/seed-22 ]]; do sleep 0.02; done
+    child=$(cat "/proc/$command/task/$command/children")
+    kill -KILL "$command"
+    wait "$command" 2>/dev/null || true
+    until [[ -z $child ]] || ! kill -0 "$child" 2>/dev/null; do sleep 0.02; done
+    [[ ! -e one/seed-26 ]] || Fail 'finished before it was interrupted'
+    cat one/seed-2?/manifest.json >before
+    local finished
+    finished=$(Seeds one)
+    for seed in one/seed-*; do dcfsim-check -q "$seed"; done
+
+    dcfsim-replicate --quick -r 6 -j 1 one >log
+    grep -q "^$((${#finished} / 7)) of 6 replications were finished before$" log || Fail "$(cat log)"
+    Equal 'seeds' "$(Seeds one)" seed-21seed-22seed-23seed-24seed-25seed-26
+    cat one/seed-2?/manifest.json | head -n "$(wc -l <before)" | cmp - before ||
+        Fail 'a finished replication was run again'
+    Equal 'left over' "$(find one -name '.partial*')" ''
+}
+
+Failures() {
+    Refused 2 'not expected: --fast' dcfsim-replicate --fast one
+    Refused 2 'DIR is required' dcfsim-replicate
+    Refused 2 'not in range' dcfsim-replicate -s 2147483647 one
+    Refused 2 'excludes' dcfsim-replicate --one 3 -r 2 one
+    echo in the way >file
+    Refused 1 '^dcfsim-replicate: file/one: Not a directory' dcfsim-replicate --one 3 file/one
+    Refused 1 'holds no replications' dcfsim-replicate --summarise .
+
+    # Children that outgrow a limit die of a signal; what is finished stays.
+    dcfsim-replicate --quick -r 1 -s 31 one >/dev/null
+    local status=0
+    (ulimit -c 0 -f 100 && dcfsim-replicate --quick -r 3 one) >out 2>err || status=$?
+    Equal 'status' "$status" 1
+    grep -q '^dcfsim-replicate: seed 33: its process died of signal 25 ' err || Fail "$(cat err)"
+    grep -q '^dcfsim-replicate: 2 of 2 replications failed; the same' err || Fail "$(cat err)"
+    Equal 'seeds' "$(Seeds one)" seed-31
+    # A disk that is full: the writes fail and nothing else does.
+    (trap '' XFSZ && ulimit -f 100 &&
+        Refused 1 '^dcfsim-replicate: seed 32: .*/collision.txt:[0-9]*: ' \
+            dcfsim-replicate --quick -r 2 one)
+    dcfsim-replicate --quick -r 2 one >/dev/null
+    Equal 'seeds' "$(Seeds one)" seed-31seed-32
+
+    Refused 1 'seed 33: is being run by another process' \
+        flock one/.partial-33.lock dcfsim-replicate --quick --one 33 one
+    rm one/seed-32/manifest.json
+    Refused 1 'one/seed-32/manifest.json: missing' dcfsim-replicate --summarise one
+}
+
+Schedulers() {
+    parallel --version >/dev/null 2>&1 || Skip 'GNU parallel is not installed'
+    dcfsim-replicate --quick -r 3 -s 41 one >/dev/null
+    parallel --will-cite -j 2 dcfsim-replicate --quick --one {} many ::: 41 42 43 >/dev/null
+    for task in 0 1 2; do
+        SLURM_ARRAY_TASK_ID=$task CAMPAIGN=array FIRST_SEED=41 OPTIONS=--quick \
+            sh "$SOURCE/docs/slurm-array.sh" >/dev/null
+    done
+    for other in many array; do
+        dcfsim-replicate --summarise $other >/dev/null
+        cmp one/summary.csv $other/summary.csv || Fail "the summary of $other differs"
+    done
+}
+
+RunCase
