@@ -9,6 +9,9 @@
 // The value of an output is looked up only if somebody wants it: it is the x last written to its
 // slot, which is found by searching the bytes backwards. To let that search end, the block is
 // preceded by one write to each slot, the table as it was.
+//
+// Numbers of the Mersenne Twister need no table. In their blocks every byte leads to the same slot,
+// so that the search finds the x next to it, and all that reads a block is the same for both.
 
 #include "fastforward/stream.h"
 
@@ -17,6 +20,7 @@
 #include <cassert>
 #include <cstring>
 
+#include "driver/settings.h"
 #include "topology/random.h"
 
 #if defined(__x86_64__) && defined(__GNUC__)
@@ -58,6 +62,7 @@ STREAM g_stream = {};
 size_t g_stream_block = STREAM_BLOCK;
 
 static BLOCK g_block;
+static std::mt19937_64 g_behind; // the Mersenne Twister as it stands behind the block
 static size_t g_block_size = STREAM_BLOCK;
 static double g_factor = 0.0;    // of the test
 static uint32_t g_threshold = 0; // raw values below it pass the test
@@ -252,11 +257,23 @@ static size_t FindPassing(size_t draw)
     return std::min(draw, g_stream.end);
 }
 
+static bool IsMersenne()
+{
+    return g_settings.generator == GENERATOR_MERSENNE;
+}
+
 // Moves the generator on by what has been consumed of the block and drops the rest.
 static void LeaveBlock()
 {
     const size_t consumed = g_stream.next;
-    if (consumed > 0) {
+    if (IsMersenne()) {
+        if (consumed > 0 && consumed == g_stream.end) {
+            g_mersenne.engine = g_behind;
+        } else {
+            g_mersenne.engine.discard(consumed);
+        }
+        g_mersenne.drawn += consumed;
+    } else if (consumed > 0) {
         idum = g_block.x[HEAD + consumed - 1];
         g_shuffle.iy = DrawValue(consumed - 1);
         for (int k = 0; k < RAND_TABLE_NUM; ++k) {
@@ -281,29 +298,57 @@ static bool IsSettled()
            std::all_of(g_shuffle.iv, g_shuffle.iv + RAND_TABLE_NUM, InRange);
 }
 
-// Goes on to a new block. False if the next draw has to be made one by one.
-static bool NextBlock()
+static void MakeMersenne()
 {
-    assert(g_stream.next == g_stream.end);
-    LeaveBlock();
-    if (!g_stream.on || !IsSettled()) {
-        return false;
+    g_behind = g_mersenne.engine;
+    uint32_t *const x = g_block.x + HEAD - 1; // where the search for the first draw begins
+    uint8_t *const byte = g_block.byte + HEAD + 1;
+    for (size_t i = 0; i < g_block_size; ++i) {
+        x[i] = static_cast<uint32_t>(g_behind() >> MERSENNE_SHIFT);
     }
+    for (size_t i = 0; i < g_block_size; ++i) {
+        byte[i] = x[i] < g_threshold ? PASS_FLAG : 0;
+    }
+    g_block.byte[HEAD - 1] = 0;
+    g_block.byte[HEAD] = 0;
+}
+
+static void MakeShuffled()
+{
     SEED seed;
     uint32_t x = static_cast<uint32_t>(idum);
     for (uint32_t &lane : seed.lane) {
         x = MulMod(x, RAND_MULTIPLIER);
         lane = x;
     }
+    // No raw value is the modulus. The vector instructions compare as signed numbers.
+    const uint32_t threshold = std::min(g_threshold, MODULUS);
     for (int k = 0; k < RAND_TABLE_NUM; ++k) {
         const uint32_t raw = static_cast<uint32_t>(g_shuffle.iv[k]);
         const size_t before = HEAD - RAND_TABLE_NUM + static_cast<size_t>(k);
-        seed.table[k] = ByteOf(raw, g_threshold);
+        seed.table[k] = ByteOf(raw, threshold);
         g_block.x[before] = raw;
         g_block.byte[before] = static_cast<uint8_t>(k);
     }
     g_block.byte[HEAD] = ByteOf(static_cast<uint32_t>(g_shuffle.iy), 0);
-    g_make(seed, g_block_size, g_threshold, g_block);
+    g_make(seed, g_block_size, threshold, g_block);
+}
+
+// Goes on to a new block. False if the next draw has to be made one by one.
+static bool NextBlock()
+{
+    assert(g_stream.next == g_stream.end);
+    LeaveBlock();
+    if (!g_stream.on) {
+        return false;
+    }
+    if (IsMersenne()) {
+        MakeMersenne();
+    } else if (IsSettled()) {
+        MakeShuffled();
+    } else {
+        return false;
+    }
     g_stream.end = g_block_size;
     g_stream.clear = FindPassing(0);
     return true;
@@ -314,9 +359,11 @@ static bool SkipOnePlain()
 {
     const int64_t state = idum;
     const SHUFFLE shuffle = g_shuffle;
-    if (g_factor > RandUniformBasic(&idum)) {
+    const MERSENNE mersenne = g_mersenne;
+    if (g_factor > RandUniformSingle()) {
         idum = state;
         g_shuffle = shuffle;
+        g_mersenne = mersenne;
         return false;
     }
     return true;
@@ -353,7 +400,7 @@ void StreamSetTest(double factor)
     LeaveBlock(); // the marks of the rest of the block belong to the old test
     g_factor = factor;
     uint32_t low = 0;
-    uint32_t high = MODULUS;
+    uint32_t high = MODULUS + 1; // the Mersenne Twister may give the modulus too
     while (low < high) {
         const uint32_t middle = low + (high - low) / 2;
         if (factor > RawToUniform(middle)) {
@@ -368,7 +415,7 @@ void StreamSetTest(double factor)
 double StreamDraw()
 {
     if (g_stream.next == g_stream.end && !NextBlock()) {
-        return RandUniformBasic(&idum);
+        return RandUniformSingle();
     }
     const uint32_t raw = DrawValue(g_stream.next);
     ++g_stream.next;
