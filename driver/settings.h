@@ -33,6 +33,15 @@ struct ROUTE {
     int32_t next; // next hop
 };
 
+// Where the random numbers come from.
+enum GENERATOR : int32_t {
+    GENERATOR_LCG = 0,      // the published one, of one cycle of 2^31 - 2 states
+    GENERATOR_MERSENNE = 1, // std::mt19937_64, for more streams than that cycle has room for
+};
+
+// What manifests and options call a generator.
+constexpr const char *GENERATOR_NAMES[] = {"lcg-16807", "mt19937-64"};
+
 // Where the stations stand.
 enum LAYOUT : int32_t {
     LAYOUT_DESIGN = 0,   // five pairs, the published layout
@@ -51,7 +60,9 @@ enum ROUTING : int32_t {
 
 struct SETTINGS {
     int64_t seed = SEED_FROM_CLOCK; // what the clock gives to the generator
-    int32_t trial_num = 2;          // sweeps over the loads, 1 or more
+    GENERATOR generator = GENERATOR_LCG;
+    int32_t replication = 0; // GENERATOR_MERSENNE only: sets streams of one seed apart
+    int32_t trial_num = 2;   // sweeps over the loads, 1 or more
     int32_t load_num = 36;
     int32_t load_list[LOAD_LIMIT];       // kbit/s of a flow of weight 1, ascending
     int32_t data_length = 1472;          // bytes of application data per packet

@@ -52,9 +52,16 @@ static void CatchUp(int station)
 // The same for a station that wakes. If its NAV ends with this tick, the NAV stage has to see it.
 static void Awaken(int station)
 {
-    const NODE &own = node[station];
-    if (!Has(g_waiting, station) || own.nav > 0) {
+    NODE &own = node[station];
+    if (!Has(g_waiting, station)) {
         CatchUp(station);
+    } else if (own.nav > 0) {
+        const int32_t ticks = Now() - g_complete[station];
+        if (own.nav <= ticks) {
+            LivePastNav(station, 0, ticks);
+        } else {
+            own.nav -= ticks;
+        }
     }
     g_visited[STAGE_NAV] |= static_cast<uint32_t>(own.nav == 1) << station;
 }
@@ -202,6 +209,7 @@ static void EndTick()
     SLEEPERS sleepers = {g_active & ~awake, g_carriers & ~awake, g_counting, g_waiting};
     for (const int i : STATION_SET{awake}) {
         Sleep(i, tick, sleepers);
+        ++g_visit_num;
     }
     g_active = sleepers.active;
     g_carriers = sleepers.carriers;
@@ -210,7 +218,6 @@ static void EndTick()
     g_visited[STAGE_CHANNEL] = 0;
     SetActive(g_active);
     ++g_event_tick_num;
-    g_visit_num += static_cast<uint64_t>(std::popcount(awake));
 }
 
 // Before a stretch all records are complete, whatever they hold: every station is looked at in its

@@ -1,267 +1,53 @@
-// How a block is made. The congruential generator can be jumped ahead, so that STREAM_LANES
-// numbers x are made side by side. The shuffle cannot: each output tells which slot of the table
-// the next draw takes. Only that chain is run draw by draw, on one byte per slot that holds what
-// the chain needs to know of the value there: the slot it leads to and whether it passes the test.
-//
-//     draw i:   byte[i + 1] = table[slot of byte[i]]       the output of draw i, as a byte
-//               table[slot of byte[i]] = byte of x[i]
-//
-// The value of an output is looked up only if somebody wants it: it is the x last written to its
-// slot, which is found by searching the bytes backwards. To let that search end, the block is
-// preceded by one write to each slot, the table as it was.
-
 #include "fastforward/stream.h"
 
 #include <algorithm>
-#include <bit>
 #include <cassert>
-#include <cstring>
+#include <iterator>
+#include <random>
 
+#include "driver/settings.h"
+#include "fastforward/block.h"
 #include "topology/random.h"
-
-#if defined(__x86_64__) && defined(__GNUC__)
-#define STREAM_X86 1
-#include <immintrin.h>
-#else
-#define STREAM_X86 0
-#endif
-
-constexpr uint8_t SLOT_MASK = RAND_TABLE_NUM - 1; // byte of a value: the slot it leads to
-constexpr uint8_t PASS_FLAG = RAND_TABLE_NUM;     // byte of a value: set if it passes the test
-constexpr int RAW_BITS = 31;                      // bits of a raw value
-constexpr int SLOT_SHIFT = 26;                    // bits of a raw value below its slot
-constexpr size_t SEARCH_WIDTH = 64;               // bytes looked at in one go
-constexpr uint32_t MODULUS = static_cast<uint32_t>(RAND_MODULUS);
-
-static_assert(RAND_DIVISOR == int64_t{1} << SLOT_SHIFT);
-static_assert(RAND_MODULUS == (int64_t{1} << RAW_BITS) - 1);
-static_assert(SEARCH_WIDTH >= RAND_TABLE_NUM);
-
-// The draws of a block, indexed from HEAD on so that searches may read beyond either end.
-// Lifetime: block.
-constexpr size_t HEAD = SEARCH_WIDTH;
-struct BLOCK {
-    alignas(64) uint32_t x[HEAD + STREAM_BLOCK]; // number that draw i puts in the table
-    alignas(64) uint8_t byte[HEAD + STREAM_BLOCK + SEARCH_WIDTH]; // of the output before draw i
-};
-
-// What a block is made from. Lifetime: block.
-struct SEED {
-    uint32_t lane[STREAM_LANES];   // the first numbers to enter the table
-    uint8_t table[RAND_TABLE_NUM]; // byte of the value in each slot
-};
-
-// Makes the draws of a block.
-using MAKE = void (*)(const SEED &seed, size_t size, uint32_t threshold, BLOCK &block);
 
 STREAM g_stream = {};
 size_t g_stream_block = STREAM_BLOCK;
 
 static BLOCK g_block;
-static size_t g_block_size = STREAM_BLOCK;
-static double g_factor = 0.0;    // of the test
-static uint32_t g_threshold = 0; // raw values below it pass the test
+static std::mt19937_64 g_behind; // the Mersenne Twister as it stands behind the block
+static BLOCK_PLAN g_plan = {STREAM_BLOCK, 0};
+static double g_factor = 0.0; // of the test
 
-// How blocks are made, nullptr until the first start. A call that names its target is not enough:
-// an optimizer that sees which block is meant may take the call for one without effect and drop it.
-static MAKE g_make = nullptr;
-
-// a * b modulo MODULUS for factors below it. What is above bit 31 counts once more from bit 0 on,
-// as 2^31 is 1 modulo 2^31 - 1.
-static constexpr uint32_t MulMod(uint64_t a, uint64_t b)
+static bool IsMersenne()
 {
-    const uint64_t product = a * b;
-    const uint32_t sum =
-        static_cast<uint32_t>(product & MODULUS) + static_cast<uint32_t>(product >> RAW_BITS);
-    return std::min(sum, sum - MODULUS); // wraps to a huge number if there is nothing to take off
+    return g_settings.generator == GENERATOR_MERSENNE;
 }
 
-static constexpr uint32_t JumpMultiplier()
+static GENERATOR_STATE StateNow()
 {
-    uint32_t power = 1;
-    for (size_t i = 0; i < STREAM_LANES; ++i) {
-        power = MulMod(power, RAND_MULTIPLIER);
-    }
-    return power;
-}
-
-constexpr uint32_t JUMP = JumpMultiplier(); // takes a number STREAM_LANES steps ahead
-
-static uint8_t ByteOf(uint32_t raw, uint32_t threshold)
-{
-    return static_cast<uint8_t>((raw >> SLOT_SHIFT) | (raw < threshold ? PASS_FLAG : 0u));
-}
-
-static void MakePortable(const SEED &seed, size_t size, uint32_t threshold, BLOCK &block)
-{
-    SEED local = seed;
-    // Twice the table, for bytes without and with the flag: masking the flag off would lengthen
-    // the way from one draw to the next, writing a second byte does not.
-    uint8_t table[2 * RAND_TABLE_NUM];
-    memcpy(table, seed.table, sizeof(seed.table));
-    memcpy(table + RAND_TABLE_NUM, seed.table, sizeof(seed.table));
-    size_t slot = block.byte[HEAD];
-    for (size_t begin = HEAD; begin < HEAD + size; begin += STREAM_LANES) {
-#pragma GCC unroll 16
-        for (size_t i = 0; i < STREAM_LANES; ++i) {
-            const uint32_t x = local.lane[i];
-            const uint8_t byte = ByteOf(x, threshold);
-            const uint8_t out = table[slot];
-            table[slot] = byte;
-            table[slot ^ PASS_FLAG] = byte;
-            slot = out;
-            block.byte[begin + i + 1] = out;
-            block.x[begin + i] = x;
-            local.lane[i] = MulMod(x, JUMP);
-        }
-    }
-}
-
-#if STREAM_X86
-
-#define STREAM_TARGET __attribute__((target("avx2,avx512vl,avx512bw,avx512vbmi")))
-
-constexpr uint32_t ALL_BYTES = 0xFFFFFFFF; // of a 32-byte register
-
-// MulMod by JUMP for eight numbers.
-STREAM_TARGET static inline __m256i Jump8(__m256i x)
-{
-    const __m256i jump = _mm256_set1_epi64x(JUMP);
-    const __m256i low = _mm256_set1_epi64x(MODULUS);
-    const __m256i even = _mm256_mul_epu32(x, jump);
-    const __m256i odd = _mm256_mul_epu32(_mm256_srli_epi64(x, 32), jump);
-    const __m256i even_sum =
-        _mm256_add_epi64(_mm256_and_si256(even, low), _mm256_srli_epi64(even, RAW_BITS));
-    const __m256i odd_sum =
-        _mm256_add_epi64(_mm256_and_si256(odd, low), _mm256_srli_epi64(odd, RAW_BITS));
-    const __m256i sum = _mm256_blend_epi32(even_sum, _mm256_slli_epi64(odd_sum, 32), 0xAA);
-    return _mm256_min_epu32(sum, _mm256_sub_epi32(sum, _mm256_set1_epi32(MODULUS)));
-}
-
-// ByteOf for eight numbers, each byte repeated four times.
-STREAM_TARGET static inline __m256i Bytes8(__m256i x, __m256i threshold)
-{
-    const __m256i repeat = _mm256_setr_epi32(0, 0x04040404, 0x08080808, 0x0C0C0C0C, 0, 0x04040404,
-                                             0x08080808, 0x0C0C0C0C);
-    const __m256i flag =
-        _mm256_and_si256(_mm256_cmpgt_epi32(threshold, x), _mm256_set1_epi32(PASS_FLAG));
-    return _mm256_shuffle_epi8(_mm256_or_si256(_mm256_srli_epi32(x, SLOT_SHIFT), flag), repeat);
-}
-
-// The table lives in one register, and the current byte in all 32 bytes of another: one permutation
-// is then a table look-up whose result is the next index, in fewer cycles than a load from memory.
-STREAM_TARGET static void MakeVector(const SEED &seed, size_t size, uint32_t threshold,
-                                     BLOCK &block)
-{
-    alignas(32) uint8_t number[RAND_TABLE_NUM];
-    for (int k = 0; k < RAND_TABLE_NUM; ++k) {
-        number[k] = static_cast<uint8_t>(k);
-    }
-    const __m256i slots = _mm256_load_si256(reinterpret_cast<const __m256i *>(number));
-    const __m256i slot_mask = _mm256_set1_epi8(SLOT_MASK);
-    const __m256i limit = _mm256_set1_epi32(static_cast<int32_t>(threshold));
-    __m256i table = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(seed.table));
-    __m256i current = _mm256_set1_epi8(static_cast<char>(block.byte[HEAD]));
-    __m256i x0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(seed.lane));
-    __m256i x1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(seed.lane + 8));
-    alignas(32) int32_t entering[STREAM_LANES];
-    for (size_t begin = HEAD; begin < HEAD + size; begin += STREAM_LANES) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(block.x + begin), x0);
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(block.x + begin + 8), x1);
-        _mm256_store_si256(reinterpret_cast<__m256i *>(entering), Bytes8(x0, limit));
-        _mm256_store_si256(reinterpret_cast<__m256i *>(entering + 8), Bytes8(x1, limit));
-        x0 = Jump8(x0);
-        x1 = Jump8(x1);
-#pragma GCC unroll 16
-        for (size_t i = 0; i < STREAM_LANES; ++i) {
-            const __m256i here = _mm256_cmpeq_epi8(_mm256_and_si256(current, slot_mask), slots);
-            // Looks at the slot bits only. The form with a mask, here of all bytes, because some
-            // compilers warn about the plain one.
-            current = _mm256_maskz_permutexvar_epi8(ALL_BYTES, current, table);
-            // "here ? entering : table" for each slot
-            table = _mm256_ternarylogic_epi64(here, _mm256_set1_epi32(entering[i]), table, 0xCA);
-            // Four bytes are cheaper to store than one; the next draws overwrite the other three.
-            const int32_t out = _mm_cvtsi128_si32(_mm256_castsi256_si128(current));
-            memcpy(block.byte + begin + i + 1, &out, sizeof(out));
-        }
-    }
-}
-
-#endif
-
-static MAKE BestMake()
-{
-#if STREAM_X86
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("avx512vl") &&
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi")) {
-        return MakeVector;
-    }
-#endif
-    return MakePortable;
-}
-
-// Bit i is set if byte i of the SEARCH_WIDTH bytes at p agrees with value in the bits of mask.
-static uint64_t MatchBytes(const uint8_t *p, uint8_t mask, uint8_t value)
-{
-    uint64_t match = 0;
-#if STREAM_X86
-    const __m128i masks = _mm_set1_epi8(static_cast<char>(mask));
-    const __m128i values = _mm_and_si128(_mm_set1_epi8(static_cast<char>(value)), masks);
-#pragma GCC unroll 4
-    for (size_t i = 0; i < SEARCH_WIDTH; i += sizeof(__m128i)) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + i));
-        const __m128i equal = _mm_cmpeq_epi8(_mm_and_si128(bytes, masks), values);
-        match |= static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(equal))) << i;
-    }
-#else
-    for (size_t i = 0; i < SEARCH_WIDTH; ++i) {
-        match |= static_cast<uint64_t>(((p[i] ^ value) & mask) == 0) << i;
-    }
-#endif
-    return match;
-}
-
-// The value just before a draw of the block in the slot that a byte leads to.
-static uint32_t SlotValue(uint8_t byte, size_t draw)
-{
-    size_t after = HEAD + draw;
-    for (;;) {
-        const uint64_t match = MatchBytes(g_block.byte + after - SEARCH_WIDTH, SLOT_MASK, byte);
-        if (match != 0) {
-            return g_block.x[after - 1 - static_cast<size_t>(std::countl_zero(match))];
-        }
-        after -= SEARCH_WIDTH;
-    }
-}
-
-static uint32_t DrawValue(size_t draw)
-{
-    return SlotValue(g_block.byte[HEAD + draw], draw);
-}
-
-// The first draw from one on that passes the test, or the end of the block.
-static size_t FindPassing(size_t draw)
-{
-    for (; draw < g_stream.end; draw += SEARCH_WIDTH) {
-        const uint64_t match = MatchBytes(g_block.byte + HEAD + draw + 1, PASS_FLAG, PASS_FLAG);
-        if (match != 0) {
-            draw += static_cast<size_t>(std::countr_zero(match));
-            break;
-        }
-    }
-    return std::min(draw, g_stream.end);
+    GENERATOR_STATE state;
+    state.x = static_cast<uint32_t>(idum);
+    state.iy = static_cast<uint32_t>(g_shuffle.iy);
+    std::copy(std::begin(g_shuffle.iv), std::end(g_shuffle.iv), std::begin(state.iv));
+    return state;
 }
 
 // Moves the generator on by what has been consumed of the block and drops the rest.
 static void LeaveBlock()
 {
     const size_t consumed = g_stream.next;
-    if (consumed > 0) {
-        idum = g_block.x[HEAD + consumed - 1];
-        g_shuffle.iy = DrawValue(consumed - 1);
-        for (int k = 0; k < RAND_TABLE_NUM; ++k) {
-            g_shuffle.iv[k] = SlotValue(static_cast<uint8_t>(k), consumed);
+    const bool whole = consumed == g_stream.end;
+    if (IsMersenne()) {
+        if (consumed > 0 && whole) {
+            g_mersenne.engine = g_behind;
+        } else {
+            g_mersenne.engine.discard(consumed);
         }
+        g_mersenne.drawn += consumed;
+    } else if (consumed > 0) {
+        const GENERATOR_STATE state = whole ? g_block.behind : StateAfter(g_block, consumed);
+        idum = state.x;
+        g_shuffle.iy = state.iy;
+        std::copy(std::begin(state.iv), std::end(state.iv), std::begin(g_shuffle.iv));
     }
     g_stream.next = 0;
     g_stream.clear = 0;
@@ -286,26 +72,19 @@ static bool NextBlock()
 {
     assert(g_stream.next == g_stream.end);
     LeaveBlock();
-    if (!g_stream.on || !IsSettled()) {
+    if (!g_stream.on) {
         return false;
     }
-    SEED seed;
-    uint32_t x = static_cast<uint32_t>(idum);
-    for (uint32_t &lane : seed.lane) {
-        x = MulMod(x, RAND_MULTIPLIER);
-        lane = x;
+    if (IsMersenne()) {
+        g_behind = g_mersenne.engine;
+        MakeMersenneBlock(g_behind, g_plan, g_block);
+    } else if (IsSettled()) {
+        MakeBlock(StateNow(), g_plan, g_block);
+    } else {
+        return false;
     }
-    for (int k = 0; k < RAND_TABLE_NUM; ++k) {
-        const uint32_t raw = static_cast<uint32_t>(g_shuffle.iv[k]);
-        const size_t before = HEAD - RAND_TABLE_NUM + static_cast<size_t>(k);
-        seed.table[k] = ByteOf(raw, g_threshold);
-        g_block.x[before] = raw;
-        g_block.byte[before] = static_cast<uint8_t>(k);
-    }
-    g_block.byte[HEAD] = ByteOf(static_cast<uint32_t>(g_shuffle.iy), 0);
-    g_make(seed, g_block_size, g_threshold, g_block);
-    g_stream.end = g_block_size;
-    g_stream.clear = FindPassing(0);
+    g_stream.end = g_plan.size;
+    g_stream.clear = FindPassing(g_block, 0, g_stream.end);
     return true;
 }
 
@@ -314,9 +93,11 @@ static bool SkipOnePlain()
 {
     const int64_t state = idum;
     const SHUFFLE shuffle = g_shuffle;
-    if (g_factor > RandUniformBasic(&idum)) {
+    const MERSENNE mersenne = g_mersenne;
+    if (g_factor > RandUniformSingle()) {
         idum = state;
         g_shuffle = shuffle;
+        g_mersenne = mersenne;
         return false;
     }
     return true;
@@ -328,10 +109,7 @@ void StreamStart(size_t block)
     assert(block <= STREAM_BLOCK);
     assert(block % STREAM_LANES == 0);
     StreamStop();
-    if (g_make == nullptr) {
-        g_make = BestMake();
-    }
-    g_block_size = block;
+    g_plan.size = block;
     g_stream.on = true;
 }
 
@@ -345,7 +123,7 @@ void StreamReset()
 {
     g_stream = {};
     g_factor = 0.0;
-    g_threshold = 0;
+    g_plan.threshold = 0;
 }
 
 void StreamSetTest(double factor)
@@ -353,7 +131,7 @@ void StreamSetTest(double factor)
     LeaveBlock(); // the marks of the rest of the block belong to the old test
     g_factor = factor;
     uint32_t low = 0;
-    uint32_t high = MODULUS;
+    uint32_t high = RAND_MODULUS + 1U; // the Mersenne Twister may give the modulus too
     while (low < high) {
         const uint32_t middle = low + (high - low) / 2;
         if (factor > RawToUniform(middle)) {
@@ -362,18 +140,18 @@ void StreamSetTest(double factor)
             high = middle;
         }
     }
-    g_threshold = low;
+    g_plan.threshold = low;
 }
 
 double StreamDraw()
 {
     if (g_stream.next == g_stream.end && !NextBlock()) {
-        return RandUniformBasic(&idum);
+        return RandUniformSingle();
     }
-    const uint32_t raw = DrawValue(g_stream.next);
+    const uint32_t raw = DrawValue(g_block, g_stream.next);
     ++g_stream.next;
     if (g_stream.next > g_stream.clear) {
-        g_stream.clear = FindPassing(g_stream.next);
+        g_stream.clear = FindPassing(g_block, g_stream.next, g_stream.end);
     }
     return RawToUniform(raw);
 }
@@ -399,9 +177,4 @@ uint64_t StreamSkipBeyond(uint64_t count)
             --left;
         }
     }
-}
-
-void StreamUsePortable(bool flag)
-{
-    g_make = flag ? MakePortable : BestMake();
 }

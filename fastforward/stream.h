@@ -12,8 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 
-constexpr size_t STREAM_LANES = 16;   // numbers of the generator made side by side
-constexpr size_t STREAM_BLOCK = 4096; // draws per block: few refills, and the block stays in cache
+#include "fastforward/block.h"
 
 // Window on the current block, next <= clear <= end; all 0 if there is none. Written by the
 // Stream routines only. Lifetime: program.
@@ -65,7 +64,3 @@ inline bool StreamSkipsDraw()
 {
     return g_stream.on && StreamSkipFailing(1) == 1;
 }
-
-// Keeps later blocks to the instructions every machine has (true) or not (false). The numbers are
-// the same; tests and bench compare the two.
-void StreamUsePortable(bool flag);

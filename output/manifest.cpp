@@ -46,6 +46,16 @@ static std::string Member(const char *key, const std::string &value)
     return line.append(key).append("\": \"").append(value).append("\",\n");
 }
 
+// The generator, and which of its streams where there is a choice.
+static std::string Generator(const SETTINGS &settings)
+{
+    std::string lines = Member("generator", GENERATOR_NAMES[settings.generator]);
+    if (settings.generator == GENERATOR_MERSENNE) {
+        lines += "    \"replication\": " + std::to_string(settings.replication) + ",\n";
+    }
+    return lines;
+}
+
 // Puts `text` at `path` as a whole or not at all.
 static std::string Replace(const std::string &path, const std::string &text)
 {
@@ -70,7 +80,7 @@ std::string BeginManifest(const std::string &path, const std::string &program)
     g_begin = STEADY::now();
     g_head = "{\n" + Member("program", program) + Member("version", ProgramVersion()) +
              Member("commit", ProgramCommit()) + Member("compiler", ProgramCompiler()) +
-             Member("start_time", TimeText(std::time(nullptr))) +
+             Member("start_time", TimeText(std::time(nullptr))) + Generator(g_settings) +
              "    \"experiment\": " + SettingsAsJson(g_settings, 4) + ",\n";
     // What cannot be replaced must not speak for the new results.
     std::remove(path.c_str());

@@ -30,6 +30,15 @@ TEST(EndToEnd, SignatureIsTheRecordedOne)
     }
 }
 
+// Recorded like the other one: a run with the other generator must stay what it is, too.
+TEST(EndToEnd, SignatureWithTheMersenneTwister)
+{
+    const SIGNATURE fast = Signature(false, GENERATOR_MERSENNE);
+    EXPECT_EQ(fast.parts, Signature(true, GENERATOR_MERSENNE).parts);
+    EXPECT_EQ(fast.total, "55acdc99a9e5d87a");
+    g_settings = {};
+}
+
 static std::string ReadManifest(const std::string &dir)
 {
     std::ifstream file(dir + "/result/manifest.json");
@@ -64,13 +73,18 @@ TEST(EndToEnd, ManifestTellsTheSeedAndTheEnd)
     EXPECT_NE(during.find(seed), std::string::npos) << during;
     EXPECT_NE(during.find("\n    \"complete\": false\n}\n"), std::string::npos) << during;
     EXPECT_NE(after.find(seed), std::string::npos) << after;
+    EXPECT_NE(after.find("\n    \"generator\": \"lcg-16807\",\n"), std::string::npos) << after;
     EXPECT_NE(after.find("\n    \"wall_time_s\": 0."), std::string::npos) << after;
     EXPECT_NE(after.find(",\n    \"complete\": true\n}\n"), std::string::npos) << after;
     // A run whose results were not all written does not say that it is complete.
     std::filesystem::remove(dir + "/result/10node_design/1500/drop.txt");
     std::filesystem::create_symlink("/dev/full", dir + "/result/10node_design/1500/drop.txt");
     g_settings.seed = SEED_FROM_CLOCK;
+    g_settings.generator = GENERATOR_MERSENNE;
+    g_settings.replication = 3;
     RunProgramIn(dir);
+    const std::string generator = "\n    \"generator\": \"mt19937-64\",\n    \"replication\": 3,\n";
+    EXPECT_NE(ReadManifest(dir).find(generator), std::string::npos) << ReadManifest(dir);
     EXPECT_NE(ReadManifest(dir).find("\"complete\": false\n"), std::string::npos);
     std::filesystem::remove_all(dir);
 }

@@ -115,6 +115,7 @@ void SetUpScene(const SCENE &scene)
         DAT_LENGTH = RTS_VALUE;
     }
     g_scene_seed = scene.seed;
+    g_settings.generator = scene.generator;
     g_clock = SceneClock;
     ResetRandom();
     RandInitUniform();
@@ -162,8 +163,8 @@ std::string DescribeScene(const SCENE &scene)
          << scene.data_length << ", load " << scene.load_kbps << ", rate " << scene.ariv_rate
          << ", RTS " << scene.rts_flag << ", queue " << scene.queue_limit << ", log "
          << scene.log_limit << ", window " << scene.window_begin << " to " << scene.window_end
-         << ", start " << scene.start_tick << ", seed " << scene.seed << ", block "
-         << scene.stream_block << "\n";
+         << ", start " << scene.start_tick << ", seed " << scene.seed << ", generator "
+         << GENERATOR_NAMES[scene.generator] << ", block " << scene.stream_block << "\n";
     for (const POSITION &position : scene.positions) {
         text << "(" << position.x << ", " << position.y << ") ";
     }

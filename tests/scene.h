@@ -57,8 +57,9 @@ struct SCENE {
     int32_t log_limit = QUEUE_LIMIT;
     uint64_t window_begin = 0;
     uint64_t window_end = 40'000'000;
-    uint64_t start_tick = 0;            // where the clock starts
-    int64_t seed = 1'700'000'000;       // what the wall clock shows
+    uint64_t start_tick = 0;      // where the clock starts
+    int64_t seed = 1'700'000'000; // what the wall clock shows
+    GENERATOR generator = GENERATOR_LCG;
     size_t stream_block = 0;            // draws per block in fast runs; 0: as in the program
     std::vector<SENDING> sendings = {}; // by tick
     std::vector<START> starts = {};

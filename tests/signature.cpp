@@ -79,10 +79,11 @@ static bool IsReproducible(const std::string &line)
            line.find(" time : ") == std::string::npos;
 }
 
-SIGNATURE Signature(bool plain)
+SIGNATURE Signature(bool plain, GENERATOR generator)
 {
     g_plain_ticking = plain;
     g_settings = {};
+    g_settings.generator = generator;
     g_settings.sim_ticks = 400'000;
     g_settings.window_begin = 100'000;
     g_settings.window_end = 400'000;

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "driver/settings.h"
+
 // A finished run of the program.
 struct RUN {
     int status;         // exit status
@@ -23,4 +25,4 @@ struct SIGNATURE {
 
 // Runs a shortened experiment under a fixed clock, by plain ticking or fast. Of what it prints the
 // sizes of the records and the times taken do not count.
-SIGNATURE Signature(bool plain);
+SIGNATURE Signature(bool plain, GENERATOR generator = GENERATOR_LCG);

@@ -100,7 +100,7 @@ struct GLOBAL {
 
 static const GLOBAL GLOBALS[] = {
 #define ROW(name) {MakeField<decltype(name)>(#name, 0), &(name)}
-    ROW(g_sim_time), ROW(g_event), ROW(g_no), ROW(idum), ROW(g_shuffle.iy), ROW(g_shuffle.iv), ROW(g_counter),
+    ROW(g_sim_time), ROW(g_event), ROW(g_no), ROW(idum), ROW(g_shuffle.iy), ROW(g_shuffle.iv), ROW(g_mersenne.drawn), ROW(g_counter),
     ROW(load), ROW(DATA_LENGTH), ROW(DATA_LENGTH2), ROW(PACKET_PAYLOAD_LENGTH), ROW(PACKET_PAYLOAD_LENGTH2),
     ROW(DAT_LENGTH), ROW(g_ariv_rate), ROW(g_ariv_rate2), ROW(g_interval), ROW(g_interval2),
     ROW(temp_trans1), ROW(temp_trans2), ROW(temp_non), ROW(g_collision_possible_time), ROW(ave_delay), ROW(ave_delay_2), ROW(check_delay), ROW(flag_col), ROW(count_cw),

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <iterator>
 #include <limits>
+#include <random>
 
+#include "driver/settings.h"
 #include "topology/random.h"
 
 inline constexpr int64_t P = 2147483647;
@@ -36,6 +38,20 @@ inline constexpr int64_t CLOCKS[][2] = {
     {HIGHEST, HIGHEST},
     {LOWEST, LOWEST},
 };
+
+// Draws of the test "factor > u" that fail, at most count.
+template <class GENERATOR_TYPE>
+uint64_t SkipFailingOf(GENERATOR_TYPE &generator, double factor, uint64_t count)
+{
+    for (uint64_t i = 0; i < count; ++i) {
+        const GENERATOR_TYPE before = generator;
+        if (factor > generator.Draw()) {
+            generator = before;
+            return i;
+        }
+    }
+    return count;
+}
 
 // One step in 128 bits: the state times 16807, less whole multiples of P as in the plain one.
 struct TEXTBOOK {
@@ -76,18 +92,19 @@ struct TEXTBOOK {
         Draw();
         state = clock[1];
     }
+};
 
-    // Draws of the test "factor > u" that fail, at most count.
-    uint64_t SkipFailing(double factor, uint64_t count)
+// The standard library's engine, and the place of the next draw in its numbers.
+struct TWISTER {
+    std::mt19937_64 engine;
+
+    explicit TWISTER(std::seed_seq words) : engine(words)
     {
-        for (uint64_t i = 0; i < count; ++i) {
-            const TEXTBOOK before = *this;
-            if (factor > Draw()) {
-                *this = before;
-                return i;
-            }
-        }
-        return count;
+    }
+
+    double Draw()
+    {
+        return std::min(static_cast<double>(engine() >> 33) * 4.656612875245797e-10, 0.99999988);
     }
 };
 
@@ -109,6 +126,26 @@ inline void SeedBoth(const int64_t (&clock)[2], TEXTBOOK &reference)
     RandInitUniform();
     EXPECT_EQ(g_reading_num, 2);
     reference.Seed(clock);
+}
+
+// Seeds the model's Mersenne Twister from the settings. ResetGenerator puts them back.
+inline void SeedMersenne(int64_t seed, int32_t replication)
+{
+    g_settings.generator = GENERATOR_MERSENNE;
+    g_settings.seed = seed;
+    g_settings.replication = replication;
+    RandInitUniform();
+}
+
+inline void ResetGenerator()
+{
+    g_settings = {};
+    ResetRandom();
+}
+
+inline void ExpectSameState(const TWISTER &reference)
+{
+    ASSERT_TRUE(g_mersenne.engine == reference.engine);
 }
 
 inline void ExpectSameState(const TEXTBOOK &reference)

@@ -38,6 +38,28 @@ TEST(Random, StateAfterTenThousandSteps)
     EXPECT_EQ(state, 1043618065);
 }
 
+TEST(Random, MersenneTwisterFromSeedAndReplication)
+{
+    // The standard's own check: the 10000th number of its default seed.
+    std::mt19937_64 standard;
+    standard.discard(9999);
+    EXPECT_EQ(standard(), 9981545732273789042U);
+    for (const uint32_t replication : {0U, 1U, 39U}) {
+        TWISTER reference({1'700'000'000U, 0U, replication});
+        SeedMersenne(1'700'000'000, static_cast<int32_t>(replication));
+        for (int i = 0; i < 1000; ++i) {
+            ASSERT_EQ(RandUniform(-1.0, 1.0), reference.Draw() * 2.0 - 1.0);
+        }
+        ExpectSameState(reference);
+    }
+    EXPECT_EQ(g_mersenne.drawn, 1000U);
+    ResetGenerator();
+    // Left alone, the published generator draws again.
+    TEXTBOOK reference;
+    SeedBoth({1, 1}, reference);
+    ASSERT_EQ(RandUniform(0.0, 1.0), reference.Draw());
+}
+
 TEST(Random, DistributionsAndReset)
 {
     TEXTBOOK reference;

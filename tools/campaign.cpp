@@ -19,6 +19,7 @@
 #include "tools/options.h"
 #include "tools/progress.h"
 #include "tools/replication.h"
+#include "tools/seeds.h"
 
 namespace fs = std::filesystem;
 using SECONDS = std::chrono::duration<double>;
@@ -54,7 +55,17 @@ static int LockSeed(const std::string &partial)
     return lock;
 }
 
-[[noreturn]] static void RunChild(const std::string &partial, int64_t seed, bool quick,
+// What the campaign makes of a seed that is one of its own.
+static REPLICATION MakeReplication(const CAMPAIGN &campaign, int64_t seed)
+{
+    int number = 0;
+    if (campaign.generator == GENERATOR_MERSENNE) {
+        number = ReplicationNumber(campaign.first_seed, seed, campaign.generator).value();
+    }
+    return {seed, campaign.generator, number, campaign.quick};
+}
+
+[[noreturn]] static void RunChild(const std::string &partial, const REPLICATION &replication,
                                   pid_t parent)
 {
     // A child does not outlive the command, however that ends.
@@ -63,9 +74,9 @@ static int LockSeed(const std::string &partial)
         _exit(STATUS_FAILED);
     }
     const std::string error =
-        chdir(partial.c_str()) == 0 ? Replicate(seed, quick) : std::strerror(errno);
+        chdir(partial.c_str()) == 0 ? Replicate(replication) : std::strerror(errno);
     if (!error.empty()) {
-        Fail(PROGRAM, "seed " + std::to_string(seed) + ": " + error);
+        Fail(PROGRAM, "seed " + std::to_string(replication.seed) + ": " + error);
     }
     _exit(error.empty() ? 0 : STATUS_TOLD);
 }
@@ -93,10 +104,11 @@ static void StartSeed(CAMPAIGN &campaign, int64_t seed)
         close(lock);
         return;
     }
+    const REPLICATION replication = MakeReplication(campaign, seed);
     std::fflush(nullptr);
     const pid_t pid = fork();
     if (pid == 0) {
-        RunChild(partial, seed, campaign.quick, parent);
+        RunChild(partial, replication, parent);
     }
     if (pid < 0) {
         FailSeed(campaign, seed, std::string("no process: ") + std::strerror(errno));

@@ -12,6 +12,8 @@
 
 #include <sys/types.h>
 
+#include "driver/settings.h"
+
 constexpr char PROGRAM[] = "dcfsim-replicate";
 
 struct JOB {
@@ -23,6 +25,8 @@ struct JOB {
 struct CAMPAIGN {
     std::string dir;
     bool quick = false;
+    GENERATOR generator = GENERATOR_LCG;
+    int64_t first_seed = 0;       // numbers the replications; GENERATOR_MERSENNE only
     int jobs = 1;                 // processes at a time
     std::vector<int64_t> waiting; // seeds not yet begun, last first
     std::vector<JOB> running;

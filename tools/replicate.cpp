@@ -1,21 +1,26 @@
 // dcfsim-replicate: independent replications of the whole experiment, and their summary.
 //
-//     DIR/campaign.json       first seed, so that the same command goes on with the same seeds
+//     DIR/campaign.json       first seed and generator, so that the same command goes on with them
 //     DIR/seed-N/             a finished replication: result/, stdout.txt, manifest.json
 //     DIR/.partial-N/         one that is being run, or was interrupted; renamed when complete
 //     DIR/.partial-N.lock     held while seed N is being run, by whatever process
 //     DIR/summary.csv
 //
-// The seed is all that two replications differ in: the model seeds itself from its clock, which
-// stands still at the seed here. Each replication is a process of its own.
+// The seed, and the number of the replication where the generator takes it, is all that two
+// replications differ in: the model seeds itself from its clock, which stands still at the seed
+// here. Each replication is a process of its own.
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <map>
+#include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -26,23 +31,26 @@
 #include "tools/campaign.h"
 #include "tools/json_file.h"
 #include "tools/options.h"
+#include "tools/precision.h"
 #include "tools/progress.h"
 #include "tools/read_tree.h"
+#include "tools/seeds.h"
 #include "tools/summary.h"
 #include "topology/random.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-constexpr int64_t LARGEST_SEED = RAND_MODULUS - 1; // from there on the streams repeat
-
 struct OPTIONS {
     std::string dir;
-    int replications = 10;
+    int replications = 0;   // 0: ten, or as many as the precision takes
+    double precision = 0.0; // percent; 0: not asked for
     int64_t first_seed = 0; // 0: from the campaign, or the clock
+    std::string generator;  // empty: from the campaign, or the published one
     int64_t one = 0;        // 0: all
     int jobs = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     bool quick = false;
+    bool list_seeds = false;
     bool summarise = false;
 };
 
@@ -51,6 +59,7 @@ static int Summarise(const std::string &dir)
 {
     std::map<int64_t, std::string> trees;
     std::set<bool> quick;
+    std::set<std::string> generators;
     std::set<std::string> programs;
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(dir, error)) {
@@ -64,6 +73,7 @@ static int Summarise(const std::string &dir)
         }
         trees[(*manifest)["seed"]] = FindTree(path);
         quick.insert(manifest->value("quick", false));
+        generators.insert(manifest->value("generator", GENERATOR_NAMES[GENERATOR_LCG]));
         programs.insert(manifest->value("version", "") + " " + manifest->value("commit", ""));
     }
     if (error || trees.empty()) {
@@ -71,6 +81,10 @@ static int Summarise(const std::string &dir)
     }
     if (quick.size() > 1) {
         return Fail(PROGRAM, dir + ": holds quick and whole replications, which do not mix");
+    }
+    if (generators.size() > 1) {
+        return Fail(PROGRAM,
+                    dir + ": holds replications of different generators, which do not mix");
     }
     if (programs.size() > 1) {
         Fail(PROGRAM, "warning: " + dir + ": holds replications of different program versions");
@@ -88,32 +102,64 @@ static int Summarise(const std::string &dir)
     return 0;
 }
 
-// Finds the first seed, from the campaign in the directory or for a new one, and records it.
-// Returns what stands against it, or an empty text.
-static std::string OpenCampaign(OPTIONS &options)
+static std::optional<GENERATOR> GeneratorCalled(const std::string &name)
+{
+    const auto *const found =
+        std::find(std::begin(GENERATOR_NAMES), std::end(GENERATOR_NAMES), name);
+    return found == std::end(GENERATOR_NAMES)
+               ? std::nullopt
+               : std::optional(static_cast<GENERATOR>(found - std::begin(GENERATOR_NAMES)));
+}
+
+// Takes from the campaign in the directory, if it holds one, what the command line leaves open.
+// Returns what stands against going on with it, or an empty text.
+static std::string ReadCampaign(OPTIONS &options)
 {
     const std::string path = options.dir + "/campaign.json";
-    if (fs::exists(path)) {
-        const auto campaign = ReadJson(path);
-        if (!campaign || !campaign->value("first_seed", json()).is_number_integer()) {
-            return path + ": not a campaign";
-        }
-        const int64_t first_seed = (*campaign)["first_seed"];
-        if (options.first_seed != 0 && options.first_seed != first_seed) {
-            return options.dir + ": holds a campaign from seed " + std::to_string(first_seed) +
-                   " on; use another directory";
-        }
-        if (campaign->value("quick", false) != options.quick) {
-            return options.dir + ": holds a campaign " + (options.quick ? "without" : "with") +
-                   " --quick; use another directory";
-        }
-        options.first_seed = first_seed;
-        return "";
+    const std::string remedy = "; use another directory";
+    std::error_code error;
+    if (!fs::exists(path, error)) {
+        return error ? path + ": " + error.message() : "";
     }
-    if (options.first_seed == 0) {
-        options.first_seed = g_clock();
+    const auto campaign = ReadJson(path);
+    if (!campaign || !campaign->value("first_seed", json()).is_number_integer() ||
+        !campaign->value("generator", json("")).is_string()) {
+        return path + ": not a campaign";
     }
-    const json campaign = {{"first_seed", options.first_seed}, {"quick", options.quick}};
+    const int64_t first_seed = (*campaign)["first_seed"];
+    const std::string generator = campaign->value("generator", "");
+    if (generator.empty()) {
+        return options.dir +
+               ": holds a campaign of consecutive seeds, whose streams overlap; it "
+               "can be summarised, but not continued" +
+               remedy;
+    }
+    if (first_seed < 1 || first_seed > LARGEST_SEED || !GeneratorCalled(generator)) {
+        return path + ": its seed or its generator is none that this program knows";
+    }
+    if (options.first_seed != 0 && options.first_seed != first_seed) {
+        return options.dir + ": holds a campaign from seed " + std::to_string(first_seed) + " on" +
+               remedy;
+    }
+    if (!options.generator.empty() && options.generator != generator) {
+        return options.dir + ": holds a campaign of generator " + generator + remedy;
+    }
+    if (campaign->value("quick", false) != options.quick) {
+        return options.dir + ": holds a campaign " + (options.quick ? "without" : "with") +
+               " --quick" + remedy;
+    }
+    options.first_seed = first_seed;
+    options.generator = generator;
+    return "";
+}
+
+// Records a new campaign. Returns what stands against it, or an empty text.
+static std::string WriteCampaign(const OPTIONS &options)
+{
+    const std::string path = options.dir + "/campaign.json";
+    const json campaign = {{"first_seed", options.first_seed},
+                           {"generator", options.generator},
+                           {"quick", options.quick}};
     const std::string partial = path + ".partial";
     if (!WriteDurably(partial, campaign.dump(4) + "\n") ||
         std::rename(partial.c_str(), path.c_str()) != 0) {
@@ -122,45 +168,169 @@ static std::string OpenCampaign(OPTIONS &options)
     return "";
 }
 
-static int Run(OPTIONS options)
+// Runs the replications of these seeds that are not there yet.
+static int RunSeeds(const OPTIONS &options, std::span<const int64_t> seeds)
 {
-    std::error_code error;
-    if (options.summarise) {
-        return Summarise(options.dir);
-    }
-    fs::create_directories(options.dir, error);
-    if (error) {
-        return Fail(PROGRAM, options.dir + ": " + error.message());
-    }
     CAMPAIGN campaign;
-    int64_t first = options.one;
-    int count = 1;
-    if (options.one == 0) {
-        const std::string why = OpenCampaign(options);
-        if (!why.empty()) {
-            return Fail(PROGRAM, why);
-        }
-        first = options.first_seed;
-        count = options.replications;
-    }
-    if (first > LARGEST_SEED - (count - 1)) {
-        return Fail(PROGRAM, "seeds beyond " + std::to_string(LARGEST_SEED) + " are not distinct");
-    }
-    for (int64_t seed = first + count - 1; seed >= first; --seed) {
-        if (!fs::exists(Path(options.dir, "seed-", seed))) {
-            campaign.waiting.push_back(seed);
+    for (size_t i = seeds.size(); i > 0; --i) {
+        if (!fs::exists(Path(options.dir, "seed-", seeds[i - 1]))) {
+            campaign.waiting.push_back(seeds[i - 1]);
         }
     }
-    const int finished = count - static_cast<int>(campaign.waiting.size());
+    const size_t finished = seeds.size() - campaign.waiting.size();
     if (finished > 0) {
-        PrintLine(std::to_string(finished) + " of " + std::to_string(count) +
+        PrintLine(std::to_string(finished) + " of " + std::to_string(seeds.size()) +
                   " replications were finished before");
     }
     campaign.dir = options.dir;
     campaign.quick = options.quick;
+    campaign.generator = GeneratorCalled(options.generator).value();
+    campaign.first_seed = options.first_seed;
     campaign.jobs = options.jobs;
-    const int status = RunCampaign(campaign);
-    return status == 0 && options.one == 0 ? Summarise(options.dir) : status;
+    return RunCampaign(campaign);
+}
+
+static std::string Percent(double percent)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g %%", percent);
+    return text;
+}
+
+// Runs batch after batch until the total throughput of every load is known as precisely as asked.
+// The batches are the same whatever the number of processes, and so is the campaign.
+static int RunUntilPrecise(const OPTIONS &options, std::span<const int64_t> seeds)
+{
+    constexpr size_t BATCH = 5; // also the smallest number that an interval is taken from
+    size_t begin = 0;
+    for (;;) {
+        const size_t size = std::min(BATCH, seeds.size() - begin);
+        int status = RunSeeds(options, seeds.subspan(begin, size));
+        status = status == 0 ? Summarise(options.dir) : status;
+        if (status != 0) {
+            return status;
+        }
+        begin += size;
+        PRECISION worst;
+        const std::string why = ReadPrecision(options.dir + "/summary.csv", worst);
+        if (!why.empty()) {
+            return Fail(PROGRAM, why);
+        }
+        const std::string found = "the worst load, " + std::to_string(worst.load) +
+                                  " Mbit/s, is known to " + Percent(worst.percent);
+        if (worst.percent <= options.precision) {
+            PrintLine(found + ", " + Percent(options.precision) + " were asked for");
+            return 0;
+        }
+        if (begin == seeds.size()) {
+            return Fail(PROGRAM, options.dir + ": " + found + " after " + std::to_string(begin) +
+                                     " replications, not to " + Percent(options.precision));
+        }
+        PrintLine(found + ", going on");
+    }
+}
+
+static int RefuseUse(const std::string &why)
+{
+    Fail(PROGRAM, why);
+    return STATUS_USAGE;
+}
+
+// How many replications the options mean. Refuses, by an empty result, more than their generator
+// has streams for.
+static std::optional<int> CountReplications(const OPTIONS &options)
+{
+    constexpr int USUAL = 10;
+    const int limit = ReplicationLimit(GeneratorCalled(options.generator).value());
+    if (options.replications > limit) {
+        RefuseUse("more than " + std::to_string(limit) + " replications need --generator " +
+                  GENERATOR_NAMES[GENERATOR_MERSENNE] + ": on the one cycle of " +
+                  options.generator + " the streams of more would meet at the same load");
+        return std::nullopt;
+    }
+    if (options.replications == 0) {
+        return options.precision > 0 ? limit : USUAL;
+    }
+    return options.replications;
+}
+
+// Fills in what neither the command line nor a campaign says.
+static void CompleteOptions(OPTIONS &options)
+{
+    if (options.generator.empty()) {
+        options.generator = GENERATOR_NAMES[GENERATOR_LCG];
+    }
+    if (options.first_seed == 0) {
+        const int64_t rest = (g_clock() - 1) % LARGEST_SEED;
+        options.first_seed = 1 + rest + (rest < 0 ? LARGEST_SEED : 0);
+    }
+}
+
+static int RunOne(OPTIONS options)
+{
+    const bool is_alone = options.first_seed == 0;
+    CompleteOptions(options);
+    const GENERATOR generator = GeneratorCalled(options.generator).value();
+    if (is_alone && generator == GENERATOR_MERSENNE) {
+        return RefuseUse("--one with " + options.generator +
+                         " needs --first-seed, from which the replications are numbered");
+    }
+    if (!is_alone && !ReplicationNumber(options.first_seed, options.one, generator)) {
+        return RefuseUse("--one " + std::to_string(options.one) +
+                         ": no seed of the campaign from seed " +
+                         std::to_string(options.first_seed) + " on; --list-seeds prints them");
+    }
+    return RunSeeds(options, {&options.one, 1});
+}
+
+static int ListSeeds(OPTIONS options)
+{
+    CompleteOptions(options);
+    const std::optional<int> count = CountReplications(options);
+    if (!count) {
+        return STATUS_USAGE;
+    }
+    std::string text;
+    for (const int64_t seed : CampaignSeeds(options.first_seed, *count)) {
+        text += std::to_string(seed) + "\n";
+    }
+    const bool is_printed = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+    return is_printed ? 0 : Fail(PROGRAM, "standard output cannot be written");
+}
+
+static int Run(OPTIONS options)
+{
+    if (options.summarise) {
+        return Summarise(options.dir);
+    }
+    if (options.list_seeds) {
+        return ListSeeds(options);
+    }
+    std::string why = ReadCampaign(options);
+    if (!why.empty()) {
+        return Fail(PROGRAM, why);
+    }
+    std::error_code error;
+    if (options.one != 0) {
+        fs::create_directories(options.dir, error);
+        return error ? Fail(PROGRAM, options.dir + ": " + error.message()) : RunOne(options);
+    }
+    CompleteOptions(options);
+    const std::optional<int> count = CountReplications(options);
+    if (!count) {
+        return STATUS_USAGE;
+    }
+    fs::create_directories(options.dir, error);
+    why = error ? options.dir + ": " + error.message() : WriteCampaign(options);
+    if (!why.empty()) {
+        return Fail(PROGRAM, why);
+    }
+    const std::vector<int64_t> seeds = CampaignSeeds(options.first_seed, *count);
+    if (options.precision > 0) {
+        return RunUntilPrecise(options, seeds);
+    }
+    const int status = RunSeeds(options, seeds);
+    return status == 0 ? Summarise(options.dir) : status;
 }
 
 static int Main(int argc, char **argv)
@@ -170,15 +340,27 @@ static int Main(int argc, char **argv)
                  "seed and a process of its own, and summarises them. Run again, it goes on where "
                  "it was interrupted.",
                  PROGRAM);
-    app.add_option("DIR", options.dir, "Directory of the campaign")->required();
+    const auto *dir = app.add_option("DIR", options.dir, "Directory of the campaign");
     auto *replications = app.add_option("-r,--replications", options.replications,
-                                        "Number of replications, 10 unless given")
-                             ->check(CLI::Range(1, 1'000'000))
+                                        "Number of replications, 10 unless given, at most 20 "
+                                        "without --generator mt19937-64")
+                             ->check(CLI::Range(1, ReplicationLimit(GENERATOR_MERSENNE)))
                              ->option_text("N");
     auto *first = app.add_option("-s,--first-seed", options.first_seed,
-                                 "First of the consecutive seeds, from the clock unless given")
+                                 "Seed of the first replication, which the others follow from; "
+                                 "from the clock unless given")
                       ->check(CLI::Range(int64_t{1}, LARGEST_SEED))
                       ->option_text("SEED");
+    auto *generator = app.add_option("-g,--generator", options.generator,
+                                     "Random numbers: lcg-16807, the published ones, or mt19937-64")
+                          ->check(CLI::IsMember({GENERATOR_NAMES[0], GENERATOR_NAMES[1]}))
+                          ->option_text("NAME");
+    auto *precision =
+        app.add_option("-p,--precision", options.precision,
+                       "Go on until the 95 % interval of the total throughput is at most P percent "
+                       "of its mean to either side, at every load")
+            ->check(CLI::PositiveNumber)
+            ->option_text("P");
     app.add_option("-j,--jobs", options.jobs, "Processes at a time, one per core unless given")
         ->check(CLI::Range(1, 10'000))
         ->option_text("N");
@@ -187,13 +369,31 @@ static int Main(int argc, char **argv)
             ->check(CLI::Range(int64_t{1}, LARGEST_SEED))
             ->option_text("SEED")
             ->excludes(replications)
-            ->excludes(first);
+            ->excludes(precision);
+    auto *list = app.add_flag("--list-seeds", options.list_seeds,
+                              "Print the seeds of a campaign, one a line, and run nothing")
+                     ->excludes(one)
+                     ->excludes(precision);
     app.add_flag("--summarise", options.summarise, "Summarise what DIR holds, and run nothing")
         ->excludes(one)
+        ->excludes(list)
         ->excludes(replications)
-        ->excludes(first);
+        ->excludes(first)
+        ->excludes(generator)
+        ->excludes(precision);
     app.add_flag("--quick", options.quick,
                  "Cut every load point to a thousandth; the figures mean nothing");
+    app.callback([&] {
+        if (std::isnan(options.precision)) { // which no range refuses
+            throw CLI::ValidationError(precision->get_name(), "not a number");
+        }
+        if (dir->count() == 0 && list->count() == 0) {
+            throw CLI::RequiredError(dir->get_name());
+        }
+        if (dir->count() > 0 && list->count() > 0) {
+            throw CLI::ExcludesError(list->get_name(), dir->get_name());
+        }
+    });
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
     }

@@ -41,16 +41,18 @@ static void ShortenLoadPoints()
     g_settings.window_end /= SHORTENED;
 }
 
-std::string Replicate(int64_t seed, bool quick)
+std::string Replicate(const REPLICATION &replication)
 {
     const time_t start = std::time(nullptr);
     const STEADY::time_point begin = STEADY::now();
     if (std::freopen("stdout.txt", "w", stdout) == nullptr) {
         return std::string("stdout.txt: ") + std::strerror(errno);
     }
-    g_seed = seed;
+    g_seed = replication.seed;
     g_clock = []() { return g_seed; };
-    if (quick) {
+    g_settings.generator = replication.generator;
+    g_settings.replication = replication.number;
+    if (replication.quick) {
         ShortenLoadPoints();
     }
     const int status = RunProgram();
@@ -65,16 +67,16 @@ std::string Replicate(int64_t seed, bool quick)
     if (!hash) {
         return "the result tree could not be hashed";
     }
-    const json manifest = {
-        {"seed", seed},
-        {"quick", quick},
-        {"version", ProgramVersion()},
-        {"commit", ProgramCommit()},
-        {"compiler", ProgramCompiler()},
-        {"start_time", TimeText(start)},
-        {"wall_time_s", SECONDS(STEADY::now() - begin).count()},
+    json manifest = {
+        {"seed", replication.seed},      {"generator", GENERATOR_NAMES[replication.generator]},
+        {"quick", replication.quick},    {"version", ProgramVersion()},
+        {"commit", ProgramCommit()},     {"compiler", ProgramCompiler()},
+        {"start_time", TimeText(start)}, {"wall_time_s", SECONDS(STEADY::now() - begin).count()},
         {"tree_sha256", *hash},
     };
+    if (replication.generator == GENERATOR_MERSENNE) {
+        manifest["replication"] = replication.number;
+    }
     syncfs(fileno(stdout));
     return WriteDurably("manifest.json", manifest.dump(4) + "\n")
                ? ""

@@ -4,6 +4,15 @@
 #include <cstdint>
 #include <string>
 
-// Fills the working directory: result/, stdout.txt, manifest.json. A quick one runs a thousandth of
-// every load point. Returns what went wrong, or an empty text.
-std::string Replicate(int64_t seed, bool quick);
+#include "driver/settings.h"
+
+struct REPLICATION {
+    int64_t seed;
+    GENERATOR generator;
+    int number; // within the campaign, from 0 on; matters to GENERATOR_MERSENNE only
+    bool quick; // a thousandth of every load point
+};
+
+// Fills the working directory: result/, stdout.txt, manifest.json. Returns what went wrong, or an
+// empty text.
+std::string Replicate(const REPLICATION &replication);

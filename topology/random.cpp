@@ -17,6 +17,7 @@ static int64_t WallClock()
 
 int64_t idum = 0;
 SHUFFLE g_shuffle = {};
+MERSENNE g_mersenne = {};
 int64_t (*g_clock)() = WallClock;
 
 static int32_t iset = 0;  // 1 while a second normal deviate is cached
@@ -67,11 +68,35 @@ double RandUniformBasic(int64_t *state)
     return RawToUniform(g_shuffle.iy);
 }
 
+double RandUniformSingle()
+{
+    if (g_settings.generator == GENERATOR_MERSENNE) {
+        ++g_mersenne.drawn;
+        return RawToUniform(static_cast<int64_t>(g_mersenne.engine() >> MERSENNE_SHIFT));
+    }
+    return RandUniformBasic(&idum);
+}
+
+// Every replication number makes a stream of its own from the same seed.
+static void SeedMersenne(int64_t seed, int32_t replication)
+{
+    constexpr int WORD_BITS = 32;
+    const auto bits = static_cast<uint64_t>(seed);
+    std::seed_seq words{static_cast<uint32_t>(bits), static_cast<uint32_t>(bits >> WORD_BITS),
+                        static_cast<uint32_t>(replication)};
+    g_mersenne.engine.seed(words);
+    g_mersenne.drawn = 0;
+}
+
 void RandInitUniform()
 {
     const auto seed = [] {
         return g_settings.seed != SEED_FROM_CLOCK ? g_settings.seed : g_clock();
     };
+    if (g_settings.generator == GENERATOR_MERSENNE) {
+        SeedMersenne(seed(), g_settings.replication);
+        return;
+    }
     idum = Negate(seed());
     RandUniformBasic(&idum);
     // Kept: the raw clock value replaces the warmed-up state, so the numbers that enter the table
@@ -83,9 +108,9 @@ double RandUniform(double a, double b)
 {
     const double width = b - a;
 #ifdef DCFSIM_FAST_FORWARD
-    const double draw = g_stream.on ? StreamDraw() : RandUniformBasic(&idum);
+    const double draw = g_stream.on ? StreamDraw() : RandUniformSingle();
 #else
-    const double draw = RandUniformBasic(&idum);
+    const double draw = RandUniformSingle();
 #endif
     return draw * width + a;
 }
@@ -123,6 +148,7 @@ void ResetRandom()
 {
     idum = 0;
     g_shuffle = {};
+    g_mersenne = {};
     iset = 0;
     gset = 0.0;
 }
