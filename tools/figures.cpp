@@ -61,7 +61,10 @@ static bool WriteFile(const std::string &path, const std::string &text)
 
 static int Draw(const std::string &dir, const DATA &data)
 {
-    const std::vector<FIGURE> figures = AllFigures();
+    std::vector<FIGURE> figures = AllFigures();
+    for (FIGURE &figure : figures) {
+        TakeEmptyPanels(data, figure);
+    }
     const std::string fig = dir + "/fig";
     std::ostringstream script;
     std::ostringstream page;
