@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-figures. What a figure draws is held against awk, which reads the result files by
 # their columns and knows nothing of the tools.
-# Cases: Numbers
+# Cases: Figures Numbers Intervals Outdated Browser
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
 gnuplot --version >/dev/null 2>&1 || Skip 'gnuplot is not installed'
+
+FIGURES='throughput fairness delay queue time collisions losses'
 
 # A tree like that of a whole run: the rates of a quick one are too low by a factor of 1000. Its
 # queues have refused packets and its senders dropped some.
@@ -98,6 +100,156 @@ Numbers() {
     paste -d' ' wanted drawn | awk '{ d = $7 - $3; if (d < 0) d = -d; size = $3 < 0 ? -$3 : $3 }
         d > 1e-5 * size + 1e-9 { print; ++bad } END { exit bad > 0 }' || Fail 'values differ'
     grep -q ' 0$' drawn || Fail 'nothing is unsteady'
+    ! grep -rq QUICK tree/fig || Fail 'QUICK for a whole run'
+}
+
+Figures() {
+    dcfsim-replicate --quick -r 3 -s 51 "a <b>'s campaign" >/dev/null
+    MakeTree tree
+    local dir name
+    for dir in tree "a <b>'s campaign"; do
+        dcfsim-figures "$dir" >/dev/null 2>err
+        Equal 'complaints' "$(cat err)" ''
+        for name in $FIGURES; do
+            [[ $(head -c 4 "$dir/fig/$name.png") == $'\x89PNG' ]] || Fail "$name.png"
+            [[ $(head -c 5 "$dir/fig/$name.pdf") == %PDF- ]] || Fail "$name.pdf"
+            grep -q '</svg>' "$dir/fig/$name.svg" || Fail "$name.svg"
+            [[ $(grep -c QUICK "$dir/fig/$name.svg") -gt 1 ]] || Fail "$name does not say QUICK"
+            grep -q "<figure id=\"$name\">" "$dir/fig/index.html" || Fail "$name is not on the page"
+        done
+        grep -q 'class="quick">QUICK' "$dir/fig/index.html" || Fail 'the page does not say QUICK'
+        grep -q 'all values are 0: drops; refused packets\.' "$dir/fig/index.html" ||
+            Fail 'panels left out'
+    done
+    Equal 'files' "$(find "a <b>'s campaign/fig" -type f | wc -l)" 23
+    local line
+    for line in '<td>51-53</td>' '<td>lcg-16807</td>' "dcfsim-figures 'a &lt;b&gt;'\\\\''s campaign'" \
+        "<td>$(sed -n 's/.*"version": "\(.*\)".*/\1/p' "$dir/seed-51/manifest.json"), commit "; do
+        grep -q "$line" "$dir/fig/index.html" || Fail "not on the page: $line"
+    done
+
+    # A run in the place where the simulator leaves it has its seed in a manifest.
+    dcfsim-figures "$dir/seed-52" >/dev/null
+    grep -q '<td>52</td>' "$dir/seed-52/result/10node_design/1500/fig/index.html" || Fail 'seed'
+
+    dcfsim-figures --throughput-script tree >/dev/null
+    grep -q '^%%BoundingBox' tree/fig/throughput.eps || Fail 'throughput.eps'
+    Refused 1 'result.txt: cannot be read' dcfsim-figures .
+
+    # Nobody loses older figures to a failure.
+    mkdir stub && printf '#!/bin/sh\nexit 1\n' >stub/gnuplot && chmod +x stub/gnuplot
+    rm tree/fig/index.html
+    (PATH=$PWD/stub:$PATH && Refused 1 'could not draw the figures of tree$' dcfsim-figures tree)
+    Equal 'left over' "$(find tree/fig -name '.partial*' -o -name index.html)" ''
+    [[ -s tree/fig/delay.png ]] || Fail 'older figures are gone'
+}
+
+# Means and bars of a campaign, by hand: t = 4.302653 for two degrees of freedom.
+Intervals() {
+    dcfsim-replicate --quick -r 3 -s 61 one >/dev/null
+    # Verdicts of the summary come first: load 20 of everything but flow 2.
+    cut -d, -f1-10 one/summary.csv | awk -F, 'NR == 1 { print $0 ",steady"; next }
+        { print $0 "," ($2 == 20 && !($3 == "flow" && $4 == 2) ? "no" : "yes") }' >summary
+    mv summary one/summary.csv
+    dcfsim-figures one >/dev/null
+    for seed in 61 62 63; do
+        awk 'NR > 2 && NR <= 37 { s = q = 0; for (f = 2; f <= 6; ++f) { s += $f; q += $f ^ 2 }
+            print NR - 2, s ^ 2 / 5 / q }' one/seed-$seed/result/10node_design/1500/throughput.txt
+    done | awk '{ n[$1]++; s[$1] += $2; q[$1, n[$1]] = $2 }
+        END { for (load = 1; load < 36; ++load) { m = s[load] / 3; v = 0
+              for (i = 1; i <= 3; ++i) v += (q[load, i] - m) ^ 2
+              h = 4.302653 * sqrt(v / 2 / 3)
+              print load, m, m - h, m + h, load != 20 } }' >wanted
+    # shellcheck disable=SC2016
+    sed -n '/^\$fairness0_0/,/^END/p' one/fig/figures.gp |
+        awk '$1 >= 1 && NF == 5' | paste -d' ' wanted - | awk 'NF != 10 || $1 != $6 || $5 != $10 { exit 1 }
+            { for (i = 2; i <= 4; ++i) if (($i - $(i + 5)) ^ 2 > 1e-9) exit 1; ++n }
+            END { exit n != 35 }' || Fail 'the bars of the fairness index'
+    Drawn one | awk '$1 ~ /^throughput0_[0-4]$/ && $2 == 20 { print $1, $4 }' | xargs >verdicts
+    Equal 'verdicts at 20' "$(cat verdicts)" 'throughput0_0 0 throughput0_1 0 throughput0_2 1 throughput0_3 0 throughput0_4 0'
+    grep -q 'with vectors' one/fig/figures.gp || Fail 'no bars'
+    grep -q '<td>as summary.csv says</td>' one/fig/index.html || Fail 'whose verdicts'
+}
+
+Outdated() {
+    local remedy='; first run: dcfsim-replicate --summarise one$'
+    dcfsim-replicate --quick -r 2 -s 71 one >/dev/null
+    dcfsim-replicate --quick --one 73 one >/dev/null
+    Refused 1 "one/summary.csv: is of 2 replications, one holds 3$remedy" dcfsim-figures one
+    rm -r one/seed-72
+    touch -d '1 hour ago' one/summary.csv
+    Refused 1 "one/summary.csv: is older than one/seed-7[13]$remedy" dcfsim-figures one
+    touch -d '1 hour' one/summary.csv
+    Refused 1 "one/summary.csv: is of other replications than those in one$remedy" dcfsim-figures one
+    rm one/summary.csv
+    Refused 1 "one/summary.csv: missing$remedy" dcfsim-figures one
+    [[ ! -e one/fig ]] || Fail 'drawn all the same'
+    dcfsim-replicate --summarise one >/dev/null
+    dcfsim-figures one >/dev/null
+    grep -q '<td>71, 73</td>' one/fig/index.html || Fail 'seeds'
+    sed -i '3s/,[^,]*,[^,]*$/,x,y/' one/summary.csv
+    Refused 1 "summary.csv:3: not what this version writes$remedy" dcfsim-figures one
+    rm one/seed-71/manifest.json
+    Refused 1 'one/seed-71/manifest.json: missing, or not a manifest; remove one/seed-71 and' \
+        dcfsim-figures one
+}
+
+# The page alone, in a browser without a network: all pictures are there, and at the place of a load
+# on the axis that gnuplot has drawn the values of that load are under the pointer.
+Browser() {
+    local browser
+    browser=$(command -v chromium || command -v chromium-browser) || Skip 'no chromium'
+    MakeWholeTree tree
+    dcfsim-figures tree >/dev/null
+    mkdir alone
+    local figure panel load row margins probes=''
+    while read -r figure panel load row; do
+        margins=$(awk -v figure="$figure.svg" -v panel="$panel" '$2 == "output" { on = index($3, figure) }
+            on && $2 == "lmargin" { l = $5 } on && $2 == "rmargin" { r = $5 }
+            on && $2 == "tmargin" { t = $5 }
+            on && $2 == "bmargin" && panel-- == 0 { print l "," r "," 1 - t "," 1 - $5 }' \
+            tree/fig/figures.gp)
+        probes+="['$figure',[$margins],$load,$row],"
+        awk -v block="$figure${panel}_$row" -v load="$load" '$1 == block && $2 == load {
+            printf "%.5g%s\n", $3, $4 ? "" : ", not steady" }' <(Reckon tree) >>wanted
+    done <<<'throughput 0 20 2
+throughput 1 35 0
+fairness 0 7 0
+delay 0 12 4
+time 4 17 2
+collisions 0 30 1
+losses 2 33 3'
+    cat tree/fig/index.html - >alone/probe.html <<PROBE
+<script>
+onload = () => {
+  const shown = [$probes].map(([name, [left, right, top, bottom], load, row]) => {
+    const picture = document.querySelector('#' + name + ' img');
+    picture.scrollIntoView({ block: 'center', inline: 'center' });
+    const box = picture.getBoundingClientRect();
+    const clientX = box.left + box.width * (left + load / 35 * (right - left)) + 1;
+    const clientY = box.top + box.height * (top + bottom) / 2;
+    const event = new PointerEvent('pointermove', { clientX, clientY, bubbles: true });
+    document.elementFromPoint(clientX, clientY).dispatchEvent(event);
+    const tip = document.querySelector('#' + name + ' .tip');
+    const frame = tip.getBoundingClientRect();
+    return tip.hidden || frame.right > document.documentElement.clientWidth || frame.left < 0 ? 'hidden' :
+      tip.querySelector('table').rows[row].cells[1].textContent;
+  });
+  const loaded = [...document.images].filter(i => i.complete && i.naturalWidth > 0).length;
+  document.querySelector('#delay .chart').dispatchEvent(new PointerEvent('pointerleave'));
+  const hidden = document.querySelector('#delay .tip').hidden;
+  document.title = loaded + ' pictures, ' + hidden + '; ' + shown.join('; ');
+};
+</script>
+PROBE
+    HOME=$SCRATCH timeout 100 "$browser" --headless --no-sandbox --disable-gpu \
+        --window-size=1500,900 --user-data-dir="$SCRATCH/profile" \
+        --host-resolver-rules='MAP * ~NOTFOUND' --dump-dom \
+        "file://$SCRATCH/alone/probe.html" >dom 2>log || Fail "$(cat log)"
+    sed -n 's/.*<title>\(.*\)<\/title>.*/\1/p' dom | sed 's/; /\n/g' | awk 'NR == 1 { print; next }
+        { unsteady = /, not steady/; printf "%.5g%s\n", $1, unsteady ? ", not steady" : "" }' >shown
+    sed -i '1i 7 pictures, true' wanted
+    cmp shown wanted || Fail "under the pointer: $(cat shown); expected: $(cat wanted)"
 }
 
 RunCase
