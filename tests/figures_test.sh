@@ -13,8 +13,8 @@ FIGURES='throughput fairness delay queue time collisions losses'
 # queues have refused packets and its senders dropped some.
 MakeWholeTree() {
     MakeTree "$1"
-    awk -v OFS='\t' 'NR >= 25 && NR <= 61 { for (i = 1; i <= 10; ++i) $i = sprintf("%.5f", $i * 1000) }
-        { print }' "$1/result.txt" >result.new
+    awk -v OFS='\t' 'NR >= 25 && NR <= 61 {
+        for (i = 1; i <= 10; ++i) $i = sprintf("%.5f", $i * 1000) } { print }' "$1/result.txt" >result.new
     awk -v OFS='\t' 'NR > 1 { for (i = 1; i <= 6; ++i) $i = sprintf("%.5f", $i * 1000) }
         { print }' "$1/throughput.txt" >throughput.new
     awk -v OFS='\t' '/^ *[0-9]+ / && $2 > 20 { $9 = $1 + 1; $10 = sprintf("%f", $9 / $2); $11 = 3 }
@@ -27,9 +27,9 @@ Reckon() {
     awk '
         function Show(block, load, value, flow) {
             if (value !~ /nan/ && (block !~ /^(delay|queue)/ || value > 0))
-                printf "%s %d %.9g %d\n", block, load, value, flow == "" ? all[load] : steady[load, flow]
+                printf "%s %d %.9g %d\n", block, load, value,
+                    flow == "" ? all[load] : steady[load, flow]
         }
-        function Flow(row) { return row / 2 }
         FNR == 1 { ++file }
         file == 1 && FNR >= 25 && FNR <= 60 {
             load = FNR - 25; all[load] = 1
@@ -53,19 +53,24 @@ Reckon() {
             for (f = 0; f < 4; ++f)
                 if ($(f + 2) !~ /nan/) Show("delay0_" f, FNR / 2 - 1, $(f + 2) / 1000, f)
         }
-        file == 4 && FNR > 1 { for (f = 0; f < 5; ++f) Show("time" f "_0", FNR - 2, 100 * $(7 + 2 * f), f) }
-        file == 5 && FNR > 1 { for (f = 0; f < 5; ++f) Show("time" f "_1", FNR - 2, 100 * $(7 + 2 * f), f) }
+        (file == 4 || file == 5) && FNR > 1 {
+            for (f = 0; f < 5; ++f)
+                Show("time" f "_" file - 4, FNR - 2, 100 * $(7 + 2 * f), f)
+        }
         file == 6 && /^num_off/ { load = int($3) }
         file == 6 && /^ *[02468][ \t]/ {
             f = $1 / 2; gene[load, f] += $2; tx[load, f] += $3; retx[load, f] += $6
             rate[load, f] = ($10 ~ /nan/ ? "nan" : rate[load, f] + $10 / 2)
-            over[load, f] += $11 / 2; buf[load, f] += $17 / 2; z[load, f] += $25 / 2; q[load, f] += $26 / 2
+            over[load, f] += $11 / 2; buf[load, f] += $17 / 2
+            z[load, f] += $25 / 2; q[load, f] += $26 / 2
         }
         file == 7 && /^num_off/ { load = int($3) }
-        file == 7 && $2 == "->" && NF > 10 && $1 % 2 == 0 && $3 == $1 + 1 { send[load, $1 / 2] += $4 }
+        file == 7 && $2 == "->" && NF > 10 && $1 % 2 == 0 && $3 == $1 + 1 {
+            send[load, $1 / 2] += $4
+        }
         file == 7 && $1 == "●" { f = $2 % 2 == 0 ? $2 / 2 : -1; first = 1 }
         file == 7 && $1 ~ /->/ || $2 == "->" && NF == 3 { f = -1 }
-        file == 7 && $1 ~ /^col/ && first { 
+        file == 7 && $1 ~ /^col/ && first {
             first = 0; gsub(/[()]/, " ")
             if (f >= 0) hits[load, f] += $4 + $6 + $8 + $10
         }
@@ -77,9 +82,11 @@ Reckon() {
                 Show("losses1_" f, load, rate[load, f] == "nan" ? "nan" : 100 * rate[load, f], f)
                 Show("losses2_" f, load, over[load, f], f)
                 if (gene[load, f] > 0 && f == 4)
-                    Show("delay0_4", load, (buf[load, f] * 3e7 / (gene[load, f] / 2 - over[load, f]) - 44) / 1000, f)
+                    Show("delay0_4", load,
+                        (buf[load, f] * 3e7 / (gene[load, f] / 2 - over[load, f]) - 44) / 1000, f)
                 if (tx[load, f] > 0) Show("losses0_" f, load, 100 * retx[load, f] / tx[load, f], f)
-                if (send[load, f] > 0) Show("collisions0_" f, load, 100 * hits[load, f] / send[load, f], f)
+                if (send[load, f] > 0)
+                    Show("collisions0_" f, load, 100 * hits[load, f] / send[load, f], f)
             }
         }' "$1"/{result,throughput,delay,x_node,y_node,node_stat,collision}.txt
 }
@@ -123,7 +130,8 @@ Figures() {
     done
     Equal 'files' "$(find "a <b>'s campaign/fig" -type f | wc -l)" 23
     local line
-    for line in '<td>51-53</td>' '<td>lcg-16807</td>' "dcfsim-figures 'a &lt;b&gt;'\\\\''s campaign'" \
+    for line in '<td>51-53</td>' '<td>lcg-16807</td>' \
+        "dcfsim-figures 'a &lt;b&gt;'\\\\''s campaign'" \
         "<td>$(sed -n 's/.*"version": "\(.*\)".*/\1/p' "$dir/seed-51/manifest.json"), commit "; do
         grep -q "$line" "$dir/fig/index.html" || Fail "not on the page: $line"
     done
@@ -162,11 +170,13 @@ Intervals() {
               print load, m, m - h, m + h, load != 20 } }' >wanted
     # shellcheck disable=SC2016
     sed -n '/^\$fairness0_0/,/^END/p' one/fig/figures.gp |
-        awk '$1 >= 1 && NF == 5' | paste -d' ' wanted - | awk 'NF != 10 || $1 != $6 || $5 != $10 { exit 1 }
+        awk '$1 >= 1 && NF == 5' | paste -d' ' wanted - | awk '
+            NF != 10 || $1 != $6 || $5 != $10 { exit 1 }
             { for (i = 2; i <= 4; ++i) if (($i - $(i + 5)) ^ 2 > 1e-9) exit 1; ++n }
             END { exit n != 35 }' || Fail 'the bars of the fairness index'
     Drawn one | awk '$1 ~ /^throughput0_[0-4]$/ && $2 == 20 { print $1, $4 }' | xargs >verdicts
-    Equal 'verdicts at 20' "$(cat verdicts)" 'throughput0_0 0 throughput0_1 0 throughput0_2 1 throughput0_3 0 throughput0_4 0'
+    Equal 'verdicts at 20' "$(cat verdicts)" \
+        'throughput0_0 0 throughput0_1 0 throughput0_2 1 throughput0_3 0 throughput0_4 0'
     grep -q 'with vectors' one/fig/figures.gp || Fail 'no bars'
     grep -q '<td>as summary.csv says</td>' one/fig/index.html || Fail 'whose verdicts'
 }
@@ -180,7 +190,8 @@ Outdated() {
     touch -d '1 hour ago' one/summary.csv
     Refused 1 "one/summary.csv: is older than one/seed-7[13]$remedy" dcfsim-figures one
     touch -d '1 hour' one/summary.csv
-    Refused 1 "one/summary.csv: is of other replications than those in one$remedy" dcfsim-figures one
+    Refused 1 "one/summary.csv: is of other replications than those in one$remedy" \
+        dcfsim-figures one
     rm one/summary.csv
     Refused 1 "one/summary.csv: missing$remedy" dcfsim-figures one
     [[ ! -e one/fig ]] || Fail 'drawn all the same'
@@ -204,7 +215,8 @@ Browser() {
     mkdir alone
     local figure panel load row margins probes=''
     while read -r figure panel load row; do
-        margins=$(awk -v figure="$figure.svg" -v panel="$panel" '$2 == "output" { on = index($3, figure) }
+        margins=$(awk -v figure="$figure.svg" -v panel="$panel" '
+            $2 == "output" { on = index($3, figure) }
             on && $2 == "lmargin" { l = $5 } on && $2 == "rmargin" { r = $5 }
             on && $2 == "tmargin" { t = $5 }
             on && $2 == "bmargin" && panel-- == 0 { print l "," r "," 1 - t "," 1 - $5 }' \
@@ -232,8 +244,8 @@ onload = () => {
     document.elementFromPoint(clientX, clientY).dispatchEvent(event);
     const tip = document.querySelector('#' + name + ' .tip');
     const frame = tip.getBoundingClientRect();
-    return tip.hidden || frame.right > document.documentElement.clientWidth || frame.left < 0 ? 'hidden' :
-      tip.querySelector('table').rows[row].cells[1].textContent;
+    const room = document.documentElement.clientWidth;
+    return tip.hidden || frame.right > room || frame.left < 0 ? 'hidden' : tip.querySelector('table').rows[row].cells[1].textContent;
   });
   const loaded = [...document.images].filter(i => i.complete && i.naturalWidth > 0).length;
   document.querySelector('#delay .chart').dispatchEvent(new PointerEvent('pointerleave'));

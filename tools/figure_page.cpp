@@ -57,7 +57,7 @@ for (const chart of document.querySelectorAll('.chart')) {
       const row = tip.lastChild.insertRow(), mean = curve.mean[load], half = curve.half[load];
       row.insertCell().textContent = curve.title;
       row.insertCell().textContent = mean === null ? 'no value' : text(mean) +
-        (half === null ? '' : ' \u00b1 ' + text(half)) + ' ' + panel.unit +
+        (half === null ? '' : ' \u00b1 ' + Number(half.toPrecision(2))) + ' ' + panel.unit +
         (curve.steady[load] ? '' : ', not steady');
     }
     line.hidden = tip.hidden = false;
@@ -181,10 +181,10 @@ static void WriteHeader(std::ostream &page, const DATA &data, const SOURCE &sour
     WriteRow(page, "drawn by",
              std::string(ProgramVersion()) + ", commit " + ProgramCommit() + ": " + source.command);
     WriteRow(page, "no steady state", data.has_verdicts ? "as summary.csv says" : rule);
-    page
-        << "</table>\n<p class=\"note\">Point at a figure to read its values. Marks stand at every "
-           "fifth load, where there are several curves at other loads for each; filled marks are "
-           "in a steady state, hollow ones depend on how long the run was.";
+    page << "</table>\n<p class=\"note\">Point at a figure to read its values. Where there are "
+            "several curves, each has a mark at "
+            "every fifth load, at loads of its own. Filled marks are in a steady state; what "
+            "hollow ones show depends on how long the run was.";
     if (data.replications > 0) {
         page << " Bars are drawn at every load; on a logarithmic axis one that reaches below zero "
                 "ends at the frame.";
