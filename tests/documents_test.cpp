@@ -19,6 +19,7 @@
 #include <regex>
 
 #include "driver/state_table.h"
+#include "tools/derived.h"
 #include "tools/result_tree.h"
 
 namespace fs = std::filesystem;
@@ -254,4 +255,21 @@ TEST(Documents, QuantitiesOfTheResultFiles)
     EXPECT_EQ(list_difference(expected, told), "") << "not in the document";
     EXPECT_EQ(list_difference(told, expected), "") << "in the document alone";
     EXPECT_EQ(told_files, files);
+}
+
+TEST(Documents, DerivedQuantities)
+{
+    std::set<ROW> expected;
+    for (const DERIVED &derived : DerivedQuantities()) {
+        const QUANTITY &what = derived.what;
+        expected.insert({what.file, what.kind, what.metric, what.unit});
+    }
+    std::set<ROW> told;
+    for (const ROW &row : Table(ReadDocument("results.md"), "From")) {
+        ASSERT_EQ(row.size(), 5U) << row.front();
+        for (const std::string &quantity : ExpandAll(row[2])) {
+            told.insert({*ExpandAll(row[0]).begin(), row[1], quantity, row[3]});
+        }
+    }
+    EXPECT_EQ(told, expected);
 }

@@ -4,16 +4,102 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <map>
+#include <utility>
 
+#include "driver/state.h"
 #include "tools/quantities.h"
 #include "tools/result_tree.h"
 
+constexpr char COLUMNS[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95";
+
+static std::string Head(const std::string &file, int mbps, const std::string &kind,
+                        const std::string &thing, const std::string &metric)
+{
+    return file + "," + std::to_string(mbps) + "," + kind + "," + thing + "," + metric + ",";
+}
+
 static std::string Head(const QUANTITY &what)
 {
-    return what.file + "," + std::to_string(what.load) + "," + what.kind + "," + what.thing + "," +
-           what.metric + "," + what.unit + ",";
+    return Head(what.file, what.load, what.kind, what.thing, what.metric);
+}
+
+// The flow that a thing belongs to, or EMPTY if it is of the whole network or between pairs.
+static int FlowOf(const QUANTITY &what)
+{
+    int sender = EMPTY;
+    int receiver = EMPTY;
+    if (what.kind == "flow") {
+        return std::atoi(what.thing.c_str());
+    }
+    if (what.kind == "station") {
+        return std::atoi(what.thing.c_str()) / 2;
+    }
+    const bool is_link = std::sscanf(what.thing.c_str(), "%d->%d", &sender, &receiver) == 2;
+    return is_link && sender / 2 == receiver / 2 ? sender / 2 : EMPTY;
+}
+
+// A load point that was cut short is still divided by the full window, and so seems to be offered
+// next to nothing.
+static bool IsCutShort(const DATA &data)
+{
+    double offered = 0.0;
+    double nominal = 0.0;
+    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
+        offered += FindPoint(data, "result.txt", mbps, "flow", "0", "offered_load").mean;
+        nominal += mbps;
+    }
+    return offered < nominal / 2;
+}
+
+// Takes a flow for steady that carries what it is offered, and the network if all its flows are.
+static void ReckonVerdicts(DATA &data)
+{
+    bool is_steady[TREE_LOADS][FLOW_NUM + 1]; // the last one of the network
+    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
+        is_steady[mbps][FLOW_NUM] = true;
+        for (int flow = 0; flow < FLOW_NUM; ++flow) {
+            const std::string thing = std::to_string(flow);
+            const double offered =
+                FindPoint(data, "result.txt", mbps, "flow", thing, "offered_load").mean;
+            const double carried =
+                FindPoint(data, "throughput.txt", mbps, "flow", thing, "throughput").mean;
+            is_steady[mbps][flow] = carried >= STEADY_SHARE * offered;
+            is_steady[mbps][FLOW_NUM] &= is_steady[mbps][flow];
+        }
+    }
+    for (size_t i = 0; i < data.points.size(); ++i) {
+        const QUANTITY &what = Quantities()[i];
+        const int flow = FlowOf(what);
+        data.points[i].is_steady = is_steady[what.load][flow == EMPTY ? FLOW_NUM : flow];
+    }
+}
+
+static bool IsReal(const char *text)
+{
+    char *end = nullptr;
+    std::strtod(text, &end);
+    return end != text && *end == '\0';
+}
+
+// Reads what stands behind the unit: n, mean, deviation, half-width and perhaps the verdict.
+static bool ReadRow(const char *text, bool has_verdict, DATA &data)
+{
+    int n = 0;
+    char mean[32] = "";
+    char half[32] = "";
+    char verdict[8] = "";
+    const int words = std::sscanf(text, "%d,%31[^,],%*[^,],%31[^,],%7s", &n, mean, half, verdict);
+    const bool is_yes = std::strcmp(verdict, "yes") == 0;
+    if (words != (has_verdict ? 4 : 3) || !IsReal(mean) || !IsReal(half) ||
+        (has_verdict && !is_yes && std::strcmp(verdict, "no") != 0)) {
+        return false;
+    }
+    data.replications = std::max(data.replications, n);
+    data.points.push_back({std::strtod(mean, nullptr), std::strtod(half, nullptr), is_yes});
+    return true;
 }
 
 std::string ReadSummary(const std::string &path, DATA &data)
@@ -21,19 +107,23 @@ std::string ReadSummary(const std::string &path, DATA &data)
     std::ifstream file(path);
     std::string line;
     std::getline(file, line);
-    for (size_t i = 0; i < Quantities().size(); ++i) {
-        const std::string head = Head(Quantities()[i]);
-        int n = 0;
-        char mean[32] = "";
-        char half[32] = "";
-        if (!std::getline(file, line) || !line.starts_with(head) ||
-            std::sscanf(line.c_str() + head.size(), "%d,%31[^,],%*[^,],%31s", &n, mean, half) !=
-                3) {
-            return path + ":" + std::to_string(i + 2) + ": not the summary of a campaign";
-        }
-        data.replications = std::max(data.replications, n);
-        data.points.push_back({std::strtod(mean, nullptr), std::strtod(half, nullptr)});
+    data.has_verdicts = line == std::string(COLUMNS) + ",steady";
+    size_t number = 1;
+    bool is_right = data.has_verdicts || line == COLUMNS;
+    for (size_t i = 0; is_right && i < Quantities().size(); ++i) {
+        const std::string head = Head(Quantities()[i]) + Quantities()[i].unit + ",";
+        ++number;
+        is_right = std::getline(file, line) && line.starts_with(head) &&
+                   ReadRow(line.c_str() + head.size(), data.has_verdicts, data);
     }
+    number += is_right ? 1 : 0;
+    if (!is_right || std::getline(file, line)) {
+        return path + ":" + std::to_string(number) + ": not what this version writes";
+    }
+    if (!data.has_verdicts) {
+        ReckonVerdicts(data);
+    }
+    data.is_quick = IsCutShort(data);
     return "";
 }
 
@@ -41,28 +131,76 @@ std::string ReadTree(const std::string &dir, DATA &data)
 {
     std::vector<double> values;
     std::string error = ReadQuantities(dir, values);
-    for (double value : values) {
-        data.points.push_back({value, NAN});
+    if (!error.empty()) {
+        return error;
     }
-    return error;
+    for (double value : values) {
+        data.points.push_back({value, NAN, true});
+    }
+    ReckonVerdicts(data);
+    data.is_quick = IsCutShort(data);
+    return "";
 }
 
-std::vector<POINT> CurvePoints(const DATA &data, const CURVE &curve, double unit)
+const POINT &FindPoint(const DATA &data, const std::string &file, int mbps, const std::string &kind,
+                       const std::string &thing, const std::string &metric)
 {
     static const std::map<std::string, size_t> index = [] {
         std::map<std::string, size_t> made;
         for (size_t i = 0; i < Quantities().size(); ++i) {
-            made[Head(Quantities()[i])] = i;
+            made.emplace(Head(Quantities()[i]), i);
         }
         return made;
     }();
+    return data.points.at(index.at(Head(file, mbps, kind, thing, metric)));
+}
+
+double PairCapacity()
+{
+    constexpr double BACKOFF = CW_MIN * SLOT / 2.0; // mean
+    constexpr int32_t PACKET_DATA = 1472;           // bytes, of the experiment
+    SetPacketSize(PACKET_DATA);
+    const double cycle = DIFS + BACKOFF + DataTicks() + SIFS + ACK_TICKS;
+    return PACKET_PAYLOAD_LENGTH * BITS_PER_BYTE / cycle;
+}
+
+std::vector<POINT> CurvePoints(const DATA &data, const CURVE &curve, double unit)
+{
     std::vector<POINT> points;
     for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
-        const std::string head = curve.file + "," + std::to_string(mbps) + "," + curve.kind + "," +
-                                 curve.thing + "," + curve.metric + ",";
-        const auto found = index.lower_bound(head); // whatever the unit is
-        const POINT &point = data.points.at(found->second);
-        points.push_back({point.mean / unit, point.half / unit});
+        if (curve.file.empty()) {
+            const double carried = std::min<double>(mbps, PairCapacity());
+            points.push_back({data.is_quick ? NAN : carried, NAN, true});
+            continue;
+        }
+        const POINT &point =
+            FindPoint(data, curve.file, mbps, curve.kind, curve.thing, curve.metric);
+        points.push_back({point.mean / unit, point.half / unit, point.is_steady});
     }
     return points;
+}
+
+static bool IsEmpty(const DATA &data, const PANEL &panel)
+{
+    return std::all_of(panel.curves.begin(), panel.curves.end(), [&](const CURVE &curve) {
+        const std::vector<POINT> points = CurvePoints(data, curve, panel.y_unit);
+        return std::all_of(points.begin(), points.end(), [](const POINT &point) {
+            return !std::isfinite(point.mean) || point.mean == 0.0;
+        });
+    });
+}
+
+std::vector<std::string> TakeEmptyPanels(const DATA &data, FIGURE &figure)
+{
+    std::vector<std::string> titles;
+    std::vector<PANEL> drawn;
+    for (PANEL &panel : figure.panels) {
+        if (IsEmpty(data, panel)) {
+            titles.push_back(panel.title);
+        } else {
+            drawn.push_back(std::move(panel));
+        }
+    }
+    figure.panels = std::move(drawn);
+    return titles;
 }

@@ -8,18 +8,35 @@
 
 struct POINT {
     double mean;
-    double half; // half-width of the confidence interval; nan without one
+    double half;    // half-width of the confidence interval; nan without one
+    bool is_steady; // whether a longer run would give the same mean
 };
 
 // What there is to draw: a point per quantity.
 struct DATA {
     std::vector<POINT> points;
-    int replications = 0; // 0: a single run
+    int replications = 0;      // 0: a single run
+    bool has_verdicts = false; // `is_steady` stands in the summary; else reckoned from throughput
+    bool is_quick = false;     // the load points were cut short
 };
+
+// Share of its offered load that a flow must carry to pass for steady where nothing better is
+// known.
+constexpr double STEADY_SHARE = 0.98;
 
 // Reads a campaign's summary; returns what is wrong with it. ReadTree does so for a single run.
 std::string ReadSummary(const std::string &path, DATA &data);
 std::string ReadTree(const std::string &dir, DATA &data);
 
+// The point of a quantity, whatever its unit is.
+const POINT &FindPoint(const DATA &data, const std::string &file, int mbps, const std::string &kind,
+                       const std::string &thing, const std::string &metric);
+
 // The points of a curve by load, in `unit`.
 std::vector<POINT> CurvePoints(const DATA &data, const CURVE &curve, double unit);
+
+// Takes the panels out of `figure` in which every value is 0 or missing, and returns their titles.
+std::vector<std::string> TakeEmptyPanels(const DATA &data, FIGURE &figure);
+
+// Throughput of a pair that nobody disturbs, in Mbit/s, when it always has a packet to send.
+double PairCapacity();

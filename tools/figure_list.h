@@ -7,15 +7,26 @@
 
 struct CURVE {
     std::string title;
-    std::string file;
+    std::string file; // empty: what one pair alone would carry, reckoned and not simulated
     std::string kind;
     std::string thing;
     std::string metric;
-    int style; // a line style of figure_script.cpp; the same thing has the same one everywhere
+    int style; // a line or area style of figure_script.cpp; the same thing has the same everywhere
+};
+
+enum SCALE {
+    SCALE_LINEAR, // from 0
+    SCALE_LOG,    // whole decades
+    SCALE_STACK,  // linear; the curves are areas, each upon the one before it
 };
 
 struct PANEL {
     std::string title;
+    const char *y_label; // with its unit
+    const char *unit;    // behind a value under the pointer; empty for none
+    double y_unit;       // unit of the axis in that of the files
+    double y_top;        // of a linear axis; 0: by the data
+    SCALE scale;
     std::vector<CURVE> curves;
 };
 
@@ -23,10 +34,6 @@ struct FIGURE {
     const char *name; // of the files
     std::string title;
     std::string caption;
-    const char *y_label;
-    double y_unit; // unit of the axis in that of the files
-    double y_top;  // of a linear axis; 0: by the data
-    bool is_log;
     size_t columns; // of panels
     std::vector<PANEL> panels;
 };

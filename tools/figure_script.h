@@ -1,4 +1,10 @@
 // A figure as commands and data for gnuplot.
+//
+//     |  title of the figure                              |
+//     |  [panel][panel][panel]  key                       |
+//     |  [panel][panel]                                   |
+//
+// Where everything stands is set here and not left to gnuplot, as the page has to know it too.
 #pragma once
 
 #include <ostream>
@@ -6,5 +12,21 @@
 #include "tools/figure_data.h"
 #include "tools/figure_list.h"
 
-// Writes what draws the figure twice, as PNG and as SVG.
+// A rectangle in pixels from the upper left corner.
+struct BOX {
+    double left;
+    double right;
+    double top;
+    double bottom;
+};
+
+constexpr int LOAD_TOP = 35; // Mbit/s; the x axes go from 0 to this
+
+// Size of the figure; `left` and `top` are 0.
+BOX FigureBox(const FIGURE &figure);
+
+// What the axes of a panel enclose.
+BOX PanelBox(const FIGURE &figure, size_t number);
+
+// Writes what draws the figure as SVG, PNG and PDF.
 void WriteFigure(std::ostream &script, const DATA &data, const FIGURE &figure);

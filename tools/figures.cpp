@@ -10,46 +10,24 @@
 #include <sstream>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 #include "driver/state.h"
 #include "output/plot_script.h"
 #include "tools/figure_data.h"
 #include "tools/figure_list.h"
+#include "tools/figure_page.h"
 #include "tools/figure_script.h"
+#include "tools/figure_source.h"
 #include "tools/options.h"
 #include "tools/read_tree.h"
 
 namespace fs = std::filesystem;
 
 static const char PROGRAM[] = "dcfsim-figures";
-
-static void WritePage(std::ostream &page, const DATA &data, const std::vector<FIGURE> &figures)
-{
-    page
-        << "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n"
-           "<meta name=\"viewport\" content=\"width=device-width\">\n"
-           "<title>dcfsim: figures</title>\n"
-           "<style>body { font: 16px/1.5 sans-serif; max-width: 75em; margin: 2em auto; padding: 0 "
-           "1em; } figure { margin: 0 0 3em; } img { max-width: 100%; height: auto; } "
-           "figcaption { max-width: 50em; }</style>\n"
-           "<h1>Ten stations, five flows, one channel</h1>\n<p>"
-        << (data.replications > 0
-                ? "Means of " + std::to_string(data.replications) +
-                      " replications, with 95 % confidence intervals where they are wide enough to "
-                      "be seen; on a logarithmic axis a bar that reaches below zero ends at the "
-                      "frame."
-                : "One run: means of its two trials, without confidence intervals.")
-        << "</p>\n";
-    for (const FIGURE &figure : figures) {
-        page << "<figure id=\"" << figure.name << "\">\n<img src=\"" << figure.name
-             << ".svg\" alt=\"" << figure.title << " against offered load\">\n<figcaption><strong>"
-             << figure.title << ".</strong> " << figure.caption << " <a href=\"" << figure.name
-             << ".svg\">SVG</a>, <a href=\"" << figure.name
-             << ".png\">PNG</a></figcaption>\n</figure>\n";
-    }
-    page << "</html>\n";
-}
 
 static bool WriteFile(const std::string &path, const std::string &text)
 {
@@ -59,28 +37,64 @@ static bool WriteFile(const std::string &path, const std::string &text)
     return !file.fail();
 }
 
-static int Draw(const std::string &dir, const DATA &data)
+// Draws into `partial`. Returns what went wrong, or an empty text.
+static std::string DrawInto(const std::string &partial, const DATA &data, const SOURCE &source)
 {
-    const std::vector<FIGURE> figures = AllFigures();
-    const std::string fig = dir + "/fig";
     std::ostringstream script;
-    std::ostringstream page;
-    for (const FIGURE &figure : figures) {
-        WriteFigure(script, data, figure);
+    script << "# " << source.dir << ", seeds " << SeedText(source.seeds) << '\n';
+    std::vector<SHOWN> shown;
+    for (FIGURE &figure : AllFigures()) {
+        std::vector<std::string> left_out = TakeEmptyPanels(data, figure);
+        if (!figure.panels.empty()) {
+            WriteFigure(script, data, figure);
+        }
+        shown.push_back({std::move(figure), "", std::move(left_out)});
     }
-    WritePage(page, data, figures);
-    std::error_code error;
-    fs::create_directories(fig, error);
-    if (error || !WriteFile(fig + "/figures.gp", script.str()) ||
-        !WriteFile(fig + "/index.html", page.str())) {
-        return Fail(PROGRAM, fig + ": cannot be written: " + std::strerror(errno));
+    if (!WriteFile(partial + "/figures.gp", script.str())) {
+        return partial + "/figures.gp: cannot be written: " + std::strerror(errno);
     }
-    fs::current_path(fig);
     if (std::system("command -v gnuplot >/dev/null") != 0) {
-        return Fail(PROGRAM, "gnuplot is missing (Debian: gnuplot-nox)");
+        return "gnuplot is missing (Debian: gnuplot-nox)";
     }
-    if (std::system("gnuplot figures.gp") != 0) {
-        return Fail(PROGRAM, "gnuplot could not draw " + fig + "/figures.gp");
+    const std::string draw = "cd " + ShellWord(partial) + " && gnuplot figures.gp";
+    if (std::system(draw.c_str()) != 0) {
+        return "gnuplot could not draw the figures of " + source.dir;
+    }
+    for (SHOWN &one : shown) {
+        std::ostringstream svg;
+        std::ifstream file(partial + "/" + one.figure.name + ".svg", std::ios::binary);
+        if (!one.figure.panels.empty() && !(svg << file.rdbuf())) {
+            return partial + "/" + one.figure.name + ".svg: cannot be read";
+        }
+        one.svg = svg.str();
+    }
+    std::ostringstream page;
+    WritePage(page, data, source, shown);
+    return WriteFile(partial + "/index.html", page.str())
+               ? ""
+               : partial + "/index.html: cannot be written: " + std::strerror(errno);
+}
+
+// Draws beside what is there and replaces it file by file, so that a picture is never half there.
+static int Draw(const DATA &data, const SOURCE &source)
+{
+    const std::string fig = source.dir + "/fig";
+    const std::string partial = fig + "/.partial-" + std::to_string(getpid());
+    std::error_code error;
+    fs::create_directories(partial, error);
+    if (error) {
+        return Fail(PROGRAM, fig + ": cannot be written: " + error.message());
+    }
+    std::string why = DrawInto(partial, data, source);
+    for (const auto &entry : fs::directory_iterator(partial)) {
+        if (why.empty()) {
+            fs::rename(entry.path(), fig / entry.path().filename(), error);
+            why = error ? fig + ": cannot be written: " + error.message() : "";
+        }
+    }
+    fs::remove_all(partial, error);
+    if (!why.empty()) {
+        return Fail(PROGRAM, why);
     }
     std::printf("%s/index.html\n", fig.c_str());
     return 0;
@@ -103,12 +117,35 @@ static int DrawThroughputScript(const std::string &dir)
     return 0;
 }
 
+// Reads a campaign, its summary alone, or a single run, whichever is there. Returns what is wrong,
+// or an empty text.
+static std::string Read(SOURCE &source, DATA &data)
+{
+    const std::string summary = source.dir + "/summary.csv";
+    std::string why = ReadCampaignSource(source.dir, source);
+    if (!why.empty()) {
+        return why;
+    }
+    if (fs::exists(summary)) {
+        why = ReadSummary(summary, data);
+        why += why.empty() ? "" : Remedy(source);
+        return !why.empty() || source.trees.empty() ? why : CheckSummary(summary, data, source);
+    }
+    if (!source.trees.empty()) {
+        return summary + ": missing" + Remedy(source);
+    }
+    source.dir = FindTree(source.dir);
+    ReadTreeSource(source.dir, source);
+    return ReadTree(source.dir, data);
+}
+
 static int Main(int argc, char **argv)
 {
     std::string dir;
     bool runs_script = false;
-    CLI::App app("Draws the results in DIR as SVG and PNG into DIR/fig, with a page, index.html, "
-                 "that shows them. The results of a campaign are drawn with confidence bars.",
+    CLI::App app("Draws the results in DIR as SVG, PNG and PDF into DIR/fig, with a page, "
+                 "index.html, that shows them all and their values. The results of a campaign are "
+                 "drawn with confidence bars.",
                  PROGRAM);
     app.add_option("DIR", dir, "Result files, or a campaign of dcfsim-replicate")->required();
     app.add_flag("--throughput-script", runs_script,
@@ -116,17 +153,16 @@ static int Main(int argc, char **argv)
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
     }
-    const bool is_campaign = fs::exists(dir + "/summary.csv");
-    if (!is_campaign || runs_script) {
-        dir = FindTree(dir);
+    SOURCE source{dir, PROGRAM, {}, {}, {}, {}, false};
+    for (int i = 1; i < argc; ++i) {
+        source.command += " " + ShellWord(argv[i]);
     }
     if (runs_script) {
-        return DrawThroughputScript(dir);
+        return DrawThroughputScript(FindTree(dir));
     }
     DATA data;
-    const std::string error =
-        is_campaign ? ReadSummary(dir + "/summary.csv", data) : ReadTree(dir, data);
-    return error.empty() ? Draw(dir, data) : Fail(PROGRAM, error);
+    const std::string why = Read(source, data);
+    return why.empty() ? Draw(data, source) : Fail(PROGRAM, why);
 }
 
 int main(int argc, char **argv)

@@ -1,50 +1,49 @@
 #include "tools/quantities.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <string_view>
 #include <tuple>
 
+#include "tools/derived.h"
 #include "tools/read_tree.h"
 #include "tools/result_tree.h"
 
 constexpr size_t NO_QUANTITY = SIZE_MAX;
 
+// Where the inputs of a derived quantity stand.
+struct RECIPE {
+    std::vector<size_t> inputs;
+    double (*formula)(const std::vector<double> &inputs);
+};
+
 // The quantities, and where each value of a tree goes.
 struct CATALOGUE {
     std::vector<QUANTITY> quantities;
     std::vector<size_t> of_value; // quantity of each value in file order, or NO_QUANTITY
-    std::vector<size_t>
-        flow_values;    // quantities that make up the total, all flows of a load at once
-    size_t total_begin; // quantity of the total at the first load
+    std::vector<RECIPE> recipes;  // of the last quantities, those that no file holds
 };
 
-static bool IsFlowThroughput(const QUANTITY &quantity)
+using NAME = std::tuple<std::string, int, std::string, std::string, std::string, std::string>;
+
+static NAME Name(const QUANTITY &what)
 {
-    return quantity.file == "throughput.txt" && quantity.metric == "throughput";
+    return {what.file, what.load, what.kind, what.thing, what.metric, what.unit};
 }
 
 static CATALOGUE MakeCatalogue()
 {
     CATALOGUE made{};
-    std::map<std::tuple<std::string, int, std::string, std::string, std::string, std::string>,
-             size_t>
-        known;
+    std::map<NAME, size_t> known;
     const auto enter = [&](const FILE_FORM &form, const CELL &cell) {
         if (cell.kind == nullptr || cell.load == LOAD_NONE) {
             return NO_QUANTITY;
         }
-        const auto [entry, is_new] =
-            known.try_emplace({form.name, cell.load, cell.kind, cell.thing, cell.text, cell.unit},
-                              made.quantities.size());
+        const QUANTITY what{form.name, cell.load, cell.kind, cell.thing, cell.text, cell.unit};
+        const auto [entry, is_new] = known.try_emplace(Name(what), made.quantities.size());
         if (is_new) {
-            made.quantities.push_back(
-                {form.name, cell.load, cell.kind, cell.thing, cell.text, cell.unit});
-            if (IsFlowThroughput(made.quantities.back())) {
-                made.flow_values.push_back(entry->second);
-            }
+            made.quantities.push_back(what);
         }
         return entry->second;
     };
@@ -57,10 +56,13 @@ static CATALOGUE MakeCatalogue()
             }
         }
     }
-    made.total_begin = made.quantities.size();
-    for (int load = 0; load < TREE_LOADS; ++load) {
-        made.quantities.push_back(
-            {"throughput.txt", load, "network", "", "total_throughput", "Mbit/s"});
+    for (const DERIVED &derived : DerivedQuantities()) {
+        RECIPE recipe{{}, derived.formula};
+        for (const QUANTITY &input : derived.inputs) {
+            recipe.inputs.push_back(known.at(Name(input)));
+        }
+        made.recipes.push_back(recipe);
+        made.quantities.push_back(derived.what);
     }
     return made;
 }
@@ -79,9 +81,10 @@ const std::vector<QUANTITY> &Quantities()
 std::string ReadQuantities(const std::string &dir, std::vector<double> &values)
 {
     const CATALOGUE &catalogue = Catalogue();
-    std::vector<int> count(catalogue.quantities.size());
+    const size_t in_files = catalogue.quantities.size() - catalogue.recipes.size();
+    std::vector<int> count(in_files);
     size_t next = 0;
-    values.assign(catalogue.quantities.size(), 0.0);
+    values.assign(in_files, 0.0);
     std::string error =
         ReadResultTree(dir, [&](const FILE_FORM &, const CELL &, std::string_view value) {
             const size_t index = catalogue.of_value[next++];
@@ -93,12 +96,16 @@ std::string ReadQuantities(const std::string &dir, std::vector<double> &values)
     if (!error.empty()) {
         return error;
     }
-    for (size_t i = 0; i < catalogue.total_begin; ++i) {
+    for (size_t i = 0; i < in_files; ++i) {
         values[i] /= count[i];
     }
-    for (size_t index : catalogue.flow_values) {
-        values[catalogue.total_begin + static_cast<size_t>(catalogue.quantities[index].load)] +=
-            values[index];
+    std::vector<double> inputs;
+    for (const RECIPE &recipe : catalogue.recipes) {
+        inputs.clear();
+        for (size_t index : recipe.inputs) {
+            inputs.push_back(values[index]);
+        }
+        values.push_back(recipe.formula(inputs));
     }
     return "";
 }

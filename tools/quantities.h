@@ -15,7 +15,7 @@ struct QUANTITY {
     std::string unit;
 };
 
-// All quantities, in the order of the files; last the total throughput per load, which no file has.
+// All quantities, in the order of the files; last those of derived.h, which no file has.
 const std::vector<QUANTITY> &Quantities();
 
 // Fills `values` with the quantities of the tree in `dir`. Returns what is wrong with it, or an

@@ -98,7 +98,9 @@ static int Summarise(const std::string &dir)
     if (!why.empty()) {
         return Fail(PROGRAM, why);
     }
-    PrintLine(dir + "/summary.csv: summary of " + std::to_string(dirs.size()) + " replications");
+    PrintLine(
+        dir + "/summary.csv: summary of " + std::to_string(dirs.size()) +
+        (quick.count(true) > 0 ? " QUICK replications, which mean nothing" : " replications"));
     return 0;
 }
 
