@@ -112,7 +112,7 @@ static int Print(const char *what, const COURSE &a, const COURSE &b, size_t lag,
     constexpr double SAME = 0.9;
     constexpr double INDEPENDENT = 0.45; // 2.7 standard deviations for 36 seconds or more
     int missed = 0;
-    std::printf("  %-58s", what);
+    std::printf("  %-56s", what);
     for (const double found :
          {Correlation(a.arrived, b.arrived, lag), Correlation(a.delivered, b.delivered, lag)}) {
         const bool ok = is_same ? found > SAME : std::fabs(found) < INDEPENDENT;
@@ -123,19 +123,37 @@ static int Print(const char *what, const COURSE &a, const COURSE &b, size_t lag,
     return missed;
 }
 
+// Samples between the beginnings of two courses, of which b begins first.
+static size_t LagBetween(const COURSE &a, const COURSE &b)
+{
+    const auto all = static_cast<double>(DrawsBetween(b.first, b.last));
+    const auto lag = static_cast<double>(DrawsBetween(b.first, a.first));
+    return static_cast<size_t>(lag / all * static_cast<double>(b.arrived.size()));
+}
+
 int CompareSeeds()
 {
-    constexpr int64_t FIRST = 1'700'000'003;
-    std::printf("%-60s %8s   %8s\n", "Correlation of seconds at 8 Mbit/s", "arrivals",
+    constexpr int64_t FIRST = 1'700'000'000;
+    struct MEETING {
+        int64_t seed, other_seed; // the other one begins first
+        int32_t trial, other_trial;
+    };
+    constexpr MEETING MEETINGS[] = {{3, 4, 0, 1}, {2, 6, 0, 1}, {8, 2, 0, 1}};
+    std::printf("%-59s %8s   %10s\n", "Correlation of seconds at 8 Mbit/s", "arrivals",
                 "throughput");
-    const COURSE first = Follow(FIRST, 0);
-    const COURSE neighbour = Follow(FIRST + 1, 1);
-    const auto draws = static_cast<double>(DrawsBetween(neighbour.first, neighbour.last));
-    const auto lag = static_cast<double>(DrawsBetween(neighbour.first, first.first));
-    const auto samples = static_cast<double>(neighbour.arrived.size());
-    const int missed = Print("1700000003, trial 1, and 1700000004, trial 2, 5 s later", first,
-                             neighbour, static_cast<size_t>(lag / draws * samples), true);
-    const COURSE next = Follow(CampaignSeeds(FIRST, 2).back(), 0);
-    return missed +
-           Print("1700000003, trial 1, and the next seed of its campaign", first, next, 0, false);
+    int missed = 0;
+    for (const MEETING &of : MEETINGS) {
+        const COURSE a = Follow(FIRST + of.seed, of.trial);
+        const COURSE b = Follow(FIRST + of.other_seed, of.other_trial);
+        const size_t lag = LagBetween(a, b);
+        char name[64];
+        std::snprintf(name, sizeof name, "trial %d of ..%02d, trial %d of ..%02d %.1f s before",
+                      of.trial + 1, static_cast<int>(of.seed), of.other_trial + 1,
+                      static_cast<int>(of.other_seed), static_cast<double>(lag) / SECOND);
+        missed += Print(name, a, b, lag, true);
+    }
+    const std::vector<int64_t> seeds = CampaignSeeds(FIRST, 2);
+    const COURSE a = Follow(seeds[0], 0);
+    const COURSE b = Follow(seeds[1], 0);
+    return missed + Print("the first two replications of a campaign, trial 1", a, b, 0, false);
 }
