@@ -1,6 +1,6 @@
 #!/bin/sh
 #SBATCH --job-name=dcfsim
-#SBATCH --array=0-99
+#SBATCH --array=0-19
 #SBATCH --ntasks=1
 #SBATCH --cpus-per-task=1
 #SBATCH --mem=1G
@@ -11,7 +11,13 @@
 # see; tasks that were finished before end at once, so the same command also fills the gaps.
 #
 #     sbatch --export=ALL,CAMPAIGN=$PWD/campaign,FIRST_SEED=1000 slurm-array.sh
+#
+# More than twenty tasks draw from the other generator: OPTIONS="--generator mt19937-64".
 set -eu
-seed=$((${FIRST_SEED:?} + SLURM_ARRAY_TASK_ID))
+: "${CAMPAIGN:?}" "${FIRST_SEED:?}"
 # shellcheck disable=SC2086 # OPTIONS is a list of words
-exec dcfsim-replicate ${OPTIONS:-} --one "$seed" "${CAMPAIGN:?}"
+seeds=$(dcfsim-replicate ${OPTIONS:-} --list-seeds --first-seed "$FIRST_SEED" \
+    --replications $((SLURM_ARRAY_TASK_ID + 1)))
+seed=$(echo "$seeds" | tail -n 1)
+# shellcheck disable=SC2086
+exec dcfsim-replicate ${OPTIONS:-} --first-seed "$FIRST_SEED" --one "$seed" "$CAMPAIGN"

@@ -31,7 +31,7 @@ struct BLOCK {
     GENERATOR_STATE behind; // the published generator after the last draw
 };
 
-// Makes the block of draws that follows `state`. Called from any thread.
+// Makes the block of draws that follows `state`.
 void MakeBlock(const GENERATOR_STATE &state, const BLOCK_PLAN &plan, BLOCK &block);
 
 // Makes a block of the numbers of `engine`, and takes them from it.

@@ -1,20 +1,31 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-replicate, on quick replications.
-# Cases: Campaign Interrupt Failures Schedulers
+# Cases: Campaign Generators Precision Interrupt Failures Schedulers
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
-Seeds() {
-    (cd "$1" && printf '%s' seed-*)
+Seeds() { # of the replications in a directory, ascending
+    (cd "$1" && printf '%s\n' seed-*) | sed 's/seed-//' | sort -n | xargs
+}
+
+SeedsFrom() { # first seed, how many
+    dcfsim-replicate --list-seeds -s "$1" -r "$2"
+}
+
+Sorted() {
+    printf '%s\n' "$@" | sort -n | xargs
 }
 
 Campaign() {
     dcfsim-replicate --quick -r 3 -s 11 -j 2 one >log
-    Equal 'seeds' "$(Seeds one)" seed-11seed-12seed-13
+    local seeds
+    mapfile -t seeds < <(SeedsFrom 11 4)
+    Equal 'first seed' "${seeds[0]}" 11
+    Equal 'seeds' "$(Seeds one)" "$(Sorted "${seeds[@]:0:3}")"
     Equal 'plain lines' "$(grep -c '^seed .* done, . of 3, about .* left$' log)" 3
-    dcfsim-check -q one/seed-12
+    dcfsim-check -q "one/seed-${seeds[1]}"
     local hash seed
-    for seed in 11 12 13; do
+    for seed in "${seeds[@]:0:3}"; do
         hash=$(cd "one/seed-$seed" && find result -type f | LC_ALL=C sort | xargs sha256sum |
             sha256sum | cut -d' ' -f1)
         grep -q "\"tree_sha256\": \"$hash\"" "one/seed-$seed/manifest.json" || Fail "hash of $seed"
@@ -25,7 +36,7 @@ Campaign() {
 
     # One quantity by hand: the mean over two trials, over three replications; t = 4.302653 for two
     # degrees of freedom.
-    for seed in 11 12 13; do
+    for seed in "${seeds[@]:0:3}"; do
         dcfsim-export "one/seed-$seed" | grep '^node_stat.txt,.,20,station,2,cw,slots,'
     done | awk -F, '{ sum[int((NR - 1) / 2)] += $8 / 2 }
         END { m = (sum[0] + sum[1] + sum[2]) / 3
@@ -40,30 +51,106 @@ Campaign() {
     # More replications are added, the first ones stay.
     cp one/seed-11/manifest.json before
     dcfsim-replicate --quick -r 4 one >/dev/null
-    Equal 'seeds' "$(Seeds one)" seed-11seed-12seed-13seed-14
+    Equal 'seeds' "$(Seeds one)" "$(Sorted "${seeds[@]}")"
     cmp before one/seed-11/manifest.json
     Refused 1 'with --quick' dcfsim-replicate one
     Refused 1 'from seed 11 on' dcfsim-replicate --quick -s 12 one
+    Refused 2 'no seed of the campaign from seed 11 on' dcfsim-replicate --quick --one 12 one
+
+    # One of consecutive seeds, as they once were.
+    echo '{"first_seed": 11, "quick": true}' >one/campaign.json
+    Refused 1 'consecutive seeds.*; use another directory' dcfsim-replicate --quick -r 5 one
+    cp one/summary.csv before
+    dcfsim-replicate --summarise one >/dev/null
+    cmp before one/summary.csv
+}
+
+Generators() {
+    SeedsFrom 5 20 >twenty
+    Refused 2 'more than 20 replications need --generator mt19937-64: ' \
+        dcfsim-replicate --list-seeds -s 5 -r 21
+    Refused 2 'more than 20 replications need' dcfsim-replicate -r 21 one
+    [[ ! -e one ]] || Fail 'a refused campaign leaves a directory'
+    dcfsim-replicate --list-seeds -s 5 -r 21 -g mt19937-64 | head -n 20 | cmp - twenty ||
+        Fail 'the seeds differ by generator'
+
+    # The generator is that of the campaign; seed and number are what a replication depends on.
+    dcfsim-replicate --quick -r 2 -s 5 -g mt19937-64 one >/dev/null
+    dcfsim-replicate --quick -r 3 one >/dev/null
+    local third other
+    third=$(sed -n 3p twenty)
+    other=$(sed -n 2p twenty)
+    grep -q '"generator": "mt19937-64"' "one/seed-$third/manifest.json" || Fail 'generator'
+    grep -q '"replication": 2' "one/seed-$third/manifest.json" || Fail 'number'
+    dcfsim-replicate --quick --one "$third" -s 5 -g mt19937-64 two >/dev/null
+    diff -r one/seed-"$third"/result/10node_design two/seed-"$third"/result/10node_design
+    dcfsim-replicate --quick --one "$third" -s "$other" -g mt19937-64 three >/dev/null
+    ! diff -rq one/seed-"$third"/result/10node_design three/seed-"$third"/result/10node_design \
+        >/dev/null || Fail 'the number of the replication changes nothing'
+    Refused 2 'needs --first-seed' dcfsim-replicate --quick --one 5 -g mt19937-64 four
+
+    # Generators do not mix.
+    Refused 1 'campaign of generator mt19937-64; use' dcfsim-replicate --quick -g lcg-16807 one
+    Refused 2 'lcg-16807,mt19937-64' dcfsim-replicate -g rand one
+    dcfsim-replicate --quick --one 6 two >/dev/null
+    grep -q '"generator": "lcg-16807"' two/seed-6/manifest.json || Fail 'generator'
+    Refused 1 'different generators' dcfsim-replicate --summarise two
+}
+
+# The half-width, in percent of the mean, of the least precise load.
+Worst() {
+    awk -F, '$5 == "total_throughput" && $2 > 0 { p = 100 * $10 / $8; if (p > worst) worst = p }
+        END { print worst }' one/summary.csv
+}
+
+Precision() {
+    # At least five, then as many more as it takes, five at a time.
+    dcfsim-replicate --quick -s 3 --precision 90 one >log
+    Equal 'replications' "$(Seeds one | wc -w)" 5
+    grep -q '^the worst load, [0-9]* Mbit/s, is known to .* %, 90 % were asked for$' log ||
+        Fail "$(cat log)"
+    local five
+    five=$(Worst)
+    dcfsim-replicate --quick --precision "$(awk "BEGIN { print $five * 0.99 }")" one >log
+    local num
+    num=$(Seeds one | wc -w)
+    ((num > 5 && num <= 20 && num % 5 == 0)) || Fail "$num replications"
+    awk "BEGIN { exit !($(Worst) <= $five * 0.99) }" || Fail "$(Worst) % of $five %"
+
+    # No further than asked for, or than the generator goes.
+    Refused 1 'the worst load, [0-9]* Mbit/s, is known to .* after 7 replications, not to 0.001 %' \
+        dcfsim-replicate --quick -s 3 -p 0.001 -r 7 two
+    Refused 1 'after 20 replications, ' dcfsim-replicate --quick -p 0.001 one
+    Refused 2 'not a number' dcfsim-replicate -p nan one
+    Refused 2 'not in range|positive' dcfsim-replicate -p 0 one
+}
+
+Manifests() { # directory, seeds
+    local dir=$1
+    shift
+    for seed in "$@"; do cat "$dir/seed-$seed/manifest.json"; done
 }
 
 Interrupt() {
     dcfsim-replicate --quick -r 6 -j 1 -s 21 one >/dev/null &
     local command=$! child
-    until [[ -e one/seed-22 ]]; do sleep 0.02; done
+    local seeds
+    mapfile -t seeds < <(SeedsFrom 21 6)
+    until [[ -e one/seed-${seeds[1]} ]]; do sleep 0.02; done
     child=$(cat "/proc/$command/task/$command/children")
     kill -KILL "$command"
     wait "$command" 2>/dev/null || true
     until [[ -z $child ]] || ! kill -0 "$child" 2>/dev/null; do sleep 0.02; done
-    [[ ! -e one/seed-26 ]] || Fail 'finished before it was interrupted'
-    cat one/seed-2?/manifest.json >before
+    [[ ! -e one/seed-${seeds[5]} ]] || Fail 'finished before it was interrupted'
     local finished
-    finished=$(Seeds one)
+    finished=$(Seeds one | wc -w)
+    Manifests one "${seeds[@]:0:finished}" >before
     for seed in one/seed-*; do dcfsim-check -q "$seed"; done
 
     dcfsim-replicate --quick -r 6 -j 1 one >log
-    grep -q "^$((${#finished} / 7)) of 6 replications were finished before$" log || Fail "$(cat log)"
-    Equal 'seeds' "$(Seeds one)" seed-21seed-22seed-23seed-24seed-25seed-26
-    cat one/seed-2?/manifest.json | head -n "$(wc -l <before)" | cmp - before ||
+    grep -q "^$finished of 6 replications were finished before$" log || Fail "$(cat log)"
+    Equal 'seeds' "$(Seeds one)" "$(Sorted "${seeds[@]}")"
+    Manifests one "${seeds[@]:0:finished}" | cmp - before ||
         Fail 'a finished replication was run again'
     Equal 'left over' "$(find one -name '.partial*')" ''
 }
@@ -77,35 +164,39 @@ Failures() {
     Refused 1 '^dcfsim-replicate: file/one: Not a directory' dcfsim-replicate --one 3 file/one
     Refused 1 'holds no replications' dcfsim-replicate --summarise .
 
+    local seeds
+    mapfile -t seeds < <(SeedsFrom 31 3)
     # Children that outgrow a limit die of a signal; what is finished stays.
     dcfsim-replicate --quick -r 1 -s 31 one >/dev/null
     local status=0
     (ulimit -c 0 -f 100 && dcfsim-replicate --quick -r 3 one) >out 2>err || status=$?
     Equal 'status' "$status" 1
-    grep -q '^dcfsim-replicate: seed 33: its process died of signal 25 ' err || Fail "$(cat err)"
+    grep -q "^dcfsim-replicate: seed ${seeds[2]}: its process died of signal 25 " err || Fail "$(cat err)"
     grep -q '^dcfsim-replicate: 2 of 2 replications failed; the same' err || Fail "$(cat err)"
-    Equal 'seeds' "$(Seeds one)" seed-31
+    Equal 'seeds' "$(Seeds one)" 31
     # A disk that is full: the writes fail and nothing else does.
     (trap '' XFSZ && ulimit -f 100 &&
-        Refused 1 '^dcfsim-replicate: seed 32: .*/collision.txt:[0-9]*: ' \
+        Refused 1 "^dcfsim-replicate: seed ${seeds[1]}: .*/collision.txt:[0-9]*: " \
             dcfsim-replicate --quick -r 2 one)
     dcfsim-replicate --quick -r 2 one >/dev/null
-    Equal 'seeds' "$(Seeds one)" seed-31seed-32
+    Equal 'seeds' "$(Seeds one)" "$(Sorted "${seeds[@]:0:2}")"
 
-    Refused 1 'seed 33: is being run by another process' \
-        flock one/.partial-33.lock dcfsim-replicate --quick --one 33 one
-    rm one/seed-32/manifest.json
-    Refused 1 'one/seed-32/manifest.json: missing' dcfsim-replicate --summarise one
+    Refused 1 "seed ${seeds[2]}: is being run by another process" \
+        flock "one/.partial-${seeds[2]}.lock" dcfsim-replicate --quick --one "${seeds[2]}" one
+    rm one/seed-31/manifest.json
+    Refused 1 'one/seed-31/manifest.json: missing' dcfsim-replicate --summarise one
 }
 
 Schedulers() {
     parallel --version >/dev/null 2>&1 || Skip 'GNU parallel is not installed'
     dcfsim-replicate --quick -r 3 -s 41 one >/dev/null
-    parallel --will-cite -j 2 dcfsim-replicate --quick --one {} many ::: 41 42 43 >/dev/null
+    SeedsFrom 41 3 | parallel --will-cite -j 2 dcfsim-replicate --quick --one {} many >/dev/null
     for task in 0 1 2; do
         SLURM_ARRAY_TASK_ID=$task CAMPAIGN=array FIRST_SEED=41 OPTIONS=--quick \
             sh "$SOURCE/docs/slurm-array.sh" >/dev/null
     done
+    Refused 2 'more than 20 replications' \
+        env SLURM_ARRAY_TASK_ID=20 CAMPAIGN=array FIRST_SEED=41 sh "$SOURCE/docs/slurm-array.sh"
     for other in many array; do
         dcfsim-replicate --summarise $other >/dev/null
         cmp one/summary.csv $other/summary.csv || Fail "the summary of $other differs"

@@ -16,6 +16,7 @@
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/tick.h"
+#include "tools/validate_seeds.h"
 #include "topology/placement.h"
 #include "topology/random.h"
 #include "topology/traffic.h"
@@ -332,12 +333,16 @@ static void CompareExperiment(int32_t load_mbps, uint64_t ticks, int seeds)
 int main(int argc, char **argv)
 {
     const bool quick = argc == 2 && std::string_view(argv[1]) == "--quick";
-    if (argc > 1 && !quick) {
-        std::fprintf(stderr, "usage: dcfsim_validate [--quick]\n");
+    const bool seeds = argc == 2 && std::string_view(argv[1]) == "--seeds";
+    if (argc > 1 && !quick && !seeds) {
+        std::fprintf(stderr, "usage: dcfsim_validate [--quick | --seeds]\n");
         return 2;
     }
     if (!AllocateState()) {
         return 2;
+    }
+    if (seeds) {
+        return CompareSeeds() == 0 ? 0 : 1;
     }
     CompareAlone(quick ? 4'000'000 : 30'000'000);
     CompareCells(quick ? 10'000'000 : 30'000'000, quick ? 1 : 6, quick ? 0.8 : 0.3);
