@@ -24,6 +24,7 @@
 #include "tools/watch.h"
 #include "topology/random.h"
 
+namespace fs = std::filesystem;
 using STEADY = std::chrono::steady_clock;
 
 static const char PROGRAM[] = "dcfsim-trace";
@@ -124,7 +125,7 @@ static std::string Refusal(const OPTIONS &options)
     std::vector<std::string> paths;
     for (const OUTPUT &output : OutputsOf(options)) {
         std::error_code error;
-        paths.push_back(std::filesystem::weakly_canonical(output.path, error).string());
+        paths.push_back(fs::weakly_canonical(fs::absolute(output.path), error).string());
         if (std::count(paths.begin(), paths.end(), paths.back()) > 1) {
             return output.path + ": named twice; name a file of its own for each form";
         }

@@ -278,17 +278,38 @@ static size_t WriteCollision(const SHEET &sheet, const STRIP &strip, const LANE 
     return num;
 }
 
+// A change of the queue: a mark, and the number of packets if there is room behind `free_from`.
+// Returns from where there is room for the next one.
+static double WriteQueue(const SHEET &sheet, const STRIP &strip, const TRACE_EVENT &event,
+                         double top, double free_from)
+{
+    const std::string queued = std::to_string(event.extra);
+    const double x = At(sheet, strip, event.tick);
+    const double y = top + FRAME_ROW + STATE_ROW;
+    std::fprintf(sheet.file,
+                 "<g class=\"queue\"><title>station %d: %s, %s queued, tick %llu</title>\n"
+                 "<path d=\"M%.1f %.1fv%.0f\"/>\n",
+                 event.station, EventName(event.kind, 0), queued.c_str(),
+                 static_cast<unsigned long long>(event.tick), x, y + 1, NAV_ROW);
+    if (x >= free_from) {
+        WriteText(sheet.file, x + 2, y + NAV_ROW - 1, SMALL_FONT, " class=\"halo\"", "q" + queued);
+        free_from = x + 4 + TextWidth("q" + queued, SMALL_FONT);
+    }
+    std::fputs("</g>\n", sheet.file);
+    return free_from;
+}
+
 // What goes wrong, and changes of the queue.
 static void WriteMarks(const SHEET &sheet, const STRIP &strip, const LANE &lane, double top)
 {
     const std::vector<TRACE_EVENT> &events = lane.marks;
     const std::string who = WhoOf(lane);
+    double free_from = 0.0; // where the last number of packets ends
     for (size_t i = 0; i < events.size(); ++i) {
         const TRACE_EVENT &event = events[i];
         if (event.tick < strip.begin || event.tick >= strip.end) {
             continue;
         }
-        const std::string queued = std::to_string(event.extra);
         switch (event.kind) {
         case EVENT_COLLISION:
             i += WriteCollision(sheet, strip, lane, i, top) - 1;
@@ -311,15 +332,7 @@ static void WriteMarks(const SHEET &sheet, const STRIP &strip, const LANE &lane,
         case EVENT_ARRIVAL:
         case EVENT_RELAY:
         case EVENT_ACKED:
-            std::fprintf(sheet.file,
-                         "<g class=\"queue\"><title>%s: %s, %s queued, tick %llu"
-                         "</title>\n",
-                         who.c_str(), EventName(event.kind, 0), queued.c_str(),
-                         static_cast<unsigned long long>(event.tick));
-            WriteText(sheet.file, At(sheet, strip, event.tick) + 1,
-                      top + FRAME_ROW + STATE_ROW + NAV_ROW - 1, SMALL_FONT, " class=\"halo\"",
-                      "q" + queued);
-            std::fputs("</g>\n", sheet.file);
+            free_from = WriteQueue(sheet, strip, event, top, free_from);
             break;
         default:
             break;

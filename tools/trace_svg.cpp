@@ -77,8 +77,8 @@ static double WriteLegend(const SHEET &sheet, double top, bool draws)
     }
     add(NAV_FILL, "NAV");
     add("url(#overlap)", "signals overlap");
-    add("#ffffff", "q5: packets queued; r1: first retry; small marks: slots of 9 us");
     add(ALARM, "\u2715 class of a collision, at the receiver");
+    add("#ffffff", "q5: 5 packets queued; r1: retry 1; small marks: slots of 9 us");
     return y + LEGEND_LINE;
 }
 
@@ -94,6 +94,7 @@ static void WriteHead(const SHEET &sheet, double height, const std::string &titl
                  ".frame{stroke:#000000}"
                  ".alarm{fill:%s;font-weight:bold;paint-order:stroke;stroke:#ffffff;"
                  "stroke-width:3}"
+                 ".queue path{stroke:#000000;stroke-width:1.2}"
                  ".halo{paint-order:stroke;stroke:#ffffff;stroke-width:2}"
                  "@media print{:root{width:100%%;height:auto}}</style>\n",
                  ALARM);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include "driver/state.h"
 #include "driver/state_table.h"
@@ -461,5 +462,5 @@ TRACE Watch(uint64_t until)
         ++watcher.trace.until;
     }
     g_plain_ticking = was_plain;
-    return watcher.trace;
+    return std::move(watcher.trace);
 }
