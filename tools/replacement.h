@@ -7,9 +7,9 @@
 class REPLACEMENT
 {
   public:
-    // Opens a file of a temporary name beside `path`. Nothing but a plain file, or none, may stand
+    // Opens a file of a temporary name beside `at`. Nothing but a plain file, or none, may stand
     // there. Error() tells whether that has worked.
-    explicit REPLACEMENT(std::string path);
+    explicit REPLACEMENT(std::string at);
 
     // Removes what was not committed.
     ~REPLACEMENT();

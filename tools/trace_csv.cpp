@@ -18,9 +18,10 @@ static std::string Detail(const TRACE &trace, const TRACE_EVENT &event, const FR
 {
     switch (event.kind) {
     case EVENT_BEGIN:
-        return frame->src == EMPTY ? ""
-                                   : Pair("src", frame->src) + " " + Pair("dst", frame->dst) + " " +
-                                         Pair("packet", frame->seq);
+        return frame == nullptr || frame->src == EMPTY
+                   ? ""
+                   : Pair("src", frame->src) + " " + Pair("dst", frame->dst) + " " +
+                         Pair("packet", frame->seq);
     case EVENT_HEAR:
         return OutcomeName(static_cast<OUTCOME>(event.value));
     case EVENT_COLLISION: {

@@ -62,6 +62,15 @@ static BOX Cut(const SHEET &sheet, const STRIP &strip, uint64_t begin, uint64_t 
     return {x, 0.0, At(sheet, strip, until) - x, 0.0};
 }
 
+static std::string Joined(std::initializer_list<std::string> parts)
+{
+    std::string text;
+    for (const std::string &part : parts) {
+        text += part;
+    }
+    return text;
+}
+
 // The first of the texts that fits, which go from long to short; empty if none does.
 static std::string Fitting(double width, double font, std::initializer_list<std::string> texts)
 {
@@ -215,8 +224,8 @@ static void WriteFrames(const SHEET &sheet, const STRIP &strip, const LANE &lane
             frame.seq == EMPTY ? "" : ", packet " + std::to_string(frame.seq);
         WriteBlock(sheet.file, block, "frame", FRAME_PAINTS[frame.type].fill, FrameText(frame),
                    Fitting(block.width, FONT,
-                           {name + " to " + to + packet + retry, name + " to " + to + retry,
-                            name + "\u2192" + to, to}),
+                           {Joined({name, " to ", to, packet, retry}),
+                            Joined({name, " to ", to, retry}), Joined({name, "\u2192", to}), to}),
                    FONT);
     }
 }

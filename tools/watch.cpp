@@ -171,7 +171,7 @@ static int32_t Airtime(int type)
 static FRAME &EnterFrame(WATCHER &watcher, int sender, uint64_t begin)
 {
     const NODE &own = node[sender];
-    const int32_t type = STATE_TABLE[own.state].sends;
+    const auto type = int{STATE_TABLE[own.state].sends};
     const bool has_packet = type == FRAME_RTS || type == FRAME_DATA;
     FRAME frame = {
         .begin = begin,
