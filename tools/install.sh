@@ -72,6 +72,7 @@ FindMissing() {
         HasGoogleTest || MISSING+=(libgtest-dev)
         HasHeader CLI/Version.hpp || MISSING+=(libcli11-dev)
         HasHeader nlohmann/json_fwd.hpp || MISSING+=(nlohmann-json3-dev)
+        HasHeader pcap/pcap.h || MISSING+=(libpcap-dev)
         HasSanitizers || [[ " ${MISSING[*]} " == *' g++ '* ]] || MISSING+=(g++)
         gnuplot --version >/dev/null 2>&1 || MISSING+=(gnuplot-nox)
         parallel --version >/dev/null 2>&1 || MISSING+=(parallel)
@@ -83,14 +84,16 @@ FindMissing() {
     fi
 }
 
-# Tries to install the browser of a test that is skipped without it.
-InstallBrowser() {
-    local sudo=()
-    chromium --version >/dev/null 2>&1 && return
+# Tries to install the programs of tests that are skipped without them.
+InstallOptional() {
+    local sudo=() wanted=()
+    chromium --version >/dev/null 2>&1 || wanted+=(chromium fonts-dejavu-core)
+    tshark --version >/dev/null 2>&1 || wanted+=(tshark)
+    ((${#wanted[@]})) || return 0
     ((EUID == 0)) || sudo=(sudo -n)
-    echo "Installing with apt-get, if it can be: chromium"
+    echo "Installing with apt-get, if it can be: ${wanted[*]}"
     "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 install \
-        -y --no-install-recommends chromium fonts-dejavu-core >/dev/null 2>&1 </dev/null || true
+        -y --no-install-recommends "${wanted[@]}" >/dev/null 2>&1 </dev/null || true
 }
 
 # Installs what $1 ("run" or "test") needs and this machine lacks. Where that is not allowed, prints
