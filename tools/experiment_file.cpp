@@ -1,17 +1,14 @@
 #include "tools/experiment_file.h"
 
-#include <cerrno>
 #include <cstring>
 #include <string>
 
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "driver/state.h"
 #include "tools/experiment_form.h"
 #include "tools/experiment_keys.h"
+#include "tools/plain_file.h"
 #include "topology/placement.h"
 #include "topology/routing.h"
 
@@ -80,45 +77,13 @@ static void Interpret(const json &experiment, SETTINGS &settings)
     g_settings = before;
 }
 
-// The bytes of a plain file.
-static std::string ReadPlainFile(const std::string &path)
-{
-    // Without waiting: a FIFO that nobody writes to would never open.
-    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    struct stat status {
-    };
-    if (file < 0 || fstat(file, &status) != 0) {
-        const std::string why = std::strerror(errno);
-        if (file >= 0) {
-            close(file);
-        }
-        throw BAD_EXPERIMENT("cannot be read: " + why);
-    }
-    std::string text(EXPERIMENT_BYTES + 1, '\0');
-    size_t size = 0;
-    ssize_t got = S_ISREG(status.st_mode) ? 1 : 0;
-    while (got > 0 && size < text.size()) {
-        got = read(file, text.data() + size, text.size() - size);
-        size += got > 0 ? static_cast<size_t>(got) : 0;
-    }
-    const std::string why = got < 0 ? std::strerror(errno) : "";
-    close(file);
-    if (!S_ISREG(status.st_mode)) {
-        throw BAD_EXPERIMENT("is no plain file");
-    }
-    if (!why.empty()) {
-        throw BAD_EXPERIMENT("cannot be read: " + why);
-    }
-    if (size > EXPERIMENT_BYTES) {
-        throw BAD_EXPERIMENT("is longer than 1 MiB; allowed: at most that");
-    }
-    text.resize(size);
-    return text;
-}
-
 static void Read(const std::string &path, SETTINGS &settings)
 {
-    const std::string text = ReadPlainFile(path);
+    std::string text;
+    const std::string why = ReadPlainFile(path, EXPERIMENT_BYTES, text);
+    if (!why.empty()) {
+        throw BAD_EXPERIMENT(why);
+    }
     // The parser would pass over the one and take the other for the end.
     if (text.starts_with("\xEF\xBB\xBF")) {
         throw BAD_EXPERIMENT("begins with a byte order mark; allowed: UTF-8 without one");
@@ -129,15 +94,6 @@ static void Read(const std::string &path, SETTINGS &settings)
     }
     CheckForm(text);
     Interpret(json::parse(text), settings);
-}
-
-// A path as it may stand in a message of one line.
-static std::string OneLine(std::string text)
-{
-    for (char &c : text) {
-        c = static_cast<unsigned char>(c) < ' ' ? '?' : c;
-    }
-    return text;
 }
 
 std::string ReadExperiment(const std::string &path, SETTINGS &settings)
