@@ -147,6 +147,9 @@ std::map<std::string, std::string> CheckValues(const TREE_VALUES &tree, const st
     CheckStations(audit);
     CheckCollisions(audit);
     CheckPairs(audit);
+    if (!audit.Errors().empty()) {
+        return audit.Errors(); // wrong counts are no measure for means
+    }
     CheckFlows(audit);
     CheckMeans(audit);
     return audit.Errors();
