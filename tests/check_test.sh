@@ -135,7 +135,7 @@ Values() {
     Refused 1 'seed-7/.*/dmac_node_node.txt:31: ' dcfsim-replicate --summarise made
     for file in fifo device; do
         rm -rf tree/drop.txt
-        [[ $file == device ]] && ln -s /dev/zero tree/drop.txt || mkfifo tree/drop.txt
+        if [[ $file == device ]]; then ln -s /dev/zero tree/drop.txt; else mkfifo tree/drop.txt; fi
         for tool in dcfsim-check dcfsim-export dcfsim-figures; do
             Refused 1 "^$tool: tree/drop.txt: is no plain file" $tool tree
         done

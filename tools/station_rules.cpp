@@ -26,7 +26,7 @@ double ShareRun(const AUDIT &audit)
 static void CheckZeros(AUDIT &audit, int station)
 {
     static const std::initializer_list<const char *> OF_SENDERS = {"tx2", "V",   "rx1", "rxsu",
-                                                                   "rx",  "rx2", "thr"};
+                                                                   "rx",  "rx2", "dis", "thr"};
     static const std::initializer_list<const char *> OF_RECEIVERS = {
         "gene", "tx",  "tx1", "tx2", "retx", "retx1", "V",      "drop",
         "over", "rx2", "buf", "cw",  "x",    "off",   "qYtime", "qZtime"};
@@ -55,8 +55,8 @@ static void CheckCounts(AUDIT &audit, int station, size_t p)
     audit.Equal(place("rx"), value("rx1") + value("rx2"), 0.0, "rx1 and rx2 of this row tell so");
     // What began before the window may end in it.
     audit.Within(place("retx"), 0.0, value("tx") + 1, "not above tx of this row");
-    audit.Within(place("drop"), 0.0, value("retx") + 1, "not above retx of this row");
-    audit.Within(place("over"), 0.0, value("gene"), "not above gene of this row");
+    audit.Within(place("drop"), 0.0, (value("retx") + RETRY_LIMIT) / (RETRY_LIMIT + 1),
+                 "retx of this row has all attempts at a packet that is dropped");
     audit.Within(place("rxsu"), value("rx"), value("rx") + value("dis"),
                  "rx of this row, and at most its duplicates");
 }
@@ -79,12 +79,10 @@ static void CheckShares(AUDIT &audit, int station, size_t p, double run)
 
 static void CheckBackoff(AUDIT &audit, int station, size_t p)
 {
-    constexpr double QUEUE_LIMIT_PACKETS = 100'000;
     const size_t cw = StationSeries(station, "cw")[p];
     const size_t ptr = StationSeries(station, "Ptr")[p];
     const double slots = audit.At(cw);
-    audit.Within(StationSeries(station, "buf")[p], 0.0, QUEUE_LIMIT_PACKETS,
-                 "the queue holds no more");
+    audit.Within(StationSeries(station, "buf")[p], 0.0, QUEUE_LIMIT, "the queue holds no more");
     audit.Within(cw, 0.0, CW_MAX, "a mean of backoffs");
     // One is the reciprocal of the other, as far as its decimals tell.
     const double tolerance = slots > 0.0 ? EXACT_5 / (slots * slots) + EXACT_6 : 0.0;
@@ -112,6 +110,15 @@ static void CheckFlow(AUDIT &audit, int sender, size_t p, double run)
                  "not above gene of the sender and what has come before the window");
     // An attempt that began before the window may end in it.
     audit.Within(delivered, 0.0, attempts + 1, "not above tx of the sender");
+    // The queue must fill before a packet is refused.
+    audit.Within(StationSeries(sender, "over")[p], 0.0,
+                 std::max(0.0, audit.At(gene) + before + Scatter(before) - QUEUE_LIMIT),
+                 "as many as gene allows beyond a full queue");
+    const double earlier = audit.At(StationSeries(sender, "retx")[p]) * (RUN_SHARE - 1);
+    audit.Within(StationSeries(sender + 1, "dis")[p], 0.0,
+                 audit.At(StationSeries(sender + 1, "rxsu")[p]) - audit.At(delivered) + earlier +
+                     Scatter(earlier),
+                 "rxsu less rx, and what comes before the window");
     const double again = audit.At(StationSeries(sender + 1, "dis")[p]);
     const double given_up = audit.At(StationSeries(sender, "drop")[p]);
     audit.Within(StationSeries(sender, "retx")[p], 0.0,
