@@ -32,6 +32,8 @@ Figures() {
     grep -q '^%%BoundingBox' tree/fig/throughput.eps || Fail 'throughput.eps'
     sed -i 2d 'a campaign/summary.csv'
     Refused 1 'summary.csv:2: not the summary' dcfsim-figures 'a campaign'
+    rm 'a campaign/summary.csv' && mkfifo 'a campaign/summary.csv'
+    Refused 1 'summary.csv: is no plain file' dcfsim-figures 'a campaign'
     Refused 1 'result.txt: cannot be read' dcfsim-figures .
 }
 

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <map>
+#include <sstream>
 
+#include "tools/plain_file.h"
 #include "tools/quantities.h"
 #include "tools/result_tree.h"
 
@@ -18,7 +19,13 @@ static std::string Head(const QUANTITY &what)
 
 std::string ReadSummary(const std::string &path, DATA &data)
 {
-    std::ifstream file(path);
+    constexpr size_t LARGEST = 64 << 20; // bytes; a summary has 1.5 MB
+    std::string text;
+    const std::string why = ReadPlainFile(path, LARGEST, text);
+    if (!why.empty()) {
+        return path + ": " + why;
+    }
+    std::istringstream file(text);
     std::string line;
     std::getline(file, line);
     for (size_t i = 0; i < Quantities().size(); ++i) {

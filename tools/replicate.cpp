@@ -58,9 +58,11 @@ static int Summarise(const std::string &dir)
         if (!entry.path().filename().string().starts_with("seed-")) {
             continue;
         }
-        const auto manifest = ReadJson(path + "/manifest.json");
+        std::string why;
+        const auto manifest = ReadJson(path + "/manifest.json", &why);
         if (!manifest || !manifest->value("seed", json()).is_number_integer()) {
-            return Fail(PROGRAM, path + "/manifest.json: missing, or not a manifest");
+            return Fail(PROGRAM, path + "/manifest.json: " +
+                                     (why.empty() ? "seed: missing, or not an integer" : why));
         }
         trees[(*manifest)["seed"]] = FindTree(path);
         quick.insert(manifest->value("quick", false));
@@ -94,9 +96,10 @@ static std::string OpenCampaign(OPTIONS &options)
 {
     const std::string path = options.dir + "/campaign.json";
     if (fs::exists(path)) {
-        const auto campaign = ReadJson(path);
+        std::string why;
+        const auto campaign = ReadJson(path, &why);
         if (!campaign || !campaign->value("first_seed", json()).is_number_integer()) {
-            return path + ": not a campaign";
+            return path + ": " + (why.empty() ? "first_seed: missing, or not an integer" : why);
         }
         const int64_t first_seed = (*campaign)["first_seed"];
         if (options.first_seed != 0 && options.first_seed != first_seed) {
