@@ -9,6 +9,10 @@ Export() {
     dcfsim-export tree -o all.csv
     Equal 'columns' "$(awk -F, '{ print NF }' all.csv | sort -u)" 8
     Equal 'repeated rows' "$(cut -d, -f1-7 all.csv | sort | uniq -d)" ''
+    # Files, kinds, quantities and units, and how many values of each there are.
+    tail -n +2 all.csv | awk -F, '{ n[$1 " " $4 " " $6 " " $7]++ }
+        END { for (what in n) print what, n[what] }' | LC_ALL=C sort |
+        diff - "$SOURCE/tests/exported-quantities.txt" || Fail 'other quantities'
     # Every value of a file with rows by load, as printed and in its place; station 0 has no
     # backward link.
     local file

@@ -131,6 +131,9 @@ Figures() {
 
     dcfsim-figures --throughput-script tree >/dev/null
     grep -q '^%%BoundingBox' tree/fig/throughput.eps || Fail 'throughput.eps'
+    cp -r 'a <b>'"'"'s campaign' piped
+    rm piped/summary.csv && mkfifo piped/summary.csv
+    Refused 1 'summary.csv: is no plain file' dcfsim-figures piped
     Refused 1 'result.txt: cannot be read' dcfsim-figures .
 
     # Nobody loses older figures to a failure.

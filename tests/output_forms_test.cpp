@@ -357,7 +357,9 @@ TEST(Forms, NamesAreThoseOfTheValues)
         found.insert(CheckValue(cell.trial == TRIAL_MEAN ? MEANS : counts, form, cell,
                                 std::strtod(std::string(word).c_str(), nullptr), records));
     };
-    EXPECT_EQ(ReadResultTree(dir, compare), "");
+    for (const FILE_FORM &form : ResultForms()) {
+        EXPECT_EQ(ReadResultFile(dir, form, compare), "");
+    }
 
     std::set<std::string> expected;
     for (const VALUES *values : {&MEANS, &std::as_const(counts)}) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-replicate, on quick replications.
-# Cases: Campaign Generators Precision Interrupt Failures Schedulers
+# Cases: Campaign Generators Precision Interrupt Failures BadJson Schedulers
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -184,7 +184,45 @@ Failures() {
     Refused 1 "seed ${seeds[2]}: is being run by another process" \
         flock "one/.partial-${seeds[2]}.lock" dcfsim-replicate --quick --one "${seeds[2]}" one
     rm one/seed-31/manifest.json
-    Refused 1 'one/seed-31/manifest.json: missing' dcfsim-replicate --summarise one
+    Refused 1 'one/seed-31/manifest.json: cannot be read: No such' dcfsim-replicate --summarise one
+}
+
+# Manifests and campaigns that are none, deep and long ones among them.
+BadJson() {
+    dcfsim-replicate --quick -r 1 -s 61 one >/dev/null
+    local file
+    Nested() { # depth
+        printf '{"a":%*s' "$1" '' | tr ' ' '['
+        printf '1%*s}' "$1" '' | tr ' ' ']'
+    }
+    Bad() { # what is said; $file is bad
+        Refused 1 "^dcfsim-replicate: $file: $1\$" "${command[@]}"
+    }
+    for file in one/seed-61/manifest.json one/campaign.json; do
+        local key=seed command=(dcfsim-replicate --summarise one)
+        [[ $file != one/campaign.json ]] || key=first_seed command=(dcfsim-replicate --quick one)
+        cp $file good
+        Nested 31 >$file
+        Bad "$key: missing, or not an integer.*"
+        for depth in 32 1000000; do
+            Nested $depth >$file
+            Bad 'values nested deeper than 32; allowed: at most that'
+        done
+        printf '[1]' >$file
+        Bad 'holds array, expected an object \{\.\.\.\}'
+        printf '{"%s": 61' $key >$file
+        Bad 'not JSON, line 1, column .*'
+        printf '{"%s": 61.5}' $key >$file
+        Bad "$key: missing, or not an integer.*"
+        truncate -s $((16 * 1048576 + 1)) $file
+        Bad 'is longer than 16 MiB; allowed: at most that'
+        rm $file && mkfifo $file
+        Bad 'is no plain file'
+        rm $file && ln -s /dev/zero $file
+        Bad 'is no plain file'
+        rm $file && cp good $file
+    done
+    dcfsim-replicate --summarise one >/dev/null
 }
 
 Schedulers() {

@@ -5,11 +5,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
+#include <sstream>
 #include <utility>
 
 #include "driver/state.h"
+#include "tools/plain_file.h"
 #include "tools/quantities.h"
 #include "tools/result_tree.h"
 
@@ -104,7 +105,13 @@ static bool ReadRow(const char *text, bool has_verdict, DATA &data)
 
 std::string ReadSummary(const std::string &path, DATA &data)
 {
-    std::ifstream file(path);
+    constexpr size_t LARGEST = 64 << 20; // bytes; a summary has 7 MB
+    std::string text;
+    const std::string why = ReadPlainFile(path, LARGEST, text);
+    if (!why.empty()) {
+        return path + ": " + why;
+    }
+    std::istringstream file(text);
     std::string line;
     std::getline(file, line);
     data.has_verdicts = line == std::string(COLUMNS) + ",steady";

@@ -94,17 +94,18 @@ static std::string MeanThroughputs(const SOURCE &source, std::vector<double> &me
     });
     for (const std::string &tree : source.trees) {
         size_t i = 0;
-        std::string error = ReadResultFile(tree, *form, [&](const CELL &cell, std::string_view v) {
-            if (cell.kind == nullptr || cell.text != "throughput") {
-                return;
-            }
-            if (i == means.size()) {
-                means.push_back(0.0);
-                cells.push_back(&cell);
-            }
-            means[i++] += std::strtod(std::string(v).c_str(), nullptr) /
-                          static_cast<double>(source.trees.size());
-        });
+        std::string error = ReadResultFile(
+            tree, *form, [&](const FILE_FORM &, const CELL &cell, std::string_view v) {
+                if (cell.kind == nullptr || cell.text != "throughput") {
+                    return;
+                }
+                if (i == means.size()) {
+                    means.push_back(0.0);
+                    cells.push_back(&cell);
+                }
+                means[i++] += std::strtod(std::string(v).c_str(), nullptr) /
+                              static_cast<double>(source.trees.size());
+            });
         if (!error.empty()) {
             return error;
         }

@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <set>
+
+#include "tools/plain_file.h"
 
 namespace fs = std::filesystem;
 
@@ -99,20 +100,17 @@ std::string HashText(std::string_view text)
 
 std::optional<std::string> HashFile(const std::string &path)
 {
-    FILE *file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) {
-        return std::nullopt;
-    }
-    std::string content;
-    char part[1 << 16];
-    size_t length = 0;
-    while ((length = std::fread(part, 1, sizeof part, file)) > 0) {
-        content.append(part, length);
-    }
-    const int error = std::ferror(file) != 0 ? errno : 0;
-    std::fclose(file);
-    errno = error;
-    return error == 0 ? std::optional<std::string>(HashText(content)) : std::nullopt;
+    constexpr size_t LARGEST_FILE = 1 << 30;
+    std::string text;
+    return ReadPlainFile(path, LARGEST_FILE, text).empty()
+               ? std::optional<std::string>(HashText(text))
+               : std::nullopt;
+}
+
+// What tools leave beside the results.
+static bool IsAddition(const fs::path &path)
+{
+    return path.filename() == HASH_LIST_NAME || path.filename() == FIGURE_FOLDER;
 }
 
 std::optional<std::string> HashTree(const std::string &dir)
@@ -121,7 +119,9 @@ std::optional<std::string> HashTree(const std::string &dir)
     std::set<std::string> paths;
     fs::recursive_directory_iterator entry(dir, error);
     for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-        if (entry->symlink_status(error).type() == fs::file_type::regular) {
+        if (IsAddition(entry->path())) {
+            entry.disable_recursion_pending();
+        } else if (entry->symlink_status(error).type() == fs::file_type::regular) {
             paths.insert(entry->path().string());
         }
     }
@@ -131,7 +131,8 @@ std::optional<std::string> HashTree(const std::string &dir)
         if (!hash) {
             return std::nullopt;
         }
-        list += *hash + "  " + path + "\n";
+        const fs::path below = fs::path(path).lexically_relative(dir);
+        list += *hash + "  " + (fs::path(dir).filename() / below).string() + "\n";
     }
     return error ? std::nullopt : std::optional<std::string>(HashText(list));
 }

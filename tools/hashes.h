@@ -7,10 +7,14 @@
 
 std::string HashText(std::string_view text);
 
-// The hash of a file's bytes; none if it cannot be read, and errno says why.
+// The hash of a plain file's bytes; none if it cannot be read.
 std::optional<std::string> HashFile(const std::string &path);
 
+inline constexpr char HASH_LIST_NAME[] = "SHA256SUMS";
+inline constexpr char FIGURE_FOLDER[] = "fig";
+
 // The hash of a list of all plain files below a directory, in the order of their paths: a line for
-// each, of its hash, two blanks, and its path from `dir` on, `dir` included. None if a file cannot
-// be read.
+// each, of its hash, two blanks, and its path from the name of `dir` on. Lists of hashes and
+// folders of figures are passed over: tools leave them beside the results of a run. None if a file
+// cannot be read.
 std::optional<std::string> HashTree(const std::string &dir);

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <map>
 #include <vector>
+
+#include "tools/hash_list.h"
+#include "tools/plain_file.h"
+#include "tools/tree_values.h"
 
 // Whether `word` is a number as the program prints it: an integer, or five or six decimals.
 static bool IsNumber(std::string_view word, bool is_integer)
@@ -38,7 +38,8 @@ static std::string Quote(std::string_view word)
 }
 
 // Holds a line against its form; returns what does not fit.
-static std::string ReadLine(const LINE &form, std::string_view text, const VISITOR &visit)
+static std::string ReadLine(const FILE_FORM &file, const LINE &form, std::string_view text,
+                            const VISITOR &visit)
 {
     const std::vector<std::string_view> words = SplitWords(text);
     if (words.size() != form.size()) {
@@ -60,7 +61,7 @@ static std::string ReadLine(const LINE &form, std::string_view text, const VISIT
             return Quote(words[i]) + " in column " + std::to_string(i + 1) + ", expected " +
                    (cell.is_integer ? "an integer" : "a real number");
         }
-        visit(cell, word);
+        visit(file, cell, word);
     }
     return "";
 }
@@ -78,7 +79,7 @@ static std::string ReadLines(const FILE_FORM &form, std::string_view text, const
         if (end == std::string_view::npos || (is_open && text.back() != '\t')) {
             return "the line is cut off";
         }
-        std::string error = ReadLine(line, text.substr(0, end), visit);
+        std::string error = ReadLine(form, line, text.substr(0, end), visit);
         if (!error.empty()) {
             return error;
         }
@@ -90,36 +91,72 @@ static std::string ReadLines(const FILE_FORM &form, std::string_view text, const
                : "the file goes on, expected " + std::to_string(form.lines.size()) + " lines";
 }
 
+constexpr size_t LONGEST_FILE = 64 << 20; // bytes; whole ones have 3 MB at most
+
 std::string ReadResultFile(const std::string &dir, const FILE_FORM &form, const VISITOR &visit)
 {
     const std::string path = dir + "/" + form.name;
-    if (std::filesystem::is_directory(path)) {
-        return path + ": is a directory";
-    }
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    // An empty file gives nothing to insert, which would count as a failure.
-    if (!file || (file.peek() != EOF && !(content << file.rdbuf())) || file.bad()) {
-        return path + ": cannot be read: " + std::strerror(errno);
+    std::string text;
+    const std::string why = ReadPlainFile(path, LONGEST_FILE, text);
+    if (!why.empty()) {
+        return path + ": " + why;
     }
     size_t number = 0;
-    const std::string text = content.str();
     const std::string error = ReadLines(form, text, visit, number);
     return error.empty() ? "" : path + ":" + std::to_string(number) + ": " + error;
 }
 
-std::string ReadResultTree(
-    const std::string &dir,
-    const std::function<void(const FILE_FORM &, const CELL &, std::string_view value)> &visit)
+std::string TREE_REPORT::First() const
 {
-    for (const FILE_FORM &form : ResultForms()) {
-        std::string error = ReadResultFile(
-            dir, form, [&](const CELL &cell, std::string_view value) { visit(form, cell, value); });
-        if (!error.empty()) {
-            return error;
+    for (const auto &errors : files) {
+        if (!errors.empty()) {
+            return errors.front();
         }
     }
-    return "";
+    return others.empty() ? "" : others.front();
+}
+
+TREE_REPORT CheckTree(const std::string &dir, const VISITOR &visit)
+{
+    TREE_REPORT report;
+    TREE_VALUES values;
+    bool is_whole = true;
+    for (const FILE_FORM &form : ResultForms()) {
+        const std::string error = ReadResultFile(
+            dir, form, [&](const FILE_FORM &file, const CELL &cell, std::string_view value) {
+                values.Add(value);
+                visit(file, cell, value);
+            });
+        report.files.emplace_back();
+        if (!error.empty()) {
+            report.files.back().push_back(error);
+            is_whole = false;
+        }
+    }
+    const HASH_LIST list = ReadHashList(dir);
+    const auto wrong = is_whole ? CheckValues(values, dir) : std::map<std::string, std::string>();
+    for (size_t i = 0; i < report.files.size(); ++i) {
+        const std::string &name = ResultForms()[i].name;
+        const auto found = wrong.find(name);
+        for (const std::string &error :
+             {found == wrong.end() ? "" : found->second, CompareHash(dir, name, list)}) {
+            if (!error.empty()) {
+                report.files[i].push_back(error);
+            }
+        }
+    }
+    report.others = list.errors;
+    const std::string error = is_whole ? CompareManifest(dir) : "";
+    if (!error.empty()) {
+        report.others.push_back(error);
+    }
+    report.listed = list.errors.empty() ? list.hashes.size() : 0;
+    return report;
+}
+
+std::string ReadResultTree(const std::string &dir, const VISITOR &visit)
+{
+    return CheckTree(dir, visit).First();
 }
 
 std::string FindTree(const std::string &dir)

@@ -67,9 +67,11 @@ static int Summarise(const std::string &dir)
         if (!entry.path().filename().string().starts_with("seed-")) {
             continue;
         }
-        const auto manifest = ReadJson(path + "/manifest.json");
+        std::string why;
+        const auto manifest = ReadJson(path + "/manifest.json", &why);
         if (!manifest || !manifest->value("seed", json()).is_number_integer()) {
-            return Fail(PROGRAM, path + "/manifest.json: missing, or not a manifest");
+            return Fail(PROGRAM, path + "/manifest.json: " +
+                                     (why.empty() ? "seed: missing, or not an integer" : why));
         }
         trees[(*manifest)["seed"]] = FindTree(path);
         quick.insert(manifest->value("quick", false));
@@ -123,10 +125,16 @@ static std::string ReadCampaign(OPTIONS &options)
     if (!fs::exists(path, error)) {
         return error ? path + ": " + error.message() : "";
     }
-    const auto campaign = ReadJson(path);
-    if (!campaign || !campaign->value("first_seed", json()).is_number_integer() ||
-        !campaign->value("generator", json("")).is_string()) {
-        return path + ": not a campaign";
+    std::string why;
+    const auto campaign = ReadJson(path, &why);
+    if (!campaign) {
+        return path + ": " + why;
+    }
+    if (!campaign->value("first_seed", json()).is_number_integer()) {
+        return path + ": first_seed: missing, or not an integer";
+    }
+    if (!campaign->value("generator", json("")).is_string()) {
+        return path + ": generator: not a text";
     }
     const int64_t first_seed = (*campaign)["first_seed"];
     const std::string generator = campaign->value("generator", "");
