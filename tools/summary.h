@@ -4,9 +4,6 @@
 #include <string>
 #include <vector>
 
-// Two-sided 95 % quantile of Student's t distribution; `freedom` is at least 1.
-double StudentQuantile95(int freedom);
-
 // Writes n, mean, standard deviation and half-width of the 95 % confidence interval of every
 // quantity over the result trees `dirs` to `path`, complete or not at all. Values that are inf or
 // nan do not count; n tells how many did. Returns what went wrong, or an empty text.
