@@ -34,8 +34,21 @@ Campaign() {
     grep '^node_stat.txt,20,station,2,cw,slots,' one/summary.csv |
         awk -F, '{ printf "%d %.6f %.6f %.6f\n", $7, $8, $9, $10 }' >actual
     cmp wanted actual || Fail "summary: $(cat actual), expected $(cat wanted)"
+    # The queues that have no steady state, from the counts of all trials.
+    for seed in 11 12 13; do
+        dcfsim-export "one/seed-$seed" | grep -E '^node_stat.txt,.*,(gene|drop|rx1),'
+    done | awk -F, '{ at = $3 " " int($5 / 2) }
+        $6 == "gene" && $5 % 2 == 0 { gene[at] += $8 }
+        $6 == "drop" && $5 % 2 == 0 { gone[at] += $8 }
+        $6 == "rx1" && $5 % 2 == 1 { gone[at] += $8 }
+        END { for (at in gene)
+                  print at, (gene[at] - gone[at] > 3.5 * sqrt(gene[at]) ? "no" : "yes") }' |
+        sort >wanted
+    awk -F, '$1 == "node_stat.txt" && $5 == "buf" && $4 % 2 == 0 { print $2, $4 / 2, $11 }' \
+        one/summary.csv | sort | cmp - wanted || Fail 'other flows without a steady state'
+    Equal 'verdicts' "$(cut -d' ' -f3 wanted | sort -u | xargs)" 'no yes'
     Equal 'delay without load' "$(grep '^delay.txt,0,flow,0,delay' one/summary.csv)" \
-        'delay.txt,0,flow,0,delay,us,0,nan,nan,nan'
+        'delay.txt,0,flow,0,delay,us,0,nan,nan,nan,yes'
 
     # More replications are added, the first ones stay.
     cp one/seed-11/manifest.json before
