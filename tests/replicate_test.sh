@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-replicate, on quick replications.
-# Cases: Campaign Interrupt Failures Schedulers
+# Cases: Campaign Interrupt Signals Sharing Failures FullDisk Schedulers
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -81,13 +81,78 @@ Interrupt() {
     Equal 'left over' "$(find one -name '.partial*')" ''
 }
 
+# A signal leaves what is finished, nothing else, and a hint that goes on.
+Signals() {
+    local signal command status
+    for signal in INT TERM HUP; do
+        rm -rf 'my campaign'
+        env --default-signal=INT dcfsim-replicate --quick -r 6 -j 2 -s 21 'my campaign' \
+            >/dev/null 2>err &
+        command=$! status=0
+        until [[ -e 'my campaign/seed-21' ]]; do sleep 0.02; done
+        kill "-$signal" "$command"
+        { wait "$command" || status=$?; } 2>/dev/null # bash tells of some signals
+        Equal 'status' "$status" $((128 + $(kill -l $signal)))
+        Equal 'lines' "$(wc -l <err)" 1
+        Equal 'left over' "$(find 'my campaign' -name '.partial*')" ''
+        [[ ! -e 'my campaign/seed-26' ]] || Fail 'finished before it was interrupted'
+    done
+    eval "$(sed -n 's/^dcfsim-replicate: interrupted; .* To go on: //p' err)" >log
+    grep -q ' of 6 replications were finished before$' log || Fail "$(cat log)"
+    Equal 'seeds' "$(Seeds 'my campaign')" seed-21seed-22seed-23seed-24seed-25seed-26
+    # What is ignored from the start, as under nohup, stays so.
+    (trap '' HUP && exec dcfsim-replicate --quick -r 2 -s 21 other >/dev/null) &
+    command=$!
+    until [[ -e other/campaign.json ]]; do sleep 0.02; done
+    kill -HUP "$command"
+    wait "$command" || Fail 'ended by an ignored signal'
+}
+
+# Commands that run at the same time.
+Sharing() {
+    local round commands command
+    for round in 1 2; do
+        rm -rf one
+        commands=()
+        for command in '-r 5 -j 2' '-r 7' '-r 5'; do
+            # shellcheck disable=SC2086 # a list of words
+            dcfsim-replicate --quick $command one >"log$command" 2>err &
+            commands+=($!)
+            sleep "0.0$round"
+        done
+        for command in "${commands[@]}"; do
+            wait "$command" || Fail "one of several failed: $(cat err)"
+        done
+        Equal 'seeds' "$(find one -name 'seed-*' | wc -l)" 7
+        Equal 'runs' "$(cat log* | grep -c '^seed ')" 7
+        Equal 'left over' "$(find one -name '.*' ! -name one)" ''
+        grep -q 'summary of 7 replications$' log* || Fail 'nobody has summarised all'
+        cp one/summary.csv before
+        dcfsim-replicate --summarise one >/dev/null
+        cmp before one/summary.csv || Fail 'the summary of several commands is not that of all'
+    done
+
+    # Whoever holds a lock ends without a result: the seed is run here.
+    flock one/.partial-3.lock sh -c ': >held; sleep 1' &
+    until [[ -e held ]]; do sleep 0.02; done
+    dcfsim-replicate --quick --one 3 one >log
+    grep -q '^1 .* being run by another process; waiting' log || Fail "$(cat log)"
+    dcfsim-check -q one/seed-3
+    Equal 'left over' "$(find one -name '.partial*')" ''
+}
+
 Failures() {
     Refused 2 'not expected: --fast' dcfsim-replicate --fast one
     Refused 2 'DIR is required' dcfsim-replicate
     Refused 2 'not in range' dcfsim-replicate -s 2147483647 one
     Refused 2 'excludes' dcfsim-replicate --one 3 -r 2 one
     echo in the way >file
-    Refused 1 '^dcfsim-replicate: file/one: Not a directory' dcfsim-replicate --one 3 file/one
+    Refused 1 '^dcfsim-replicate: file/one: cannot be made: Not a directory; name' \
+        dcfsim-replicate --one 3 file/one
+    # A directory that even root cannot write is noticed before the first run.
+    Refused 1 '^dcfsim-replicate: /proc: cannot be written: .*; make room' \
+        dcfsim-replicate --one 3 /proc
+    Refused 1 '^dcfsim-replicate: /proc/campaign.json: cannot be written: ' dcfsim-replicate /proc
     Refused 1 'holds no replications' dcfsim-replicate --summarise .
 
     # Children that outgrow a limit die of a signal; what is finished stays.
@@ -96,7 +161,8 @@ Failures() {
     (ulimit -c 0 -f 100 && dcfsim-replicate --quick -r 3 one) >out 2>err || status=$?
     Equal 'status' "$status" 1
     grep -q '^dcfsim-replicate: seed 33: its process died of signal 25 ' err || Fail "$(cat err)"
-    grep -q '^dcfsim-replicate: 2 of 2 replications failed; the same' err || Fail "$(cat err)"
+    grep -q '^dcfsim-replicate: 2 of 2 replications are missing; to run them: .* -r 3 one$' err ||
+        Fail "$(cat err)"
     Equal 'seeds' "$(Seeds one)" seed-31
     # A disk that is full: the writes fail and nothing else does.
     (trap '' XFSZ && ulimit -f 100 &&
@@ -105,10 +171,37 @@ Failures() {
     dcfsim-replicate --quick -r 2 one >/dev/null
     Equal 'seeds' "$(Seeds one)" seed-31seed-32
 
-    Refused 1 'seed 33: is being run by another process' \
-        flock one/.partial-33.lock dcfsim-replicate --quick --one 33 one
-    rm one/seed-32/manifest.json
-    Refused 1 'one/seed-32/manifest.json: missing' dcfsim-replicate --summarise one
+    cp -r one/seed-32 one/seed-032
+    Refused 1 'one/seed-032: its manifest is of seed 32; ' dcfsim-replicate --summarise one
+    rm -r one/seed-032
+    sed -i 's/"quick": true/"quick": "yes"/' one/seed-31/manifest.json
+    Refused 1 'one/seed-31/manifest.json: "quick", .*; remove' dcfsim-replicate --summarise one
+    rm one/seed-31/manifest.json
+    Refused 1 'one/seed-31/manifest.json: missing.*; remove' dcfsim-replicate --summarise one
+
+    # No machine that tests run on has room for ten thousand.
+    dcfsim-replicate --quick -r 10000 -j 10000 -s 1 two >log 2>err &
+    local command=$! tries=0
+    until grep -qE '^[0-9]+ replications at a time instead of 10000: .* memory available' log; do
+        ((++tries < 500)) || Fail "$(head -1 log)"
+        sleep 0.02
+    done
+    kill "$command"
+    wait "$command" || true
+}
+
+# What was finished before the disk was full stays; the rest is not even begun.
+FullDisk() {
+    unshare --mount true 2>/dev/null || Skip 'no file system can be mounted here'
+    mkdir disk
+    # shellcheck disable=SC2016
+    unshare --mount bash -c 'mount -t tmpfs -o size=7500k none disk || exit 77
+        dcfsim-replicate --quick -r 5 -j 1 -s 61 disk/one >log 2>err && exit 3
+        for seed in disk/one/seed-*; do dcfsim-check -q "$seed" || exit 4; done
+        ls -A disk/one >left' || { (($? == 77)) && Skip 'no tmpfs'; Fail "$(cat log err)"; }
+    Equal 'what is left' "$(xargs <left)" 'campaign.json seed-61 seed-62'
+    grep -q '^dcfsim-replicate: disk/one: the disk is full: .*; make room' err || Fail "$(cat err)"
+    grep -q '^dcfsim-replicate: 3 of 5 replications are missing; to run' err || Fail "$(cat err)"
 }
 
 Schedulers() {

@@ -23,10 +23,14 @@ struct JOB {
 struct CAMPAIGN {
     std::string dir;
     bool quick = false;
-    int jobs = 1;                 // processes at a time
-    std::vector<int64_t> waiting; // seeds not yet begun, last first
+    int jobs = 1;                   // processes at a time
+    std::string command;            // how to go on after an interruption
+    std::vector<int64_t> waiting;   // seeds not yet begun, last first
+    std::vector<int64_t> elsewhere; // seeds that other processes were running when last tried
+    bool is_sharing = false;        // it has been told that there are such
+    std::chrono::steady_clock::time_point retried; // when they were tried last
     std::vector<JOB> running;
-    int done = 0;   // finished by this command
+    int done = 0;   // finished, by whatever command
     int failed = 0; // of this command's
     int all = 0;    // what this command has to run
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
@@ -35,5 +39,9 @@ struct CAMPAIGN {
 // The directory in `dir` that is named by `head` and a seed.
 std::string Path(const std::string &dir, const char *head, int64_t seed);
 
-// Runs all that waits; returns the exit status.
+// Runs all that waits; returns the exit status. A seed that another process is running is left to
+// it, and run here only if that process ends without a result. No more processes than fit into
+// memory are started, and none if the directory cannot be written. SIGINT, SIGTERM and SIGHUP end
+// this process, unless they were ignored before: what was begun is cleared away and a hint tells
+// how to go on.
 int RunCampaign(CAMPAIGN &campaign);

@@ -1,6 +1,7 @@
 #include "tools/replace_file.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -64,8 +65,33 @@ static bool Place(const std::string &partial, const std::string &path, bool is_n
     return true;
 }
 
+// While it lives, signals that would end the process wait: none leaves half a file behind.
+class SIGNAL_DELAY
+{
+  public:
+    SIGNAL_DELAY()
+    {
+        sigset_t ending;
+        sigemptyset(&ending);
+        for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            sigaddset(&ending, signal);
+        }
+        sigprocmask(SIG_BLOCK, &ending, &before_);
+    }
+    ~SIGNAL_DELAY()
+    {
+        sigprocmask(SIG_SETMASK, &before_, nullptr);
+    }
+    SIGNAL_DELAY(const SIGNAL_DELAY &) = delete;
+    SIGNAL_DELAY &operator=(const SIGNAL_DELAY &) = delete;
+
+  private:
+    sigset_t before_{};
+};
+
 static std::string Write(const std::string &path, const std::string &text, bool is_new)
 {
+    const SIGNAL_DELAY delay;
     std::string partial;
     const int file = OpenPartial(path, partial);
     bool is_written = file >= 0 && WriteAll(file, text) && fsync(file) == 0;

@@ -4,17 +4,15 @@
 //     DIR/seed-N/             a finished replication: result/, stdout.txt, manifest.json
 //     DIR/.partial-N/         one that is being run, or was interrupted; renamed when complete
 //     DIR/.partial-N.lock     held while seed N is being run, by whatever process
-//     DIR/summary.csv
+//     DIR/summary.csv         replaced as a whole
+//
+// Several commands may work on one campaign, on one machine or on many: they share its seeds.
 //
 // The seed is all that two replications differ in: the model seeds itself from its clock, which
 // stands still at the seed here. Each replication is a process of its own.
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <map>
 #include <set>
 #include <string>
 #include <system_error>
@@ -24,10 +22,11 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/campaign.h"
+#include "tools/campaign_folder.h"
 #include "tools/json_file.h"
 #include "tools/options.h"
 #include "tools/progress.h"
-#include "tools/read_tree.h"
+#include "tools/replace_file.h"
 #include "tools/summary.h"
 #include "topology/random.h"
 
@@ -44,81 +43,78 @@ struct OPTIONS {
     int jobs = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     bool quick = false;
     bool summarise = false;
+    std::string command; // the command line, for the hint how to go on
 };
 
-// The summary of whatever is finished.
+static std::vector<std::string> Trees(const std::vector<REPLICATION> &replications)
+{
+    std::vector<std::string> trees;
+    trees.reserve(replications.size());
+    for (const REPLICATION &replication : replications) {
+        trees.push_back(replication.tree);
+    }
+    return trees;
+}
+
+// The summary of whatever is finished, also by other commands meanwhile.
 static int Summarise(const std::string &dir)
 {
-    std::map<int64_t, std::string> trees;
-    std::set<bool> quick;
+    std::vector<REPLICATION> replications;
+    for (size_t summarised = 0;; summarised = replications.size()) {
+        std::string why = ReadReplications(dir, replications);
+        if (why.empty() && replications.size() == summarised) {
+            break;
+        }
+        if (why.empty()) {
+            why = WriteSummary(Trees(replications), dir + "/summary.csv");
+        }
+        if (!why.empty()) {
+            return Fail(PROGRAM, why);
+        }
+    }
     std::set<std::string> programs;
-    std::error_code error;
-    for (const auto &entry : fs::directory_iterator(dir, error)) {
-        const std::string path = entry.path().string();
-        if (!entry.path().filename().string().starts_with("seed-")) {
-            continue;
-        }
-        const auto manifest = ReadJson(path + "/manifest.json");
-        if (!manifest || !manifest->value("seed", json()).is_number_integer()) {
-            return Fail(PROGRAM, path + "/manifest.json: missing, or not a manifest");
-        }
-        trees[(*manifest)["seed"]] = FindTree(path);
-        quick.insert(manifest->value("quick", false));
-        programs.insert(manifest->value("version", "") + " " + manifest->value("commit", ""));
-    }
-    if (error || trees.empty()) {
-        return Fail(PROGRAM, dir + ": " + (error ? error.message() : "holds no replications"));
-    }
-    if (quick.size() > 1) {
-        return Fail(PROGRAM, dir + ": holds quick and whole replications, which do not mix");
+    for (const REPLICATION &replication : replications) {
+        programs.insert(replication.program);
     }
     if (programs.size() > 1) {
         Fail(PROGRAM, "warning: " + dir + ": holds replications of different program versions");
     }
-    std::vector<std::string> dirs;
-    dirs.reserve(trees.size());
-    for (const auto &[seed, tree] : trees) {
-        dirs.push_back(tree);
-    }
-    const std::string why = WriteSummary(dirs, dir + "/summary.csv");
-    if (!why.empty()) {
-        return Fail(PROGRAM, why);
-    }
-    PrintLine(dir + "/summary.csv: summary of " + std::to_string(dirs.size()) + " replications");
+    PrintLine(dir + "/summary.csv: summary of " + std::to_string(replications.size()) +
+              " replications");
     return 0;
 }
 
-// Finds the first seed, from the campaign in the directory or for a new one, and records it.
-// Returns what stands against it, or an empty text.
+// Finds the first seed, from the campaign in the directory or for a new one, which is recorded
+// before. Returns what stands against it, or an empty text.
 static std::string OpenCampaign(OPTIONS &options)
 {
     const std::string path = options.dir + "/campaign.json";
-    if (fs::exists(path)) {
-        const auto campaign = ReadJson(path);
-        if (!campaign || !campaign->value("first_seed", json()).is_number_integer()) {
-            return path + ": not a campaign";
+    if (!fs::exists(path)) {
+        // Of two commands that begin the same campaign, one does, and both read what it has
+        // written.
+        const json begun = {
+            {"first_seed", options.first_seed == 0 ? g_clock() : options.first_seed},
+            {"quick", options.quick}};
+        std::string why = CreateFile(path, begun.dump(4) + "\n");
+        if (!why.empty()) {
+            return why;
         }
-        const int64_t first_seed = (*campaign)["first_seed"];
-        if (options.first_seed != 0 && options.first_seed != first_seed) {
-            return options.dir + ": holds a campaign from seed " + std::to_string(first_seed) +
-                   " on; use another directory";
-        }
-        if (campaign->value("quick", false) != options.quick) {
-            return options.dir + ": holds a campaign " + (options.quick ? "without" : "with") +
-                   " --quick; use another directory";
-        }
-        options.first_seed = first_seed;
-        return "";
     }
-    if (options.first_seed == 0) {
-        options.first_seed = g_clock();
+    const auto campaign = ReadJson(path);
+    if (!campaign || !campaign->value("first_seed", json()).is_number_integer() ||
+        !campaign->value("quick", json()).is_boolean()) {
+        return path + ": not a campaign; use another directory";
     }
-    const json campaign = {{"first_seed", options.first_seed}, {"quick", options.quick}};
-    const std::string partial = path + ".partial";
-    if (!WriteDurably(partial, campaign.dump(4) + "\n") ||
-        std::rename(partial.c_str(), path.c_str()) != 0) {
-        return path + ": cannot be written: " + std::strerror(errno);
+    const int64_t first_seed = (*campaign)["first_seed"];
+    if (options.first_seed != 0 && options.first_seed != first_seed) {
+        return options.dir + ": holds a campaign from seed " + std::to_string(first_seed) +
+               " on; use another directory";
     }
+    if ((*campaign)["quick"] != options.quick) {
+        return options.dir + ": holds a campaign " + (options.quick ? "without" : "with") +
+               " --quick; use another directory";
+    }
+    options.first_seed = first_seed;
     return "";
 }
 
@@ -130,7 +126,8 @@ static int Run(OPTIONS options)
     }
     fs::create_directories(options.dir, error);
     if (error) {
-        return Fail(PROGRAM, options.dir + ": " + error.message());
+        return Fail(PROGRAM, options.dir + ": cannot be made: " + error.message() +
+                                 "; name a directory that this account can write");
     }
     CAMPAIGN campaign;
     int64_t first = options.one;
@@ -159,6 +156,7 @@ static int Run(OPTIONS options)
     campaign.dir = options.dir;
     campaign.quick = options.quick;
     campaign.jobs = options.jobs;
+    campaign.command = options.command;
     const int status = RunCampaign(campaign);
     return status == 0 && options.one == 0 ? Summarise(options.dir) : status;
 }
@@ -179,7 +177,9 @@ static int Main(int argc, char **argv)
                                  "First of the consecutive seeds, from the clock unless given")
                       ->check(CLI::Range(int64_t{1}, LARGEST_SEED))
                       ->option_text("SEED");
-    app.add_option("-j,--jobs", options.jobs, "Processes at a time, one per core unless given")
+    app.add_option(
+           "-j,--jobs", options.jobs,
+           "Processes at a time, one per core unless given, and no more than fit into memory")
         ->check(CLI::Range(1, 10'000))
         ->option_text("N");
     auto *one =
@@ -197,6 +197,7 @@ static int Main(int argc, char **argv)
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
     }
+    options.command = CommandText(argc, argv);
     return Run(options);
 }
 
