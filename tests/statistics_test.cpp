@@ -25,6 +25,7 @@ TEST(Statistics, IntervalsAreThoseOfStudentsTables)
         EXPECT_NEAR(StudentQuantile95(n - 1), t, 0.0005) << n;
         EXPECT_NEAR(StudentAbove(t, n - 1), 0.025, 0.00002) << n;
         std::vector<double> values; // 0, 1, ..., n - 1 have variance n (n + 1) / 12
+        values.reserve(static_cast<size_t>(n));
         for (int i = 0; i < n; ++i) {
             values.push_back(i);
         }
@@ -72,11 +73,14 @@ TEST(Statistics, DifferencesOfMeans)
 TEST(Statistics, DifferencesWithoutVariance)
 {
     EXPECT_EQ(PairedDifference(Sample({0, 0, 0})).p, 1.0);
+    EXPECT_EQ(PairedDifference(Sample({0.3 - 0.2, 0.2 - 0.1})).p, 0.5); // 0.1 but for rounding
     EXPECT_EQ(PairedDifference(Sample({2, 2, 2})).p,
               0.25); // all of 2^3 signs equal, one way or other
     EXPECT_EQ(WelchDifference(Sample({1, 1}), Sample({1, 1})).p, 1.0);
     EXPECT_DOUBLE_EQ(WelchDifference(Sample({1, 1}), Sample({3, 3})).p, 2.0 / 6); // 2 of 4 values
     EXPECT_EQ(WelchDifference(Sample({1, 1}), Sample({3, 3})).half_width, 0.0);
+    EXPECT_NEAR(ApartByChance(10, 10), 2.0 / 184756, 1e-12);
+    EXPECT_EQ(ApartByChance(1, 1), 1.0);
 }
 
 TEST(Statistics, HolmsAdjustment)

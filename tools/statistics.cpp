@@ -48,12 +48,26 @@ double StudentAbove(double t, double freedom)
     return boost::math::cdf(complement(students_t(freedom), t));
 }
 
-// The test of a difference with a standard error. `orders` is the number of ways in which the
-// values could have been signed or shared out.
-static DIFFERENCE Test(double mean, double error, double freedom, double orders)
+double ApartByChance(int a, int b)
 {
-    if (error == 0.0) {
-        return {mean, 0.0, mean == 0.0 ? 1.0 : 2.0 / orders};
+    double ways = 1.0; // binomial coefficient: to choose the values of `a` among all
+    for (int i = 1; i <= a; ++i) {
+        ways *= static_cast<double>(b + i) / i;
+    }
+    return 2.0 / ways;
+}
+
+double OneSidedByChance(int n)
+{
+    return std::exp2(1 - n);
+}
+
+// The test of a difference with a standard error; `by_chance` is its p if there is no error.
+static DIFFERENCE Test(double mean, double error, double freedom, double by_chance)
+{
+    constexpr double ROUNDING = 1e-9; // differences of like decimals are not quite the same
+    if (error <= ROUNDING * std::fabs(mean)) {
+        return {mean, 0.0, mean == 0.0 ? 1.0 : by_chance};
     }
     return {mean, Quantile95(freedom) * error, 2 * StudentAbove(std::fabs(mean) / error, freedom)};
 }
@@ -64,7 +78,8 @@ DIFFERENCE PairedDifference(const MOMENTS &differences)
     if (n < 2) {
         return {n == 1 ? differences.mean : NAN, NAN, NAN};
     }
-    return Test(differences.mean, Deviation(differences) / std::sqrt(n), n - 1, std::exp2(n));
+    return Test(differences.mean, Deviation(differences) / std::sqrt(n), n - 1,
+                OneSidedByChance(n));
 }
 
 static double Square(double value)
@@ -78,14 +93,11 @@ DIFFERENCE WelchDifference(const MOMENTS &a, const MOMENTS &b)
     if (std::isnan(mean) || a.n + b.n < 3) {
         return {mean, NAN, NAN};
     }
-    double orders = 1.0; // binomial coefficient: ways to choose the values of `a` among all
-    for (int i = 1; i <= a.n; ++i) {
-        orders *= static_cast<double>(b.n + i) / i;
-    }
+    const double by_chance = ApartByChance(a.n, b.n);
     if (a.n == 1 || b.n == 1) {
         const double both = (a.squares + b.squares) / (a.n + b.n - 2);
         const double error = std::sqrt(both) * std::sqrt(1.0 / a.n + 1.0 / b.n);
-        return Test(mean, error, a.n + b.n - 2, orders);
+        return Test(mean, error, a.n + b.n - 2, by_chance);
     }
     const double a_variance = a.squares / (a.n - 1) / a.n; // of the mean
     const double b_variance = b.squares / (b.n - 1) / b.n;
@@ -93,7 +105,7 @@ DIFFERENCE WelchDifference(const MOMENTS &a, const MOMENTS &b)
     // Of shares, as the squares of the variances may be too small for a double.
     const double freedom =
         1.0 / (Square(a_variance / both) / (a.n - 1) + Square(b_variance / both) / (b.n - 1));
-    return Test(mean, std::sqrt(both), freedom, orders);
+    return Test(mean, std::sqrt(both), freedom, by_chance);
 }
 
 std::vector<double> HolmAdjusted(const std::vector<double> &p)

@@ -33,6 +33,11 @@ double HalfWidth95(const MOMENTS &moments);
 // Probability that a t variate is above `t`; `freedom` is above 0 and need not be whole.
 double StudentAbove(double t, double freedom);
 
+// Probability that samples of `a` and `b` values, mixed by chance, come out wholly apart, or for
+// pairs, that `n` of them all lie on one side.
+double ApartByChance(int a, int b);
+double OneSidedByChance(int n);
+
 // Mean of the differences of pairs, with Student's t. Half-width and p are nan for fewer than two
 // pairs. Without any variance the half-width is 0 and p that of a permutation test, which a few
 // replications of a count that is nearly always the same cannot make small.
