@@ -7,8 +7,8 @@ source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 Install() {
     cmake --install "$BIN" --prefix "$SCRATCH/usr" >/dev/null
     local program
-    for program in dcfsim dcfsim-check dcfsim-experiment dcfsim-export dcfsim-figures \
-        dcfsim-replicate; do
+    for program in dcfsim dcfsim-check dcfsim-compare dcfsim-experiment dcfsim-export \
+        dcfsim-figures dcfsim-replicate; do
         [[ -x usr/bin/$program ]] || Fail "$program is not installed"
         grep -q "^\.SH NAME" "usr/share/man/man1/$program.1" || Fail "$program has no man page"
         [[ $program == dcfsim ]] && continue

@@ -1,15 +1,11 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-replicate, on quick replications.
-# Cases: Campaign Generators Precision Interrupt Failures BadJson Schedulers
+# Cases: Campaign Generators Precision Interrupt Signals Sharing Failures FullDisk BadJson Schedulers
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
 Seeds() { # of the replications in a directory, ascending
     (cd "$1" && printf '%s\n' seed-*) | sed 's/seed-//' | sort -n | xargs
-}
-
-SeedsFrom() { # first seed, how many
-    dcfsim-replicate --list-seeds -s "$1" -r "$2"
 }
 
 Sorted() {
@@ -45,8 +41,21 @@ Campaign() {
     grep '^node_stat.txt,20,station,2,cw,slots,' one/summary.csv |
         awk -F, '{ printf "%d %.6f %.6f %.6f\n", $7, $8, $9, $10 }' >actual
     cmp wanted actual || Fail "summary: $(cat actual), expected $(cat wanted)"
+    # The queues that have no steady state, from the counts of all trials.
+    for seed in "${seeds[@]:0:3}"; do
+        dcfsim-export "one/seed-$seed" | grep -E '^node_stat.txt,.*,(gene|drop|rx1),'
+    done | awk -F, '{ at = $3 " " int($5 / 2) }
+        $6 == "gene" && $5 % 2 == 0 { gene[at] += $8 }
+        $6 == "drop" && $5 % 2 == 0 { gone[at] += $8 }
+        $6 == "rx1" && $5 % 2 == 1 { gone[at] += $8 }
+        END { for (at in gene)
+                  print at, (gene[at] - gone[at] > 3.5 * sqrt(gene[at]) ? "no" : "yes") }' |
+        sort >wanted
+    awk -F, '$1 == "node_stat.txt" && $5 == "buf" && $4 % 2 == 0 { print $2, $4 / 2, $11 }' \
+        one/summary.csv | sort | cmp - wanted || Fail 'other flows without a steady state'
+    Equal 'verdicts' "$(cut -d' ' -f3 wanted | sort -u | xargs)" 'no yes'
     Equal 'delay without load' "$(grep '^delay.txt,0,flow,0,delay' one/summary.csv)" \
-        'delay.txt,0,flow,0,delay,us,0,nan,nan,nan'
+        'delay.txt,0,flow,0,delay,us,0,nan,nan,nan,yes'
 
     # More replications are added, the first ones stay.
     cp one/seed-11/manifest.json before
@@ -155,13 +164,79 @@ Interrupt() {
     Equal 'left over' "$(find one -name '.partial*')" ''
 }
 
+# A signal leaves what is finished, nothing else, and a hint that goes on.
+Signals() {
+    local signal command status seeds
+    mapfile -t seeds < <(SeedsFrom 21 6)
+    for signal in INT TERM HUP; do
+        rm -rf 'my campaign'
+        env --default-signal=INT dcfsim-replicate --quick -r 6 -j 2 -s 21 'my campaign' \
+            >/dev/null 2>err &
+        command=$! status=0
+        until [[ -e 'my campaign/seed-21' ]]; do sleep 0.02; done
+        kill "-$signal" "$command"
+        { wait "$command" || status=$?; } 2>/dev/null # bash tells of some signals
+        Equal 'status' "$status" $((128 + $(kill -l $signal)))
+        Equal 'lines' "$(wc -l <err)" 1
+        Equal 'left over' "$(find 'my campaign' -name '.partial*')" ''
+        [[ ! -e "my campaign/seed-${seeds[5]}" ]] || Fail 'finished before it was interrupted'
+    done
+    eval "$(sed -n 's/^dcfsim-replicate: interrupted; .* To go on: //p' err)" >log
+    grep -q ' of 6 replications were finished before$' log || Fail "$(cat log)"
+    Equal 'seeds' "$(Seeds 'my campaign')" "$(Sorted "${seeds[@]}")"
+    # What is ignored from the start, as under nohup, stays so.
+    (trap '' HUP && exec dcfsim-replicate --quick -r 2 -s 21 other >/dev/null) &
+    command=$!
+    until [[ -e other/campaign.json ]]; do sleep 0.02; done
+    kill -HUP "$command"
+    wait "$command" || Fail 'ended by an ignored signal'
+}
+
+# Commands that run at the same time.
+Sharing() {
+    local round commands command
+    for round in 1 2; do
+        rm -rf one
+        commands=()
+        for command in '-r 5 -j 2' '-r 7' '-r 5'; do
+            # shellcheck disable=SC2086 # a list of words
+            dcfsim-replicate --quick $command one >"log$command" 2>err &
+            commands+=($!)
+            sleep "0.0$round"
+        done
+        for command in "${commands[@]}"; do
+            wait "$command" || Fail "one of several failed: $(cat err)"
+        done
+        Equal 'seeds' "$(find one -name 'seed-*' | wc -l)" 7
+        Equal 'runs' "$(cat log* | grep -c '^seed ')" 7
+        Equal 'left over' "$(find one -name '.*' ! -name one)" ''
+        grep -q 'summary of 7 replications$' log* || Fail 'nobody has summarised all'
+        cp one/summary.csv before
+        dcfsim-replicate --summarise one >/dev/null
+        cmp before one/summary.csv || Fail 'the summary of several commands is not that of all'
+    done
+
+    # Whoever holds a lock ends without a result: the seed is run here.
+    flock one/.partial-3.lock sh -c ': >held; sleep 1' &
+    until [[ -e held ]]; do sleep 0.02; done
+    dcfsim-replicate --quick --one 3 one >log
+    grep -q '^1 .* being run by another process; waiting' log || Fail "$(cat log)"
+    dcfsim-check -q one/seed-3
+    Equal 'left over' "$(find one -name '.partial*')" ''
+}
+
 Failures() {
     Refused 2 'not expected: --fast' dcfsim-replicate --fast one
     Refused 2 'DIR is required' dcfsim-replicate
     Refused 2 'not in range' dcfsim-replicate -s 2147483647 one
     Refused 2 'excludes' dcfsim-replicate --one 3 -r 2 one
     echo in the way >file
-    Refused 1 '^dcfsim-replicate: file/one: Not a directory' dcfsim-replicate --one 3 file/one
+    Refused 1 '^dcfsim-replicate: file/one: cannot be made: Not a directory; name' \
+        dcfsim-replicate --one 3 file/one
+    # A directory that even root cannot write is noticed before the first run.
+    Refused 1 '^dcfsim-replicate: /proc: cannot be written: .*; make room' \
+        dcfsim-replicate --one 3 /proc
+    Refused 1 '^dcfsim-replicate: /proc/campaign.json: cannot be written: ' dcfsim-replicate /proc
     Refused 1 'holds no replications' dcfsim-replicate --summarise .
 
     local seeds
@@ -171,8 +246,10 @@ Failures() {
     local status=0
     (ulimit -c 0 -f 100 && dcfsim-replicate --quick -r 3 one) >out 2>err || status=$?
     Equal 'status' "$status" 1
-    grep -q "^dcfsim-replicate: seed ${seeds[2]}: its process died of signal 25 " err || Fail "$(cat err)"
-    grep -q '^dcfsim-replicate: 2 of 2 replications failed; the same' err || Fail "$(cat err)"
+    grep -q "^dcfsim-replicate: seed ${seeds[2]}: its process died of signal 25 " err ||
+        Fail "$(cat err)"
+    grep -q '^dcfsim-replicate: 2 of 2 replications are missing; to run them: .* -r 3 one$' err ||
+        Fail "$(cat err)"
     Equal 'seeds' "$(Seeds one)" 31
     # A disk that is full: the writes fail and nothing else does.
     (trap '' XFSZ && ulimit -f 100 &&
@@ -181,10 +258,24 @@ Failures() {
     dcfsim-replicate --quick -r 2 one >/dev/null
     Equal 'seeds' "$(Seeds one)" "$(Sorted "${seeds[@]:0:2}")"
 
-    Refused 1 "seed ${seeds[2]}: is being run by another process" \
-        flock "one/.partial-${seeds[2]}.lock" dcfsim-replicate --quick --one "${seeds[2]}" one
+    cp -r "one/seed-${seeds[1]}" one/seed-032
+    Refused 1 "one/seed-032: its manifest is of seed ${seeds[1]}; " dcfsim-replicate --summarise one
+    rm -r one/seed-032
+    sed -i 's/"quick": true/"quick": "yes"/' one/seed-31/manifest.json
+    Refused 1 'one/seed-31/manifest.json: "quick", .*; remove' dcfsim-replicate --summarise one
     rm one/seed-31/manifest.json
-    Refused 1 'one/seed-31/manifest.json: cannot be read: No such' dcfsim-replicate --summarise one
+    Refused 1 'one/seed-31/manifest.json: cannot be read: No such.*; remove' \
+        dcfsim-replicate --summarise one
+
+    # No machine that tests run on has room for ten thousand.
+    dcfsim-replicate --quick -r 10000 -j 10000 -s 1 -g mt19937-64 two >log 2>err &
+    local command=$! tries=0
+    until grep -qE '^[0-9]+ replications at a time instead of 10000: .* memory available' log; do
+        ((++tries < 500)) || Fail "$(head -1 log)"
+        sleep 0.02
+    done
+    kill "$command"
+    wait "$command" || true
 }
 
 # Manifests and campaigns that are none, deep and long ones among them.
@@ -196,7 +287,7 @@ BadJson() {
         printf '1%*s}' "$1" '' | tr ' ' ']'
     }
     Bad() { # what is said; $file is bad
-        Refused 1 "^dcfsim-replicate: $file: $1\$" "${command[@]}"
+        Refused 1 "^dcfsim-replicate: $file: $1(; remove one/seed-61, .*)?\$" "${command[@]}"
     }
     for file in one/seed-61/manifest.json one/campaign.json; do
         local key=seed command=(dcfsim-replicate --summarise one)
@@ -223,6 +314,20 @@ BadJson() {
         rm $file && cp good $file
     done
     dcfsim-replicate --summarise one >/dev/null
+}
+
+# What was finished before the disk was full stays; the rest is not even begun.
+FullDisk() {
+    unshare --mount true 2>/dev/null || Skip 'no file system can be mounted here'
+    mkdir disk
+    # shellcheck disable=SC2016
+    unshare --mount bash -c 'mount -t tmpfs -o size=7500k none disk || exit 77
+        dcfsim-replicate --quick -r 5 -j 1 -s 61 disk/one >log 2>err && exit 3
+        for seed in disk/one/seed-*; do dcfsim-check -q "$seed" || exit 4; done
+        ls -A disk/one >left' || { (($? == 77)) && Skip 'no tmpfs'; Fail "$(cat log err)"; }
+    Equal 'what is left' "$(grep -c '^seed-' left)" 2
+    grep -q '^dcfsim-replicate: disk/one: the disk is full: .*; make room' err || Fail "$(cat err)"
+    grep -q '^dcfsim-replicate: 3 of 5 replications are missing; to run' err || Fail "$(cat err)"
 }
 
 Schedulers() {

@@ -42,6 +42,11 @@ MakeTree() {
     cp -r made/seed-7/result/10node_design/1500 "$1"
 }
 
+# Seeds of a campaign, in its order.
+SeedsFrom() { # first seed, how many
+    dcfsim-replicate --list-seeds -s "$1" -r "$2"
+}
+
 RunCase() {
     "$CASE"
     echo "$CASE: passed"

@@ -10,8 +10,6 @@
 #include <system_error>
 #include <thread>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,7 +17,10 @@
 #include "tools/options.h"
 #include "tools/progress.h"
 #include "tools/replication.h"
+#include "tools/resources.h"
+#include "tools/seed_lock.h"
 #include "tools/seeds.h"
+#include "tools/signal_watch.h"
 
 namespace fs = std::filesystem;
 using SECONDS = std::chrono::duration<double>;
@@ -43,18 +44,6 @@ static void FailSeed(CAMPAIGN &campaign, int64_t seed, const std::string &why)
     }
 }
 
-// Takes the lock of a seed, so that two commands never write into one directory. Returns its
-// descriptor, or -1.
-static int LockSeed(const std::string &partial)
-{
-    const int lock = open((partial + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0) {
-        close(lock);
-        return -1;
-    }
-    return lock;
-}
-
 // What the campaign makes of a seed that is one of its own.
 static REPLICATION MakeReplication(const CAMPAIGN &campaign, int64_t seed)
 {
@@ -68,6 +57,7 @@ static REPLICATION MakeReplication(const CAMPAIGN &campaign, int64_t seed)
 [[noreturn]] static void RunChild(const std::string &partial, const REPLICATION &replication,
                                   pid_t parent)
 {
+    ForgetSignals();
     // A child does not outlive the command, however that ends.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
@@ -81,27 +71,30 @@ static REPLICATION MakeReplication(const CAMPAIGN &campaign, int64_t seed)
     _exit(error.empty() ? 0 : STATUS_TOLD);
 }
 
+// Begins a seed, unless it is finished or another process is at it.
 static void StartSeed(CAMPAIGN &campaign, int64_t seed)
 {
     const std::string partial = Path(campaign.dir, ".partial-", seed);
+    std::error_code error;
     const int lock = LockSeed(partial);
-    if (lock < 0) {
-        FailSeed(campaign, seed,
-                 errno == EWOULDBLOCK ? "is being run by another process"
-                                      : partial + ".lock: " + std::strerror(errno));
+    if (lock < 0 && errno == EWOULDBLOCK) {
+        campaign.elsewhere.push_back(seed);
         return;
     }
-    std::error_code error;
-    if (fs::exists(Path(campaign.dir, "seed-", seed))) { // by another command, just now
+    if (lock < 0) {
+        FailSeed(campaign, seed, partial + ".lock: " + std::strerror(errno));
+        return;
+    }
+    if (fs::exists(Path(campaign.dir, "seed-", seed), error)) { // by another command, just now
         ++campaign.done;
-        close(lock);
+        UnlockSeed(partial, lock);
         return;
     }
     fs::remove_all(partial, error);
     const pid_t parent = getpid();
     if (!fs::create_directory(partial, error)) {
         FailSeed(campaign, seed, partial + ": " + error.message());
-        close(lock);
+        UnlockSeed(partial, lock);
         return;
     }
     const REPLICATION replication = MakeReplication(campaign, seed);
@@ -112,7 +105,8 @@ static void StartSeed(CAMPAIGN &campaign, int64_t seed)
     }
     if (pid < 0) {
         FailSeed(campaign, seed, std::string("no process: ") + std::strerror(errno));
-        close(lock);
+        fs::remove_all(partial, error);
+        UnlockSeed(partial, lock);
         return;
     }
     campaign.running.push_back({pid, lock, seed});
@@ -155,8 +149,7 @@ static void FinishSeed(CAMPAIGN &campaign, const JOB &job, int status)
         FailSeed(campaign, job.seed, why);
         fs::remove_all(partial, error);
     }
-    fs::remove(partial + ".lock", error);
-    close(job.lock);
+    UnlockSeed(partial, job.lock);
 }
 
 // Part of the campaign's work that lies behind, by what the running children have printed.
@@ -173,17 +166,92 @@ static double ShareDone(const CAMPAIGN &campaign)
     return done / campaign.all;
 }
 
+// Gives up what is not begun if no more can be stored.
+static void GiveUpIfFull(CAMPAIGN &campaign)
+{
+    const std::string why = TryDirectory(campaign.dir, std::ssize(campaign.running) + 1);
+    if (!why.empty()) {
+        WipeBar();
+        Fail(PROGRAM, why);
+        campaign.failed += static_cast<int>(campaign.waiting.size());
+        campaign.waiting.clear();
+    }
+}
+
+// Begins as many seeds as may run.
+static void StartSeeds(CAMPAIGN &campaign)
+{
+    while (!campaign.waiting.empty() && EndingSignal() == 0 &&
+           campaign.running.size() < static_cast<size_t>(campaign.jobs)) {
+        GiveUpIfFull(campaign);
+        if (campaign.waiting.empty()) {
+            return;
+        }
+        const int64_t seed = campaign.waiting.back();
+        campaign.waiting.pop_back();
+        StartSeed(campaign, seed);
+    }
+}
+
+// Tries again, not too often, the seeds that other processes were running.
+static void RetryElsewhere(CAMPAIGN &campaign)
+{
+    constexpr std::chrono::seconds PAUSE(1);
+    if (campaign.elsewhere.empty() || !campaign.waiting.empty()) {
+        return;
+    }
+    if (!campaign.is_sharing) {
+        campaign.is_sharing = true;
+        PrintLine(std::to_string(campaign.elsewhere.size()) +
+                  " of the replications are being run by another process; waiting for these");
+    }
+    if (STEADY::now() - campaign.retried >= PAUSE) {
+        campaign.retried = STEADY::now();
+        campaign.waiting.swap(campaign.elsewhere);
+    }
+}
+
+// If a signal has come, ends this process by it, when nothing that was begun is left.
+static void EndIfSignalled(const CAMPAIGN &campaign)
+{
+    const int signal = EndingSignal();
+    if (signal == 0) {
+        return;
+    }
+    WipeBar();
+    for (const JOB &job : campaign.running) {
+        kill(job.pid, SIGKILL);
+    }
+    for (const JOB &job : campaign.running) {
+        const std::string partial = Path(campaign.dir, ".partial-", job.seed);
+        std::error_code error;
+        waitpid(job.pid, nullptr, 0);
+        fs::remove_all(partial, error);
+        UnlockSeed(partial, job.lock);
+    }
+    Fail(PROGRAM, "interrupted; what is finished stays. To go on: " + campaign.command);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    _exit(STATUS_FAILED);
+}
+
 int RunCampaign(CAMPAIGN &campaign)
 {
     constexpr std::chrono::milliseconds POLL(100);
+    const SIGNAL_WATCH watch;
     campaign.all = static_cast<int>(campaign.waiting.size());
-    while (!campaign.waiting.empty() || !campaign.running.empty()) {
-        while (!campaign.waiting.empty() &&
-               campaign.running.size() < static_cast<size_t>(campaign.jobs)) {
-            const int64_t seed = campaign.waiting.back();
-            campaign.waiting.pop_back();
-            StartSeed(campaign, seed);
-        }
+    const int64_t memory = AvailableMemory();
+    const int fitting = JobsThatFit(campaign.jobs, memory);
+    if (fitting < std::min(campaign.jobs, campaign.all)) {
+        PrintLine(std::to_string(fitting) + " replications at a time instead of " +
+                  std::to_string(campaign.jobs) + ": no more fit into the memory available, " +
+                  std::to_string(memory >> 20) + " MiB");
+    }
+    campaign.jobs = fitting;
+    while (!campaign.waiting.empty() || !campaign.running.empty() || !campaign.elsewhere.empty()) {
+        EndIfSignalled(campaign);
+        RetryElsewhere(campaign);
+        StartSeeds(campaign);
         int status = 0;
         const pid_t pid = waitpid(-1, &status, WNOHANG);
         const auto job = std::find_if(campaign.running.begin(), campaign.running.end(),
@@ -192,20 +260,17 @@ int RunCampaign(CAMPAIGN &campaign)
             const JOB ended = *job;
             campaign.running.erase(job);
             FinishSeed(campaign, ended, status);
-        } else {
+        } else if (!campaign.running.empty() || !campaign.elsewhere.empty()) {
             ShowBar(campaign.done, campaign.all, "replications", ShareDone(campaign),
                     SECONDS(STEADY::now() - campaign.begin).count());
             std::this_thread::sleep_for(POLL);
         }
     }
+    EndIfSignalled(campaign);
     WipeBar();
-    if (campaign.failed > 0 && campaign.all == 1) {
-        return STATUS_FAILED;
+    if (campaign.failed > 0 && campaign.all > 1) {
+        Fail(PROGRAM, std::to_string(campaign.failed) + " of " + std::to_string(campaign.all) +
+                          " replications are missing; to run them: " + campaign.command);
     }
-    if (campaign.failed > 0) {
-        return Fail(PROGRAM, std::to_string(campaign.failed) + " of " +
-                                 std::to_string(campaign.all) +
-                                 " replications failed; the same command runs them again");
-    }
-    return 0;
+    return campaign.failed > 0 ? STATUS_FAILED : 0;
 }

@@ -73,6 +73,7 @@ FindMissing() {
         HasHeader CLI/Version.hpp || MISSING+=(libcli11-dev)
         HasHeader nlohmann/json_fwd.hpp || MISSING+=(nlohmann-json3-dev)
         HasHeader pcap/pcap.h || MISSING+=(libpcap-dev)
+        HasHeader boost/math/distributions/students_t.hpp || MISSING+=(libboost-math-dev)
         HasSanitizers || [[ " ${MISSING[*]} " == *' g++ '* ]] || MISSING+=(g++)
         gnuplot --version >/dev/null 2>&1 || MISSING+=(gnuplot-nox)
         parallel --version >/dev/null 2>&1 || MISSING+=(parallel)

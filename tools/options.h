@@ -29,6 +29,28 @@ template <typename BODY> int Guard(const char *program, BODY body)
     }
 }
 
+// The command line as a shell would read it.
+inline std::string CommandText(int argc, char **argv)
+{
+    static const char PLAIN[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+                                "%+,-./:=@_";
+    std::string text;
+    for (int i = 0; i < argc; ++i) {
+        const std::string word = argv[i];
+        text += i > 0 ? " " : "";
+        if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos) {
+            text += word;
+            continue;
+        }
+        text += '\'';
+        for (char letter : word) {
+            text += letter == '\'' ? "'\\''" : std::string(1, letter);
+        }
+        text += '\'';
+    }
+    return text;
+}
+
 // Reads the command line into what `app` is bound to. Returns the exit status if the program is to
 // end at once: after --help, --version or a bad option.
 inline std::optional<int> ReadOptions(CLI::App &app, int argc, char **argv)

@@ -4,20 +4,19 @@
 //     DIR/seed-N/             a finished replication: result/, stdout.txt, manifest.json
 //     DIR/.partial-N/         one that is being run, or was interrupted; renamed when complete
 //     DIR/.partial-N.lock     held while seed N is being run, by whatever process
-//     DIR/summary.csv
+//     DIR/summary.csv         replaced as a whole
+//
+// Several commands may work on one campaign, on one machine or on many: they share its seeds.
 //
 // The seed, and the number of the replication where the generator takes it, is all that two
 // replications differ in: the model seeds itself from its clock, which stands still at the seed
 // here. Each replication is a process of its own.
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <iterator>
-#include <map>
 #include <optional>
 #include <set>
 #include <span>
@@ -29,11 +28,12 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/campaign.h"
+#include "tools/campaign_folder.h"
 #include "tools/json_file.h"
 #include "tools/options.h"
 #include "tools/precision.h"
 #include "tools/progress.h"
-#include "tools/read_tree.h"
+#include "tools/replace_file.h"
 #include "tools/seeds.h"
 #include "tools/summary.h"
 #include "topology/random.h"
@@ -52,57 +52,45 @@ struct OPTIONS {
     bool quick = false;
     bool list_seeds = false;
     bool summarise = false;
+    std::string command; // the command line, for the hint how to go on
 };
 
-// The summary of whatever is finished.
+static std::vector<std::string> Trees(const std::vector<FINISHED> &replications)
+{
+    std::vector<std::string> trees;
+    trees.reserve(replications.size());
+    for (const FINISHED &replication : replications) {
+        trees.push_back(replication.tree);
+    }
+    return trees;
+}
+
+// The summary of whatever is finished, also by other commands meanwhile.
 static int Summarise(const std::string &dir)
 {
-    std::map<int64_t, std::string> trees;
-    std::set<bool> quick;
-    std::set<std::string> generators;
+    std::vector<FINISHED> replications;
+    for (size_t summarised = 0;; summarised = replications.size()) {
+        std::string why = ReadReplications(dir, replications);
+        if (why.empty() && replications.size() == summarised) {
+            break;
+        }
+        if (why.empty()) {
+            why = WriteSummary(Trees(replications), dir + "/summary.csv");
+        }
+        if (!why.empty()) {
+            return Fail(PROGRAM, why);
+        }
+    }
     std::set<std::string> programs;
-    std::error_code error;
-    for (const auto &entry : fs::directory_iterator(dir, error)) {
-        const std::string path = entry.path().string();
-        if (!entry.path().filename().string().starts_with("seed-")) {
-            continue;
-        }
-        std::string why;
-        const auto manifest = ReadJson(path + "/manifest.json", &why);
-        if (!manifest || !manifest->value("seed", json()).is_number_integer()) {
-            return Fail(PROGRAM, path + "/manifest.json: " +
-                                     (why.empty() ? "seed: missing, or not an integer" : why));
-        }
-        trees[(*manifest)["seed"]] = FindTree(path);
-        quick.insert(manifest->value("quick", false));
-        generators.insert(manifest->value("generator", GENERATOR_NAMES[GENERATOR_LCG]));
-        programs.insert(manifest->value("version", "") + " " + manifest->value("commit", ""));
-    }
-    if (error || trees.empty()) {
-        return Fail(PROGRAM, dir + ": " + (error ? error.message() : "holds no replications"));
-    }
-    if (quick.size() > 1) {
-        return Fail(PROGRAM, dir + ": holds quick and whole replications, which do not mix");
-    }
-    if (generators.size() > 1) {
-        return Fail(PROGRAM,
-                    dir + ": holds replications of different generators, which do not mix");
+    for (const FINISHED &replication : replications) {
+        programs.insert(replication.program);
     }
     if (programs.size() > 1) {
         Fail(PROGRAM, "warning: " + dir + ": holds replications of different program versions");
     }
-    std::vector<std::string> dirs;
-    dirs.reserve(trees.size());
-    for (const auto &[seed, tree] : trees) {
-        dirs.push_back(tree);
-    }
-    const std::string why = WriteSummary(dirs, dir + "/summary.csv");
-    if (!why.empty()) {
-        return Fail(PROGRAM, why);
-    }
-    PrintLine(
-        dir + "/summary.csv: summary of " + std::to_string(dirs.size()) +
-        (quick.count(true) > 0 ? " QUICK replications, which mean nothing" : " replications"));
+    PrintLine(dir + "/summary.csv: summary of " + std::to_string(replications.size()) +
+              (replications.front().is_quick ? " QUICK replications, which mean nothing"
+                                             : " replications"));
     return 0;
 }
 
@@ -163,19 +151,24 @@ static std::string ReadCampaign(OPTIONS &options)
     return "";
 }
 
-// Records a new campaign. Returns what stands against it, or an empty text.
+// Records a new campaign, unless another command has just done so. Returns what stands against it,
+// or an empty text.
 static std::string WriteCampaign(const OPTIONS &options)
 {
-    const std::string path = options.dir + "/campaign.json";
     const json campaign = {{"first_seed", options.first_seed},
                            {"generator", options.generator},
                            {"quick", options.quick}};
-    const std::string partial = path + ".partial";
-    if (!WriteDurably(partial, campaign.dump(4) + "\n") ||
-        std::rename(partial.c_str(), path.c_str()) != 0) {
-        return path + ": cannot be written: " + std::strerror(errno);
-    }
-    return "";
+    return CreateFile(options.dir + "/campaign.json", campaign.dump(4) + "\n");
+}
+
+// Makes the directory of a campaign. Returns what stands against it, or an empty text.
+static std::string MakeDirectory(const std::string &dir)
+{
+    std::error_code error;
+    fs::create_directories(dir, error);
+    return error ? dir + ": cannot be made: " + error.message() +
+                       "; name a directory that this account can write"
+                 : "";
 }
 
 // Runs the replications of these seeds that are not there yet.
@@ -197,6 +190,7 @@ static int RunSeeds(const OPTIONS &options, std::span<const int64_t> seeds)
     campaign.generator = GeneratorCalled(options.generator).value();
     campaign.first_seed = options.first_seed;
     campaign.jobs = options.jobs;
+    campaign.command = options.command;
     return RunCampaign(campaign);
 }
 
@@ -316,22 +310,29 @@ static int Run(OPTIONS options)
     if (options.list_seeds) {
         return ListSeeds(options);
     }
+    const OPTIONS asked = options;
     std::string why = ReadCampaign(options);
     if (!why.empty()) {
         return Fail(PROGRAM, why);
     }
-    std::error_code error;
     if (options.one != 0) {
-        fs::create_directories(options.dir, error);
-        return error ? Fail(PROGRAM, options.dir + ": " + error.message()) : RunOne(options);
+        why = MakeDirectory(options.dir);
+        return why.empty() ? RunOne(options) : Fail(PROGRAM, why);
     }
     CompleteOptions(options);
     const std::optional<int> count = CountReplications(options);
     if (!count) {
         return STATUS_USAGE;
     }
-    fs::create_directories(options.dir, error);
-    why = error ? options.dir + ": " + error.message() : WriteCampaign(options);
+    why = MakeDirectory(options.dir);
+    if (why.empty()) {
+        why = WriteCampaign(options);
+    }
+    if (why.empty()) {
+        // Of two commands that begin the same campaign, one does, and both go by what it wrote.
+        options = asked;
+        why = ReadCampaign(options);
+    }
     if (!why.empty()) {
         return Fail(PROGRAM, why);
     }
@@ -371,7 +372,9 @@ static int Main(int argc, char **argv)
                        "of its mean to either side, at every load")
             ->check(CLI::PositiveNumber)
             ->option_text("P");
-    app.add_option("-j,--jobs", options.jobs, "Processes at a time, one per core unless given")
+    app.add_option(
+           "-j,--jobs", options.jobs,
+           "Processes at a time, one per core unless given, and no more than fit into memory")
         ->check(CLI::Range(1, 10'000))
         ->option_text("N");
     auto *one =
@@ -407,6 +410,7 @@ static int Main(int argc, char **argv)
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
     }
+    options.command = CommandText(argc, argv);
     return Run(options);
 }
 

@@ -4,10 +4,8 @@
 #include <string>
 #include <vector>
 
-// Two-sided 95 % quantile of Student's t distribution; `freedom` is at least 1.
-double StudentQuantile95(int freedom);
-
 // Writes n, mean, standard deviation and half-width of the 95 % confidence interval of every
-// quantity over the result trees `dirs` to `path`, complete or not at all. Values that are inf or
-// nan do not count; n tells how many did. Returns what went wrong, or an empty text.
+// quantity over the result trees `dirs`, and whether it has a steady state, to `path`, complete or
+// not at all. Values that are inf or nan do not count; n tells how many did. Returns what went
+// wrong, or an empty text.
 std::string WriteSummary(const std::vector<std::string> &dirs, const std::string &path);

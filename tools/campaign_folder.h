@@ -1,0 +1,21 @@
+// The finished replications in the directory of a campaign.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct FINISHED {
+    int64_t seed;
+    std::string generator; // of the random numbers
+    bool is_quick;
+    std::string program; // version and commit
+    std::string tree;    // directory of the result files
+};
+
+// Whether a directory is that of a campaign, finished replications or none.
+bool IsCampaign(const std::string &dir);
+
+// Fills `list` with what DIR/seed-N/ hold, by seed. Returns what is wrong with one of them, or that
+// they do not belong together, or that there are none; or an empty text.
+std::string ReadReplications(const std::string &dir, std::vector<FINISHED> &list);

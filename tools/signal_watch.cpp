@@ -1,0 +1,40 @@
+#include "tools/signal_watch.h"
+
+#include <cstddef>
+#include <iterator>
+
+static volatile std::sig_atomic_t g_noted = 0;
+
+SIGNAL_WATCH::SIGNAL_WATCH()
+{
+    struct sigaction note {
+    };
+    note.sa_handler = [](int signal) { g_noted = signal; };
+    for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i) {
+        sigaction(ENDING_SIGNALS[i], nullptr, &before_[i]);
+        if (before_[i].sa_handler != SIG_IGN) {
+            sigaction(ENDING_SIGNALS[i], &note, nullptr);
+        }
+    }
+}
+
+SIGNAL_WATCH::~SIGNAL_WATCH()
+{
+    for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i) {
+        sigaction(ENDING_SIGNALS[i], &before_[i], nullptr);
+    }
+}
+
+int EndingSignal()
+{
+    return g_noted;
+}
+
+void ForgetSignals()
+{
+    for (int signal : ENDING_SIGNALS) {
+        if (std::signal(signal, SIG_DFL) == SIG_IGN) {
+            std::signal(signal, SIG_IGN);
+        }
+    }
+}

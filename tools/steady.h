@@ -1,0 +1,33 @@
+// Whether a flow has a steady state at a load. Queues and delays of a flow that is offered more
+// than it can send measure how long it was simulated, and nothing else.
+//
+// What arrives in the window at a sender and is neither dropped nor new at its receiver has made
+// the queue longer, or was refused by a full one. With a steady state that is nothing in the mean,
+// and less in each run than the arrivals themselves vary by chance; without, it is as large as the
+// excess of the load.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "driver/constants.h"
+#include "tools/quantities.h"
+#include "tools/result_tree.h"
+
+// Packets of each flow that arrived in the windows of all runs and trials together, and how many of
+// them neither left nor were dropped.
+struct BALANCE {
+    std::array<std::array<double, FLOW_NUM>, TREE_LOADS> arrived{};
+    std::array<std::array<double, FLOW_NUM>, TREE_LOADS> kept{};
+};
+
+// Adds the packets of a run; `values` are its quantities.
+void AddRun(BALANCE &balance, const std::vector<double> &values);
+
+// Whether a flow has a steady state at a load, in Mbit/s.
+bool IsFlowSteady(const BALANCE &balance, int load, int flow);
+
+// Whether what a quantity is of has one: a flow, a station of its pair or a link between the two if
+// the flow has, anything else if all flows have.
+bool IsSteady(const BALANCE &balance, const QUANTITY &what);
