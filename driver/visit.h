@@ -72,10 +72,7 @@ inline NODE &Reach(int station, STAGE stage)
         WakeStation(station, stage);
     }
     if (stage == STAGE_RX) {
-        // An idle station reacts to a frame at once, others when they have heard some of it.
-        const NODE &own = node[station];
-        const bool acts = own.state == STATE_IDLE || own.rx_count != 0;
-        g_visited[STAGE_RX] |= static_cast<uint32_t>(acts) << station;
+        g_visited[STAGE_RX] |= 1U << station;
     } else if (stage == STAGE_FLAG) {
         g_visited[STAGE_FLAG] |= 1U << station;
     }
