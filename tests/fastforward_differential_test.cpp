@@ -232,6 +232,7 @@ TEST(RandomScenes, PlainEqualsFast)
     for (uint64_t number = first; number < first + scenes; ++number) {
         ASSERT_NO_FATAL_FAILURE(CompareScene(number));
     }
+    FreeState();
 }
 
 // A station relays a record whose duration is 0, as none that is sent has: a contending neighbour
@@ -239,4 +240,5 @@ TEST(RandomScenes, PlainEqualsFast)
 TEST(RandomScenes, FrameWithoutDuration)
 {
     CompareScene(329232);
+    FreeState();
 }
