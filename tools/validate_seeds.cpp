@@ -146,7 +146,7 @@ int CompareSeeds()
         const COURSE a = Follow(FIRST + of.seed, of.trial);
         const COURSE b = Follow(FIRST + of.other_seed, of.other_trial);
         const size_t lag = LagBetween(a, b);
-        char name[64];
+        char name[128]; // as long as the numbers may get
         std::snprintf(name, sizeof name, "trial %d of ..%02d, trial %d of ..%02d %.1f s before",
                       of.trial + 1, static_cast<int>(of.seed), of.other_trial + 1,
                       static_cast<int>(of.other_seed), static_cast<double>(lag) / SECOND);
