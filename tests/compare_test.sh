@@ -126,6 +126,10 @@ Refusals() {
     sed -i '30s/[0-9]/x/' other/seed-"$second"/result/10node_design/1500/drop.txt
     sed -i 's/"quick": false/"quick": true/' other/seed-*/manifest.json
     Refused 2 '/seed-[0-9]*/.*/drop.txt:30: .*; restore it' dcfsim-compare one other
+    MakeTree tree
+    sed -i '31s/0.00000$/1.00000/' tree/dmac_node_node.txt
+    Refused 2 "^dcfsim-compare: tree/dmac_node_node.txt:31: '1.00000' [^;]*; restore [^;]*\$" \
+        dcfsim-compare tree one
     rm -r other/seed-*
     Refused 2 '^dcfsim-compare: other: holds no replications; run' dcfsim-compare one other
 }

@@ -82,7 +82,8 @@ static std::string ReadRuns(const PLAN &plan, std::vector<COMPARISON> &compariso
             why = ReadQuantities(plan.b[i], b);
         }
         if (!why.empty()) {
-            return why + "; restore it, or run it again";
+            const bool is_advised = why.find("; ") != std::string::npos;
+            return is_advised ? why : why + "; restore it, or run it again";
         }
         for (COMPARISON &comparison : comparisons) {
             const size_t at = comparison.quantity;
