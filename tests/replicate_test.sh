@@ -76,6 +76,7 @@ Campaign() {
 
 Generators() {
     SeedsFrom 5 20 >twenty
+    Equal 'usual seeds' "$(dcfsim-replicate --list-seeds -s 5)" "$(head -n 10 twenty)"
     Refused 2 'more than 20 replications need --generator mt19937-64: ' \
         dcfsim-replicate --list-seeds -s 5 -r 21
     Refused 2 'more than 20 replications need' dcfsim-replicate -r 21 one
