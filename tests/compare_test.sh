@@ -14,24 +14,26 @@ Compared() {
     grep -qE -- "$line" out || Fail "$*: '$(cat out)' does not match '$line'"
 }
 
-# Adds $2 and 0.01 for each seed before to the throughput of flow 1 at 20 Mbit/s in campaign $1.
-Raise() {
-    local tree i=0
-    for tree in "$1"/seed-*/result/10node_design/1500; do
-        awk -v more="$2" -v i=$((i++)) -v OFS='\t' \
-            'NR == 22 { $3 = sprintf("%.5f", $3 + more + 0.01 * i) } { print }' \
-            "$tree/throughput.txt" >new
-        mv new "$tree/throughput.txt"
+# Gives each replication in campaign $1 a hash of what it holds now.
+Rehash() {
+    local seed hash
+    for seed in "$1"/seed-*; do
+        hash=$(cd "$seed" && find result -type f | LC_ALL=C sort | xargs sha256sum | sha256sum)
+        sed -i "s/\(\"tree_sha256\": \"\)[^\"]*/\1${hash%% *}/" "$seed/manifest.json"
     done
 }
 
-# Names the replications of campaign $1 anew, by seeds from $2 on.
-Rename() {
-    local seed next=$2
-    for seed in "$1"/seed-*; do
-        sed -i "s/\"seed\": [0-9]*/\"seed\": $next/" "$seed/manifest.json"
-        mv "$seed" "$1/seed-$((next++))"
+# Adds $2 and 0.01 for each seed before to the mean queue of station 2 at 20 Mbit/s in campaign $1,
+# which nothing else in the files tells.
+Raise() {
+    local tree i=0
+    for tree in "$1"/seed-*/result/10node_design/1500; do
+        awk -v more="$2" -v i=$((i++)) -v OFS='\t' '/^num_off/ { load = int($3) }
+            load == 20 && /^ *2[ \t]/ { $17 = sprintf("%.5f", $17 + more + 0.01 * i) } { print }' \
+            "$tree/node_stat.txt" >new
+        mv new "$tree/node_stat.txt"
     done
+    Rehash "$1"
 }
 
 Same() {
@@ -42,11 +44,11 @@ Same() {
     Compared 0 '^4 and 4 independent runs, .* Welch' one other
     Compared 0 '^[0-9]+ tests\. Nothing differs\.$' one other
     # Only two of the seeds ran in both.
-    Rename other 13
-    Compared 0 '^2 pairs .*, 4 without a partner left out\.$' one other
+    dcfsim-replicate --quick -r 4 -s "$(SeedsFrom 11 3 | tail -n 1)" third >/dev/null
+    Compared 0 '^2 pairs .*, 4 without a partner left out\.$' one third
     # The same seeds of another generator are others.
-    sed -i 's/"seed"/"generator": "mt19937-64", "seed"/' other/seed-*/manifest.json
-    Compared 0 '^4 and 4 independent runs' one other
+    sed -i 's/lcg-16807/mt19937-64/' third/seed-*/manifest.json
+    Compared 0 '^4 and 4 independent runs' one third
 }
 
 Paired() {
@@ -54,37 +56,41 @@ Paired() {
     cp -r one other
     Raise other 0.5
     # Differences 0.50, 0.51, 0.52, 0.53: mean 0.515, standard error 0.01291 / 2, t = 3.182 for three
-    # degrees of freedom; of all quantities only this one and the total are not the same.
+    # degrees of freedom; of all quantities only this one and what is reckoned from it differ.
     Compared 1 '^2 tests\. 2 values differ' one other -o all.csv
-    grep -qE '^throughput.txt +20  flow 1 +throughput .* 0\.515 +0\.0205 ' out || Fail "$(cat out)"
-    awk -F, '$1 == "throughput.txt" && $2 == 20 && $4 == 1 && $5 == "throughput" {
+    grep -qE '^node_stat.txt +20  station 2 +buf .* 0\.515 +0\.0205 ' out || Fail "$(cat out)"
+    awk -F, '$1 == "node_stat.txt" && $2 == 20 && $4 == 2 && $5 == "buf" {
         printf "%d %d %.5f %.5f %.5f %s\n", $7, $9, $10 - $8, $11, $12, $15 }' all.csv >actual
     Equal 'row of the table' "$(cat actual)" '4 4 0.51500 0.51500 0.02054 yes'
     Equal 'rows that differ' "$(grep -c ',yes$' all.csv)" 2
     Equal 'rows' "$(wc -l <all.csv)" "$(wc -l <one/summary.csv)"
-    Compared 0 'Nothing differs' one other -m buf -m delay
-    Compared 1 '^1 tests' one other -m throughput
+    Compared 0 'Nothing differs' one other -m throughput -m delay
+    Compared 1 '^1 tests' one other -m buf
     Compared 1 '^and 1 more' one other -r 1
 }
 
 Welch() {
     dcfsim-replicate --quick -r 4 -s 11 one >/dev/null
     dcfsim-replicate --quick -r 3 -s 21 other >/dev/null
-    Raise other 40
-    Compared 1 '^throughput.txt +20  flow 1 +throughput ' one other -o all.csv -m throughput
+    Raise other 4000
+    Compared 1 '^node_stat.txt +20  station 2 +buf ' one other -o all.csv -m buf
     # By hand: means and variances, and Welch's degrees of freedom.
     for i in one other; do
-        awk 'FNR == 22 { n++; s += $3; q += $3 * $3 } END { printf "%.12g %.12g ", s / n,
-            (q - s * s / n) / (n - 1) / n }' "$i"/seed-*/result/10node_design/1500/throughput.txt
-    done | awk '{ print $3 - $1, sqrt($2 + $4), ($2 + $4) ^ 2 / ($2 ^ 2 / 3 + $4 ^ 2 / 2) }' >byhand
+        awk '/^num_off/ { load = int($3) }
+            load == 20 && /^ *2[ \t]/ { sum[FILENAME] += $17 / 2 }
+            END { for (of in sum) { n++; s += sum[of]; q += sum[of] ^ 2 }
+                  printf "%.12g %.12g ", s / n, (q - s * s / n) / (n - 1) / n }' \
+            "$i"/seed-*/result/10node_design/1500/node_stat.txt
+    done | awk '{ printf "%.10g %.10g %.3f\n", $3 - $1, sqrt($2 + $4),
+        ($2 + $4) ^ 2 / ($2 ^ 2 / 3 + $4 ^ 2 / 2) }' >byhand
     local difference error freedom
     read -r difference error freedom <byhand
     # Quantiles for 2 and 5 degrees of freedom are 4.303 and 2.571: what lies between is the interval.
-    awk -F, -v d="$difference" -v e="$error" '/^throughput.txt,20,flow,1,/ {
-        if (($11 - d) ^ 2 > 1e-8 || $12 < 2.57 * e || $12 > 4.31 * e) exit 1 }' all.csv ||
-        Fail "by hand $difference, error $error, freedom $freedom: $(grep '^thr.*,20,flow,1,' all.csv)"
+    awk -F, -v d="$difference" -v e="$error" '/^node_stat.txt,20,station,2,/ {
+        if (($11 - d) ^ 2 > 1e-10 || $12 < 2.57 * e || $12 > 4.31 * e) exit 1 }' all.csv ||
+        Fail "by hand $difference, error $error, freedom $freedom: $(grep ',20,station,2,' all.csv)"
     # One run against a campaign.
-    Compared 1 '^1 and 3 independent runs' one/seed-11 other -m throughput
+    Compared 1 '^1 and 3 independent runs' one/seed-11 other -m buf
 }
 
 Trees() {
@@ -92,14 +98,17 @@ Trees() {
     cp -r tree other
     Compared 0 '^One run each, so no intervals: any difference counts\.$' tree other
     Compared 0 '^Nothing differs\.$' tree other
-    awk -v OFS='\t' 'NR == 22 { $3 = "77.00000" } { print }' tree/throughput.txt >other/throughput.txt
+    awk -v OFS='\t' '/^ *6[ \t]/ && ++n == 60 { $17 = "77.00000" } { print }' tree/node_stat.txt \
+        >other/node_stat.txt
     Compared 1 '^2 values differ\.$' tree other
     # A value where the other has none.
-    sed 's/-nan/0.00000/' tree/drop.txt >other/drop.txt
-    Compared 1 '^drop.txt .* nan +0 +nan ' tree other -m drop_ratio
+    dcfsim-replicate --quick --one 8 made >/dev/null
+    Compared 1 '^delay.txt +1  flow 1 +delay +nan +353.625 +nan ' tree made/seed-8 -m delay
+    Compared 1 '^delay.txt +1  flow 1 +delay +353.625 +nan +nan ' made/seed-8 tree -m delay
 }
 
 Refusals() {
+    local second
     dcfsim-replicate --quick -r 2 -s 11 one >/dev/null
     cp -r one other
     Refused 2 'B is required' dcfsim-compare one
@@ -109,13 +118,18 @@ Refusals() {
         dcfsim-compare one one -o none/all.csv
     sed -i 's/"quick": true/"quick": false/' other/seed-*/manifest.json
     Refused 2 'other: is a whole campaign, one a quick one' dcfsim-compare one other
-    cp -r other/seed-12 one/seed-13
-    sed -i 's/"seed": 12/"seed": 13/' one/seed-13/manifest.json
+    second=$(SeedsFrom 11 2 | tail -n 1)
+    cp -r "other/seed-$second" one/seed-13
+    sed -i "s/\"seed\": $second/\"seed\": 13/" one/seed-13/manifest.json
     Refused 2 'one: holds quick and whole replications.*; move' dcfsim-compare one other
     rm -r one/seed-13
-    sed -i '30s/[0-9]/x/' other/seed-12/result/10node_design/1500/drop.txt
+    sed -i '30s/[0-9]/x/' other/seed-"$second"/result/10node_design/1500/drop.txt
     sed -i 's/"quick": false/"quick": true/' other/seed-*/manifest.json
-    Refused 2 '/seed-12/.*/drop.txt:30: .*; restore it' dcfsim-compare one other
+    Refused 2 '/seed-[0-9]*/.*/drop.txt:30: .*; restore it' dcfsim-compare one other
+    MakeTree tree
+    sed -i '31s/0.00000$/1.00000/' tree/dmac_node_node.txt
+    Refused 2 "^dcfsim-compare: tree/dmac_node_node.txt:31: '1.00000' [^;]*; restore [^;]*\$" \
+        dcfsim-compare tree one
     rm -r other/seed-*
     Refused 2 '^dcfsim-compare: other: holds no replications; run' dcfsim-compare one other
 }

@@ -156,7 +156,7 @@ Intervals() {
     dcfsim-figures one >/dev/null
     for seed in $(SeedsFrom 61 3); do
         awk 'NR > 2 && NR <= 37 { s = q = 0; for (f = 2; f <= 6; ++f) { s += $f; q += $f ^ 2 }
-            print NR - 2, s ^ 2 / 5 / q }' one/seed-$seed/result/10node_design/1500/throughput.txt
+            print NR - 2, s ^ 2 / 5 / q }' one/seed-"$seed"/result/10node_design/1500/throughput.txt
     done | awk '{ n[$1]++; s[$1] += $2; q[$1, n[$1]] = $2 }
         END { for (load = 1; load < 36; ++load) { m = s[load] / 3; v = 0
               for (i = 1; i <= 3; ++i) v += (q[load, i] - m) ^ 2
@@ -177,12 +177,14 @@ Intervals() {
 
 Outdated() {
     local remedy='; first run: dcfsim-replicate --summarise one$'
+    local seeds
+    mapfile -t seeds < <(SeedsFrom 71 3)
     dcfsim-replicate --quick -r 2 -s 71 one >/dev/null
-    dcfsim-replicate --quick --one 73 one >/dev/null
+    dcfsim-replicate --quick --one "${seeds[2]}" one >/dev/null
     Refused 1 "one/summary.csv: is of 2 replications, one holds 3$remedy" dcfsim-figures one
-    rm -r "one/seed-$(SeedsFrom 71 2 | tail -n 1)"
+    rm -r "one/seed-${seeds[1]}"
     touch -d '1 hour ago' one/summary.csv
-    Refused 1 "one/summary.csv: is older than one/seed-7[13]$remedy" dcfsim-figures one
+    Refused 1 "one/summary.csv: is older than one/seed-(71|${seeds[2]})$remedy" dcfsim-figures one
     touch -d '1 hour' one/summary.csv
     Refused 1 "one/summary.csv: is of other replications than those in one$remedy" \
         dcfsim-figures one
@@ -191,7 +193,7 @@ Outdated() {
     [[ ! -e one/fig ]] || Fail 'drawn all the same'
     dcfsim-replicate --summarise one >/dev/null
     dcfsim-figures one >/dev/null
-    grep -q '<td>71, 73</td>' one/fig/index.html || Fail 'seeds'
+    grep -q "<td>71, ${seeds[2]}</td>" one/fig/index.html || Fail 'seeds'
     sed -i '3s/,[^,]*,[^,]*$/,x,y/' one/summary.csv
     Refused 1 "summary.csv:3: not what this version writes$remedy" dcfsim-figures one
     rm one/seed-71/manifest.json

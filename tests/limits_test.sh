@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of the numbers that the tools take, and of what they make of them.
-# Cases: Numbers Quick Children
+# Cases: Numbers Quick Jobs Children
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -45,6 +45,24 @@ Quick() {
     cmp tree/node_stat.txt again/seed-7/result/10node_design/1500/node_stat.txt
     ! cmp -s tree/node_stat.txt again/seed-8/result/10node_design/1500/node_stat.txt ||
         Fail 'two seeds, one tree'
+}
+
+# As many processes at a time as asked for, as long as there is work for them.
+Jobs() {
+    local jobs command children most
+    for jobs in 1 3; do
+        dcfsim-replicate --quick -r 7 -j $jobs -s 5 "of$jobs" >log &
+        command=$! most=0
+        while kill -0 $command 2>/dev/null; do
+            children=$(wc -w 2>/dev/null <"/proc/$command/task/$command/children") || break
+            ((children <= jobs)) || Fail "$children at a time of $jobs"
+            ((children <= most)) || most=$children
+            sleep 0.01
+        done
+        wait "$command"
+        Equal 'at a time' "$most" "$jobs"
+        Equal 'replications' "$(find "of$jobs" -name 'seed-*' | wc -l)" 7
+    done
 }
 
 # A child that is killed, and one whose program fails, leave nothing finished.

@@ -76,6 +76,7 @@ Campaign() {
 
 Generators() {
     SeedsFrom 5 20 >twenty
+    Equal 'usual seeds' "$(dcfsim-replicate --list-seeds -s 5)" "$(head -n 10 twenty)"
     Refused 2 'more than 20 replications need --generator mt19937-64: ' \
         dcfsim-replicate --list-seeds -s 5 -r 21
     Refused 2 'more than 20 replications need' dcfsim-replicate -r 21 one
@@ -210,18 +211,21 @@ Sharing() {
         Equal 'seeds' "$(find one -name 'seed-*' | wc -l)" 7
         Equal 'runs' "$(cat log* | grep -c '^seed ')" 7
         Equal 'left over' "$(find one -name '.*' ! -name one)" ''
-        grep -q 'summary of 7 replications$' log* || Fail 'nobody has summarised all'
+        grep -q 'summary of 7 QUICK replications, ' log* || Fail 'nobody has summarised all'
         cp one/summary.csv before
         dcfsim-replicate --summarise one >/dev/null
         cmp before one/summary.csv || Fail 'the summary of several commands is not that of all'
     done
 
     # Whoever holds a lock ends without a result: the seed is run here.
-    flock one/.partial-3.lock sh -c ': >held; sleep 1' &
+    local seed
+    seed=$(SeedsFrom "$(sed -n 's/.*"first_seed": \([0-9]*\).*/\1/p' one/campaign.json)" 8 |
+        tail -n 1)
+    flock "one/.partial-$seed.lock" sh -c ': >held; sleep 1' &
     until [[ -e held ]]; do sleep 0.02; done
-    dcfsim-replicate --quick --one 3 one >log
+    dcfsim-replicate --quick --one "$seed" one >log
     grep -q '^1 .* being run by another process; waiting' log || Fail "$(cat log)"
-    dcfsim-check -q one/seed-3
+    dcfsim-check -q "one/seed-$seed"
     Equal 'left over' "$(find one -name '.partial*')" ''
 }
 

@@ -82,7 +82,8 @@ static std::string ReadRuns(const PLAN &plan, std::vector<COMPARISON> &compariso
             why = ReadQuantities(plan.b[i], b);
         }
         if (!why.empty()) {
-            return why + "; restore it, or run it again";
+            const bool is_advised = why.find("; ") != std::string::npos;
+            return is_advised ? why : why + "; restore it, or run it again";
         }
         for (COMPARISON &comparison : comparisons) {
             const size_t at = comparison.quantity;
@@ -147,7 +148,7 @@ static DIFFERENCE Difference(const COMPARISON &of, const PLAN &plan)
     const auto a = static_cast<int>(plan.a.size());
     const auto b = static_cast<int>(plan.b.size());
     const bool is_paired = plan.method == METHOD_PAIRED;
-    if (IsOneSided(of, a, b)) {
+    if (plan.method != METHOD_EQUAL && IsOneSided(of, a, b)) {
         return {NAN, NAN, is_paired ? OneSidedByChance(a) : ApartByChance(a, b)};
     }
     return is_paired ? PairedDifference(of.pairs) : WelchDifference(of.a, of.b);

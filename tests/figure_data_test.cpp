@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tools/figure_data.h"
+#include "tools/quantities.h"
+
+namespace fs = std::filesystem;
+
+static const char HEAD[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95";
+
+// The lines of a summary in which the mean of quantity i is i, and its half-width i / 8; every
+// third one is not steady.
+static std::vector<std::string> Summary()
+{
+    std::vector<std::string> lines = {std::string(HEAD) + ",steady"};
+    for (const QUANTITY &what : Quantities()) {
+        const size_t i = lines.size() - 1;
+        lines.push_back(what.file + "," + std::to_string(what.load) + "," + what.kind + "," +
+                        what.thing + "," + what.metric + "," + what.unit + ",3," +
+                        std::to_string(i) + ",0.5," + std::to_string(i / 8.0) +
+                        (i % 3 == 0 ? ",no" : ",yes"));
+    }
+    return lines;
+}
+
+// Reads `lines` as a summary; returns what is wrong with it, without the path.
+static std::string Read(const std::vector<std::string> &lines, DATA &data)
+{
+    const std::string path =
+        fs::temp_directory_path() / ("dcfsim-summary-" + std::to_string(getpid()));
+    {
+        std::ofstream file(path);
+        for (const std::string &line : lines) {
+            file << line << '\n';
+        }
+    }
+    data = {};
+    const std::string why = ReadSummary(path, data);
+    fs::remove(path);
+    return why.starts_with(path) ? why.substr(path.size()) : why;
+}
+
+TEST(FigureData, EveryQuantityOfASummaryIsFoundByItsName)
+{
+    DATA data;
+    ASSERT_EQ(Read(Summary(), data), "");
+    ASSERT_EQ(data.points.size(), Quantities().size());
+    EXPECT_EQ(data.replications, 3);
+    EXPECT_TRUE(data.has_verdicts);
+    for (size_t i = 0; i < Quantities().size(); ++i) {
+        const QUANTITY &what = Quantities()[i];
+        if (what.unit == std::string("1/s")) {
+            continue; // found by its name in the other unit
+        }
+        const POINT &point =
+            FindPoint(data, what.file, what.load, what.kind, what.thing, what.metric);
+        ASSERT_EQ(point.mean, i) << what.file << what.thing << what.metric;
+        ASSERT_EQ(point.half, i / 8.0);
+        ASSERT_EQ(point.is_steady, i % 3 != 0);
+    }
+    EXPECT_ANY_THROW(FindPoint(data, "throughput.txt", 36, "flow", "0", "throughput"));
+    EXPECT_ANY_THROW(FindPoint(data, "throughput.txt", 7, "flow", "5", "throughput"));
+}
+
+TEST(FigureData, SummariesOfAnotherForm)
+{
+    const std::vector<std::string> good = Summary();
+    DATA data;
+    const auto refused = [&](size_t line, const std::string &text) {
+        std::vector<std::string> lines = good;
+        lines[line - 1] = text;
+        EXPECT_EQ(Read(lines, data), ":" + std::to_string(line) + ": not what this version writes")
+            << text;
+    };
+    const std::string row = good[4].substr(0, good[4].find(",3,"));
+    refused(1, good[1]);
+    refused(1, std::string(HEAD) + ",verdict");
+    refused(5, good[5]); // of another quantity
+    for (const char *rest : {",3,1x,0.5,1,yes", ",3,1,0.5,x,yes", ",3,1,0.5,1,maybe", ",3,1,0.5,1",
+                             ",three,1,0.5,1,yes", ""}) {
+        refused(5, row + rest);
+    }
+    std::vector<std::string> lines = good;
+    lines.push_back(good.back());
+    EXPECT_EQ(Read(lines, data),
+              ":" + std::to_string(good.size() + 1) + ": not what this version writes");
+    lines.resize(good.size() - 1);
+    EXPECT_EQ(Read(lines, data),
+              ":" + std::to_string(good.size()) + ": not what this version writes");
+    lines.resize(0);
+    EXPECT_EQ(Read(lines, data), ":1: not what this version writes");
+}
+
+// A summary without verdicts, in which each flow is offered the load and carries a share of it.
+TEST(FigureData, VerdictsFromThroughput)
+{
+    std::vector<std::string> lines = {HEAD};
+    const double carried[] = {1.0, 0.99, 0.981, 1.0, 0.979};
+    for (const QUANTITY &what : Quantities()) {
+        const double share = what.metric == "offered_load" ? 1.0
+                             : what.metric == "throughput" && what.kind == "flow"
+                                 ? carried[std::stoi(what.thing)]
+                                 : 0.0;
+        lines.push_back(what.file + "," + std::to_string(what.load) + "," + what.kind + "," +
+                        what.thing + "," + what.metric + "," + what.unit + ",2," +
+                        std::to_string(share * what.load) + ",0,nan");
+    }
+    DATA data;
+    ASSERT_EQ(Read(lines, data), "");
+    EXPECT_FALSE(data.has_verdicts);
+    EXPECT_FALSE(data.is_quick);
+    const auto is_steady = [&](const char *file, const char *kind, const char *thing,
+                               const char *metric) {
+        return FindPoint(data, file, 10, kind, thing, metric).is_steady;
+    };
+    EXPECT_TRUE(is_steady("throughput.txt", "flow", "2", "throughput"));
+    EXPECT_FALSE(is_steady("throughput.txt", "flow", "4", "throughput"));
+    EXPECT_FALSE(is_steady("throughput.txt", "network", "", "total_throughput"));
+    EXPECT_TRUE(is_steady("node_stat.txt", "station", "7", "rx"));
+    EXPECT_FALSE(is_steady("node_stat.txt", "station", "9", "rx"));
+    EXPECT_TRUE(is_steady("collision.txt", "link", "2->3", "send"));
+    EXPECT_FALSE(is_steady("collision.txt", "link", "8->9", "send"));
+    EXPECT_FALSE(is_steady("collision.txt", "link", "3->4", "send")); // between flows
+
+    // Loads cut to less than half count as quick ones.
+    for (size_t i = 1; i < lines.size(); ++i) {
+        const QUANTITY &what = Quantities()[i - 1];
+        if (what.metric == "offered_load") {
+            lines[i] = lines[i].substr(0, lines[i].rfind(",2,")) + ",2," +
+                       std::to_string(0.49 * what.load) + ",0,nan";
+        }
+    }
+    ASSERT_EQ(Read(lines, data), "");
+    EXPECT_TRUE(data.is_quick);
+}
+
+// DIFS 34, a backoff of 7.5 slots, DATA 252, SIFS 16 and ACK 28 us for 1500 bytes.
+TEST(FigureData, CurvesInTheirUnits)
+{
+    EXPECT_NEAR(PairCapacity(), 12000 / (34 + 67.5 + 252 + 16 + 28), 1e-9);
+    DATA data;
+    ASSERT_EQ(Read(Summary(), data), "");
+    data.is_quick = false;
+    const CURVE curve = {"", "throughput.txt", "flow", "3", "throughput", 0};
+    const std::vector<POINT> points = CurvePoints(data, curve, 8.0);
+    ASSERT_EQ(points.size(), 36U);
+    for (int load = 0; load < 36; ++load) {
+        const POINT &raw = FindPoint(data, curve.file, load, "flow", "3", "throughput");
+        EXPECT_EQ(points[load].mean, raw.mean / 8);
+        EXPECT_EQ(points[load].half, raw.half / 8);
+        EXPECT_EQ(points[load].is_steady, raw.is_steady);
+    }
+    const std::vector<POINT> alone = CurvePoints(data, {"", "", "", "", "", 0}, 1.0);
+    EXPECT_EQ(alone[30].mean, 30.0);
+    EXPECT_EQ(alone[31].mean, PairCapacity());
+    data.is_quick = true;
+    EXPECT_TRUE(std::isnan(CurvePoints(data, {"", "", "", "", "", 0}, 1.0)[30].mean));
+}
