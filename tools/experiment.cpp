@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include <unistd.h>
@@ -20,6 +21,7 @@
 #include "tools/experiment_file.h"
 #include "tools/options.h"
 #include "tools/progress.h"
+#include "tools/run_hashes.h"
 
 namespace fs = std::filesystem;
 using STEADY = std::chrono::steady_clock;
@@ -53,6 +55,20 @@ static std::string PrepareDirectory(const std::string &dir)
     }
 #undef FILE_NAME
     return "";
+}
+
+// The hashes of the result files in `dir`, by their names below `out`.
+static std::map<std::string, std::string> HashResults(const std::string &dir,
+                                                      const std::string &out)
+{
+    std::map<std::string, std::string> hashes;
+#define FILE_NAME(stream, name) name,
+    for (const char *name : {RESULT_FILES(FILE_NAME)}) {
+        const std::string path = dir + "/" + name;
+        hashes[path.substr(out.size() + 1)] = HashResult(path);
+    }
+#undef FILE_NAME
+    return hashes;
 }
 
 static void ShowProgress(double share)
@@ -104,7 +120,8 @@ static int Run(const OPTIONS &options)
     g_on_progress = ShowProgress;
     const bool is_written = RunPacketSize(g_settings.data_length, options.out);
     WipeBar();
-    const std::string ended = EndManifest(is_written);
+    const std::string ended =
+        EndManifest(is_written, is_written ? HashMember(HashResults(dir, options.out)) : "");
     if (!is_written) {
         return Fail(PROGRAM, dir + ": not all results could be written; is the disk full?");
     }
