@@ -20,10 +20,11 @@ std::string HashResult(const std::string &path)
     return HashText(text);
 }
 
-std::string HashMember(const std::map<std::string, std::string> &hashes)
+std::string HashMember(const std::map<std::string, std::string> &hashes, const std::string &out)
 {
     std::string text;
-    for (const auto &[name, hash] : hashes) {
+    for (const auto &[path, hash] : hashes) {
+        const std::string name = path.starts_with(out + "/") ? path.substr(out.size() + 1) : path;
         text += text.empty() ? "    \"sha256\": {\n" : ",\n";
         const auto handler = nlohmann::json::error_handler_t::replace;
         text +=

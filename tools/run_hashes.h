@@ -8,5 +8,6 @@
 // is left out, so that the same experiment has the same hashes. Empty if it cannot be read.
 std::string HashResult(const std::string &path);
 
-// The member "sha256" of a manifest: an object of hashes by file name. A comma stands behind it.
-std::string HashMember(const std::map<std::string, std::string> &hashes);
+// The member "sha256" of a manifest, of hashes by path: an object of them by the name below `out`,
+// or by the path where a file lies elsewhere. A comma stands behind it.
+std::string HashMember(const std::map<std::string, std::string> &hashes, const std::string &out);
