@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Tests of what dcfsim-experiment tells of flows: flows.csv, --packets, --series.
-# Cases: Published Own Packets Series Refusals
+# Cases: Published Own Packets Series Figures Damaged Refusals
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
 # Five pairs; the queues are short, so that packets are refused, in front of the window too.
 Pairs() {
-    printf '{"seed": 3, "loads_kbps": [0, 9000, 35000], "ticks": 1500000, "window": [500000, %s],
-        "queue_limit": 60}' "${1-1499999}" >pairs.json
+    printf '{"seed": 3, "loads_kbps": [0, 9000, 35000], "ticks": 1500000, "window": [500000, 1499999],
+        "queue_limit": 60}' >pairs.json
 }
 
 # Reads the tables below; what follows is Python.
@@ -177,6 +177,7 @@ for p, point in enumerate(points):
         own = [r for r in rows if all(r[c] == flow[c] for c in ("load_kbps", "trial", "from", "to"))]
         same("intervals", [r["begin_ms"] for r in own] == [50.0 * i for i in range(30)], True)
         window = [r for r in own if r["begin_ms"] >= 500]
+        same("in window", window == [r for r in own if r["in_window"]], True)
         add = lambda head: sum(r[head] for r in window)
         same("arrived", add("arrived") * 12000 / 1e6, flow["offered_mbps"], 1e-9)
         same("delivered", add("delivered") * 12000 / 1e6, flow["delivered_mbps"], 1e-9)
@@ -201,6 +202,81 @@ same("refused early", sum(r["refused"] for r in early) > 0, True)
 same("retried early", sum(r["retries"] for r in early) > 0, True)
 same("hit early", sum(r["collisions"] for r in early) > 0, True)
 ' || exit 1
+}
+
+# The tables of the figures, beside the same reckoned from the files.
+Figures() {
+    gnuplot --version >/dev/null 2>&1 || Skip 'gnuplot is not installed'
+    Pairs
+    dcfsim-experiment pairs.json --packets p.csv --series 20 s.csv
+    dcfsim-figures p.csv >drawn 2>said
+    dcfsim-figures s.csv >>drawn 2>>said
+    Equal 'said' "$(cat said)" ''
+    Equal 'drawn' "$(xargs <drawn)" "$(echo ./fig/{delay.csv,delay-{9000,35000}.svg} \
+        ./fig/{warm-up.csv,series-{0,9000,35000}.svg})"
+    local file
+    while read -r file; do
+        [[ -s $file ]] || Fail "$file is empty or missing"
+    done <drawn
+    Equal 'pictures' "$(find fig -name '*.png' -size +1k | wc -l)" 5
+    grep -q '>2 to 3<' fig/delay-9000.svg || Fail 'a flow is missing in the picture'
+    python3 -c "$READ"'
+import math
+rows, told = table("p.csv"), table("fig/delay.csv")
+same("rows", len(told), 10)
+for t in told:
+    own = [r for r in rows if all(r[c] == t[c] for c in ("load_kbps", "from", "to"))]
+    delays = sorted(r["delivery"] - r["arrival"] for r in own if r["delivery"])
+    same("delivered", t["delivered"], len(delays))
+    same("dropped", t["dropped"], len(own) - len(delays))
+    same("mean", t["mean_us"], sum(delays) / len(delays), 1e-5)
+    for head, share in (("p50_us", 50), ("p95_us", 95), ("p99_us", 99), ("max_us", 100)):
+        rank = -(-len(delays) * share // 100)
+        same(head, t[head], delays[rank - 1])
+def mser5(values):
+    means = [sum(values[5 * i:5 * i + 5]) / 5 for i in range(len(values) // 5)]
+    errors = []
+    for cut in range(len(means) // 2 + 1):
+        rest = means[cut:]
+        mean = sum(rest) / len(rest)
+        errors.append(sum((m - mean) ** 2 for m in rest) / len(rest) ** 2)
+    cut = min(range(len(errors)), key=lambda i: errors[i])
+    return None if cut == len(means) // 2 else 5 * cut
+rows, cuts = table("s.csv"), set()
+for t in table("fig/warm-up.csv"):
+    own = [r for r in rows if all(r[c] == t[c] for c in ("load_kbps", "trial", "from", "to"))][:-1]
+    same("window", t["window_s"], 0.5)
+    for head, values in (("delivered", [r["delivered"] / 0.02 for r in own]),
+                         ("queue", [r["mean_queue"] for r in own])):
+        cut = mser5(values)
+        cuts.add(cut)
+        got = t[head + "_mser5_s"]
+        same(head + " has a cut", got is None, cut is None)
+        if cut is not None:
+            same(head, got, cut * 0.02, 1e-9)
+same("different cuts", len(cuts) > 2, True)
+' || exit 1
+}
+
+# Files that are none of these are refused, with the line.
+Damaged() {
+    Pairs
+    dcfsim-experiment pairs.json --packets p.csv --series 100 s.csv
+    sed '3s/,[0-9]*$//' p.csv >short.csv
+    Refused 1 '^dcfsim-figures: short.csv:3: is no whole row' dcfsim-figures short.csv
+    head -c -4 s.csv >cut.csv
+    Refused 1 "^dcfsim-figures: cut.csv:$(wc -l <s.csv): is no whole row" dcfsim-figures cut.csv
+    sed '4s/,/,-/2' s.csv >negative.csv
+    Refused 1 '^dcfsim-figures: negative.csv:4: is no whole row' dcfsim-figures negative.csv
+    sed '5s/^[0-9]*/99999999999/' p.csv >large.csv
+    Refused 1 '^dcfsim-figures: large.csv:5: is no whole row' dcfsim-figures large.csv
+    sed '5p' s.csv >twice.csv
+    Refused 1 '^dcfsim-figures: twice.csv:6: is no whole row' dcfsim-figures twice.csv
+    sed 1d p.csv >headless.csv
+    Refused 1 '^dcfsim-figures: headless.csv:1: heads of neither' dcfsim-figures headless.csv
+    : >empty.csv
+    Refused 1 '^dcfsim-figures: empty.csv: cannot be read: is empty' dcfsim-figures empty.csv
+    [[ ! -e fig ]] || Fail 'something was drawn'
 }
 
 # What cannot be done is refused before anything runs, and nothing is left of it.

@@ -14,8 +14,9 @@ constexpr int NO_FLOW = EMPTY;
 static const char FLOW_HEAD[] = "load_kbps,trial,from,to,offered_mbps,delivered_mbps,delay_us,"
                                 "retries,drops,refused";
 static const char PACKET_HEAD[] = "load_kbps,trial,from,to,arrival,first_attempt,delivery,attempts";
-static const char SERIES_HEAD[] = "load_kbps,trial,from,to,begin_ms,arrived,delivered,refused,"
-                                  "retries,collisions,mean_queue,share";
+static const char SERIES_HEAD[] =
+    "load_kbps,trial,from,to,begin_ms,in_window,arrived,delivered,refused,"
+    "retries,collisions,mean_queue,share";
 
 // What has happened to the packets of a flow in a stretch of time.
 struct COUNTS {
@@ -102,6 +103,7 @@ static void WriteInterval(uint64_t begin, uint64_t end)
         CSV_FILE &file = *g_watch.series_file;
         BeginRow(file, flow);
         file.Cell(begin / TICKS_PER_MS);
+        file.Cell(begin >= g_settings.window_begin && end <= g_settings.window_end + 1 ? 1 : 0);
         file.Cell(flow.interval.arrived);
         file.Cell(flow.interval.delivered);
         file.Cell(flow.interval.refused);
