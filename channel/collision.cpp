@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "channel/channel.h"
+#include "driver/observer.h"
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/station_set.h"
@@ -66,7 +67,14 @@ static void CountPair(int station, const SIGNAL &victim, const SIGNAL &other, bo
         own.same_start_flag = 0;
         sensing = true;
     }
-    if (!InWindow() || !IsStation(static_cast<int>(victim.sender))) {
+    if (!IsStation(static_cast<int>(victim.sender))) {
+        return;
+    }
+    if (victim.kind == FRAME_DATA) {
+        const auto sender = static_cast<int>(victim.sender);
+        Tell(NOTE_COLLIDE, sender, node[sender].buffer.head);
+    }
+    if (!InWindow()) {
         return;
     }
     COL *rows = col[victim.sender][station];

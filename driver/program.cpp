@@ -33,7 +33,9 @@ bool RunPacketSize(int32_t data_length, const std::string &out)
     std::puts(size_dir.c_str());
     mkdir(size_dir.c_str(), DIRECTORY_MODE);
     mkdir((size_dir + "/fig").c_str(), DIRECTORY_MODE);
-    unlink((size_dir + "/SHA256SUMS").c_str()); // hashes of older results fit the new ones no more
+    // What dcfsim-experiment has left beside older results, and hashes of these, fit no more.
+    unlink((size_dir + "/SHA256SUMS").c_str());
+    unlink((size_dir + "/flows.csv").c_str());
     const bool is_open = fileopen(size_dir.c_str());
     load = g_settings.load_num - 1;
     std::printf("load=%d\n", load);

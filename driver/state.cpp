@@ -2,12 +2,16 @@
 
 #include <cstdlib>
 
+#include "driver/observer.h"
+
 constinit SETTINGS g_settings;
 
 NODE *node = nullptr;
 RESULT *result = nullptr;
 COL *col[NODE_NUM][NODE_NUM];
 COL *dp[NODE_NUM][NODE_NUM];
+
+const OBSERVER *g_observer = nullptr;
 
 uint64_t g_sim_time = 0;
 int32_t g_counter = 0;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "driver/observer.h"
 #include "driver/state.h"
 #include "topology/placement.h"
 #include "topology/random.h"
@@ -80,6 +81,7 @@ static void DrawBackoff(NODE &own)
 void ResetNode(int station, int kind)
 {
     NODE &own = node[station];
+    Tell(NOTE_REST, station, own.buffer.head);
     switch (kind) {
     case RESET_DONE:
         ReturnToRest(station);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "driver/observer.h"
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/tick.h"
@@ -101,7 +102,13 @@ static void SimulateLoad(int32_t trial, int32_t load_kbps)
     // Kept: packets per millisecond, whatever the label says.
     std::printf("λ(pkt/sec) = %f\tload = %f\n", KBPS_PER_MBPS * g_ariv_rate, load_mbps);
     StartLoadPoint();
+    if (g_observer != nullptr) {
+        g_observer->begin(trial, load_kbps);
+    }
     RunLoadPoint();
+    if (g_observer != nullptr) {
+        g_observer->end();
+    }
 }
 
 // Writes what a load point has yielded.

@@ -1,6 +1,7 @@
 // The receive states that end an exchange: DATA accepted and acknowledged, ACK received.
 #include <cstdint>
 
+#include "driver/observer.h"
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/visit.h"
@@ -13,6 +14,7 @@ static void Accept(int station)
 {
     NODE &own = node[station];
     LogFrame(station, own.rx_frame);
+    Tell(NOTE_DELIVER, station, own.rx_frame);
     if (!InWindow()) {
         return;
     }
@@ -43,6 +45,7 @@ static void Relay(int station)
         }
     }
     AppendPacket(station, packet);
+    Tell(NOTE_RELAY, station, packet);
     g_event = 1;
     LogFrame(station, own.rx_frame);
     if (InWindow()) {
@@ -77,6 +80,7 @@ void RxStateRxDat(int station)
         if (InWindow()) {
             ++own.over_num;
         }
+        Tell(NOTE_REFUSE, station, own.rx_frame);
     } else {
         Relay(station);
     }
@@ -124,6 +128,7 @@ static void FinishHead(int station)
 {
     NODE &own = node[station];
     if (own.buffer_num > 0) {
+        Tell(NOTE_ACK, station, own.buffer.head);
         // Kept: the count is that of the upper or the lower neighbour by index, whoever else the
         // packet went to.
         const int hop = own.buffer[0].receiver == station + 1 ? station + 1 : station - 1;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "driver/observer.h"
 #include "driver/state.h"
 #include "driver/station.h"
 #include "driver/visit.h"
@@ -37,6 +38,7 @@ void SetNav(int station, int kind)
 static void DropHead(int station)
 {
     NODE &own = node[station];
+    Tell(NOTE_DROP, station, own.buffer.head);
     // Kept: a packet without a next hop is in no count, as where it was queued.
     if (own.buffer_num > 0 && IsStation(own.buffer[0].receiver)) {
         --Reach(station, STAGE_BUFFER).buffer_hop_num[own.buffer[0].receiver];
@@ -63,6 +65,7 @@ void Timeout(int station)
             ++own.timeout_hop[own.buffer[0].receiver];
         }
     }
+    Tell(NOTE_TIMEOUT, station, own.buffer.head);
     if (own.retry_count < RETRY_LIMIT) {
         ResetNode(station, RESET_RETRY);
     } else if (own.retry_count == RETRY_LIMIT) {

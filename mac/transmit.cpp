@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "driver/observer.h"
 #include "driver/station.h"
 #include "driver/visit.h"
 #include "mac/frame.h"
@@ -96,6 +97,7 @@ void TxStateWaitDifsAndCw(int station)
         const int32_t waited = own.difs_idle_num - (after_eifs ? EIFS_EXTRA : 0);
         own.access_wait_sum += static_cast<uint64_t>(static_cast<int64_t>(waited)) - own.backoff;
     }
+    Tell(NOTE_ATTEMPT, station, own.buffer.head);
     if (own.buffer[0].nav_value > g_settings.rts_threshold) {
         TxPacket(station, FRAME_RTS);
         return;

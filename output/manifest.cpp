@@ -89,7 +89,7 @@ std::string BeginManifest(const std::string &path, const std::string &program)
     return why;
 }
 
-std::string EndManifest(bool complete)
+std::string EndManifest(bool complete, const std::string &members)
 {
     if (g_path.empty()) {
         return "";
@@ -99,6 +99,6 @@ std::string EndManifest(bool complete)
     std::snprintf(time, sizeof time, "    \"wall_time_s\": %.3f,\n", seconds);
     const std::string path = g_path;
     g_path = "";
-    return Replace(path,
-                   g_head + time + "    \"complete\": " + (complete ? "true" : "false") + "\n}\n");
+    return Replace(path, g_head + time + members +
+                             "    \"complete\": " + (complete ? "true" : "false") + "\n}\n");
 }

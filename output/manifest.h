@@ -17,5 +17,6 @@ const char *ProgramCompiler();
 std::string BeginManifest(const std::string &path, const std::string &program);
 
 // Completes the manifest that was begun last by the time that the run took; `complete` says whether
-// all results were written. Does nothing if that manifest could not be begun. Returns as above.
-std::string EndManifest(bool complete);
+// all results were written. `members` are further members of the object, each with a comma behind
+// it. Does nothing if that manifest could not be begun. Returns as above.
+std::string EndManifest(bool complete, const std::string &members = "");

@@ -91,6 +91,7 @@ std::string SettingsAsJson(const SETTINGS &settings, int indent)
     if (settings.seed != SEED_FROM_CLOCK) {
         members.Add("seed", std::to_string(settings.seed));
     }
+    members.Add("generator", Format("\"%s\"", GENERATOR_NAMES[settings.generator]));
     members.Add("trials", std::to_string(settings.trial_num));
     members.Add("loads_kbps", List(settings.load_num, [&settings](int32_t i) {
                     return std::to_string(settings.load_list[i]);

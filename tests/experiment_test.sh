@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-experiment and of experiment files.
-# Cases: Files Values Sizes Out Options Document Schema Recording
+# Cases: Files Values Sizes Out Again Options Document Schema Recording
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 BAD=$SOURCE/tests/bad-experiments
@@ -144,6 +144,37 @@ Out() {
     RefusedSilently 1 "full/$tree: not all results could be written; is the disk full\\?" \
         dcfsim-experiment "$short" -o full
     grep -q '"complete": false' full/manifest.json || Fail "$(cat full/manifest.json)"
+}
+
+# The experiment that a manifest holds, run again, leaves the same hashes, which are those of the
+# files but for the line of the clock.
+Again() {
+    local tree=10node_design/1500 kind
+    printf '{"ticks": 300000, "window": [50000, 299999], "loads_kbps": [2000, 9000], "trials": 1,
+        "generator": "mt19937-64"}' >mersenne.json
+    printf '{"ticks": 300000, "window": [50000, 299999], "loads_kbps": [9000]}' >published.json
+    for kind in mersenne published; do
+        dcfsim-experiment "$kind.json" -o $kind
+        python3 -c 'import json, sys
+json.dump(json.load(open(sys.argv[1] + "/manifest.json"))["experiment"], sys.stdout)' \
+            $kind >again.json
+        grep -q '"seed"' again.json || Fail 'the seed is missing'
+        dcfsim-experiment --plain again.json -o again-$kind
+        Hashes $kind >sums
+        [[ $(wc -l <sums) -ge 43 ]] || Fail "only $(wc -l <sums) hashes"
+        Hashes again-$kind | diff sums - || Fail "$kind: other hashes"
+        sed -i '/^simulation run time : /d' $kind/$tree/result.txt
+        (cd $kind && sha256sum --quiet --check ../sums) || Fail 'hashes are not those of the files'
+    done
+    grep -q '"generator": "mt19937-64"' mersenne/manifest.json || Fail 'the generator is missing'
+    ! cmp -s mersenne/$tree/throughput.txt published/$tree/throughput.txt || Fail 'one generator'
+}
+
+# The hashes that the manifest in $1 lists, as sha256sum prints them.
+Hashes() {
+    python3 -c 'import json, sys
+for name, hash in json.load(open(sys.argv[1] + "/manifest.json"))["sha256"].items():
+    print(hash + "  " + name)' "$1"
 }
 
 Options() {

@@ -264,6 +264,7 @@ TEST_F(OutputTest, SettingsAsJson)
 {
     SETTINGS settings;
     settings.seed = 11;
+    settings.generator = GENERATOR_MERSENNE;
     settings.trial_num = 12;
     settings.load_num = 3;
     settings.load_list[0] = 13;
@@ -292,6 +293,7 @@ TEST_F(OutputTest, SettingsAsJson)
     settings.flow_list[1] = {9, 0, 2};
     EXPECT_EQ(SettingsAsJson(settings, 2), R"({
       "seed": 11,
+      "generator": "mt19937-64",
       "trials": 12,
       "loads_kbps": [13, 14, 15],
       "data_bytes": 16,

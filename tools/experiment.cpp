@@ -5,7 +5,9 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
 
@@ -18,19 +20,25 @@
 #include "output/manifest.h"
 #include "output/settings_json.h"
 #include "tools/experiment_file.h"
+#include "tools/flow_watch.h"
 #include "tools/options.h"
 #include "tools/progress.h"
+#include "tools/run_hashes.h"
 
 namespace fs = std::filesystem;
 using STEADY = std::chrono::steady_clock;
 
 static const char PROGRAM[] = "dcfsim-experiment";
 
+constexpr int64_t LONGEST_INTERVAL_MS = 2'000'000; // the longest load point
+
 struct OPTIONS {
     std::string file;
     std::string out = "./result";
     bool plain = false;
     bool check = false;
+    std::string packets;
+    std::pair<int64_t, std::string> series = {0, ""}; // milliseconds, file
 };
 
 // Makes the directory of the results and opens every result file for a moment, so that a run never
@@ -55,6 +63,17 @@ static std::string PrepareDirectory(const std::string &dir)
     return "";
 }
 
+// Adds the hashes of the result files in `dir`, by path.
+static void HashResults(const std::string &dir, std::map<std::string, std::string> &hashes)
+{
+#define FILE_NAME(stream, name) name,
+    for (const char *name : {RESULT_FILES(FILE_NAME)}) {
+        const std::string path = dir + "/" + name;
+        hashes[path] = HashResult(path);
+    }
+#undef FILE_NAME
+}
+
 static void ShowProgress(double share)
 {
     static const STEADY::time_point begin = STEADY::now();
@@ -76,9 +95,9 @@ static bool SilenceModel()
 
 static int Run(const OPTIONS &options)
 {
-    const std::string why = ReadExperiment(options.file, g_settings);
-    if (!why.empty()) {
-        Fail(PROGRAM, why);
+    const std::string bad = ReadExperiment(options.file, g_settings);
+    if (!bad.empty()) {
+        Fail(PROGRAM, bad);
         return STATUS_USAGE;
     }
     FixSeed();
@@ -96,6 +115,11 @@ static int Run(const OPTIONS &options)
     if (!SilenceModel()) {
         return Fail(PROGRAM, std::string("standard output: ") + std::strerror(errno));
     }
+    const std::string watched = BeginWatch(
+        {dir + "/flows.csv", options.packets, options.series.second, options.series.first});
+    if (!watched.empty()) {
+        return Fail(PROGRAM, watched);
+    }
     const std::string begun = BeginManifest(options.out + "/manifest.json", PROGRAM);
     if (!begun.empty()) {
         return Fail(PROGRAM, begun);
@@ -104,11 +128,19 @@ static int Run(const OPTIONS &options)
     g_on_progress = ShowProgress;
     const bool is_written = RunPacketSize(g_settings.data_length, options.out);
     WipeBar();
-    const std::string ended = EndManifest(is_written);
+    std::map<std::string, std::string> hashes;
+    const std::string lost = EndWatch(is_written, hashes);
+    const bool is_complete = is_written && lost.empty();
+    if (is_complete) {
+        HashResults(dir, hashes);
+    }
+    const std::string ended =
+        EndManifest(is_complete, is_complete ? HashMember(hashes, options.out) : "");
     if (!is_written) {
         return Fail(PROGRAM, dir + ": not all results could be written; is the disk full?");
     }
-    return ended.empty() ? 0 : Fail(PROGRAM, ended);
+    const std::string &why = lost.empty() ? ended : lost;
+    return why.empty() ? 0 : Fail(PROGRAM, why);
 }
 
 static int Main(int argc, char **argv)
@@ -122,10 +154,26 @@ static int Main(int argc, char **argv)
         ->option_text("DIR")
         ->check([](const std::string &dir) { return dir.empty() ? "no directory is named" : ""; });
     app.add_flag("--plain", options.plain, "Visit every station in every tick: same bytes, slower");
+    app.add_option("--packets", options.packets,
+                   "Write a row for each packet delivered or dropped in the window, as CSV")
+        ->option_text("FILE");
+    app.add_option("--series", options.series,
+                   "Write a row for each flow and interval of MS milliseconds, as CSV")
+        ->option_text("MS FILE");
     app.add_flag("--check", options.check,
                  "Print the experiment with all defaults filled in, and run nothing");
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
+    }
+    if (!options.series.second.empty() &&
+        (options.series.first < 1 || options.series.first > LONGEST_INTERVAL_MS)) {
+        Fail(PROGRAM, "--series: an interval of " + std::to_string(options.series.first) +
+                          " ms; allowed: 1 .. " + std::to_string(LONGEST_INTERVAL_MS));
+        return STATUS_USAGE;
+    }
+    if (!options.packets.empty() && options.packets == options.series.second) {
+        Fail(PROGRAM, "--packets and --series name one file; give each its own");
+        return STATUS_USAGE;
     }
     return Run(options);
 }

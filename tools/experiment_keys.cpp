@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <type_traits>
 
@@ -190,6 +191,19 @@ static void ReadRange(const json &value, const std::string &path, SETTINGS &sett
     settings.*FIELD = Real(value, path, 0.0);
 }
 
+static void ReadGenerator(const json &value, const std::string &path, SETTINGS &settings)
+{
+    std::string allowed;
+    for (size_t i = 0; i < std::size(GENERATOR_NAMES); ++i) {
+        if (value == GENERATOR_NAMES[i]) {
+            settings.generator = static_cast<GENERATOR>(i);
+            return;
+        }
+        allowed.append(i == 0 ? "\"" : " or \"").append(GENERATOR_NAMES[i]).append("\"");
+    }
+    RefuseValue(path, value, allowed);
+}
+
 static void ReadSchema(const json &value, const std::string &path, SETTINGS &)
 {
     if (!value.is_string()) {
@@ -201,6 +215,7 @@ static void ReadSchema(const json &value, const std::string &path, SETTINGS &)
 static const KEY KEYS[] = {
     {"$schema",               ReadSchema},
     {"seed",                  ReadInteger<&SETTINGS::seed, 0, LARGEST>},
+    {"generator",             ReadGenerator},
     {"trials",                ReadInteger<&SETTINGS::trial_num, 1, 1000>},
     {"loads_kbps",            ReadLoads},
     {"data_bytes",            ReadInteger<&SETTINGS::data_length, 1, 65507>},

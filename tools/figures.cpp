@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <system_error>
@@ -24,6 +25,8 @@
 #include "tools/figure_source.h"
 #include "tools/options.h"
 #include "tools/read_tree.h"
+#include "tools/watched_data.h"
+#include "tools/watched_figures.h"
 
 namespace fs = std::filesystem;
 
@@ -35,6 +38,17 @@ static bool WriteFile(const std::string &path, const std::string &text)
     file << text;
     file.close();
     return !file.fail();
+}
+
+// Runs a script in its directory. Returns what went wrong, or an empty text.
+static std::string RunGnuplot(const std::string &dir, const std::string &script,
+                              const std::string &of)
+{
+    if (std::system("command -v gnuplot >/dev/null") != 0) {
+        return "gnuplot is missing (Debian: gnuplot-nox)";
+    }
+    const std::string draw = "cd " + ShellWord(dir) + " && gnuplot " + script;
+    return std::system(draw.c_str()) == 0 ? "" : "gnuplot could not draw the figures of " + of;
 }
 
 // Draws into `partial`. Returns what went wrong, or an empty text.
@@ -53,12 +67,9 @@ static std::string DrawInto(const std::string &partial, const DATA &data, const 
     if (!WriteFile(partial + "/figures.gp", script.str())) {
         return partial + "/figures.gp: cannot be written: " + std::strerror(errno);
     }
-    if (std::system("command -v gnuplot >/dev/null") != 0) {
-        return "gnuplot is missing (Debian: gnuplot-nox)";
-    }
-    const std::string draw = "cd " + ShellWord(partial) + " && gnuplot figures.gp";
-    if (std::system(draw.c_str()) != 0) {
-        return "gnuplot could not draw the figures of " + source.dir;
+    const std::string why = RunGnuplot(partial, "figures.gp", source.dir);
+    if (!why.empty()) {
+        return why;
     }
     for (SHOWN &one : shown) {
         std::ostringstream svg;
@@ -76,16 +87,17 @@ static std::string DrawInto(const std::string &partial, const DATA &data, const 
 }
 
 // Draws beside what is there and replaces it file by file, so that a picture is never half there.
-static int Draw(const DATA &data, const SOURCE &source)
+// `draw` is given the directory to draw into, and returns what went wrong, or an empty text.
+static int DrawBeside(const std::string &fig,
+                      const std::function<std::string(const std::string &)> &draw)
 {
-    const std::string fig = source.dir + "/fig";
     const std::string partial = fig + "/.partial-" + std::to_string(getpid());
     std::error_code error;
     fs::create_directories(partial, error);
     if (error) {
         return Fail(PROGRAM, fig + ": cannot be written: " + error.message());
     }
-    std::string why = DrawInto(partial, data, source);
+    std::string why = draw(partial);
     for (const auto &entry : fs::directory_iterator(partial)) {
         if (why.empty()) {
             fs::rename(entry.path(), fig / entry.path().filename(), error);
@@ -93,11 +105,49 @@ static int Draw(const DATA &data, const SOURCE &source)
         }
     }
     fs::remove_all(partial, error);
+    return why.empty() ? 0 : Fail(PROGRAM, why);
+}
+
+static int Draw(const DATA &data, const SOURCE &source)
+{
+    const std::string fig = source.dir + "/fig";
+    const int status = DrawBeside(
+        fig, [&](const std::string &partial) { return DrawInto(partial, data, source); });
+    if (status == 0) {
+        std::printf("%s/index.html\n", fig.c_str());
+    }
+    return status;
+}
+
+// Draws a file of packets or of intervals into `fig` beside it, with a table.
+static int DrawWatched(const std::string &path)
+{
+    WATCHED watched;
+    const std::string why = ReadWatched(path, watched);
     if (!why.empty()) {
         return Fail(PROGRAM, why);
     }
-    std::printf("%s/index.html\n", fig.c_str());
-    return 0;
+    const TABLE table = WatchedTable(watched);
+    std::ostringstream script;
+    script << "# " << path << '\n';
+    const std::vector<std::string> names = WriteWatchedFigures(script, watched);
+    const std::string script_name = table.name.substr(0, table.name.find('.')) + ".gp";
+    const fs::path parent = fs::path(path).parent_path();
+    const std::string fig = (parent.empty() ? "." : parent.string()) + "/fig";
+    const int status = DrawBeside(fig, [&](const std::string &partial) -> std::string {
+        if (!WriteFile(partial + "/" + table.name, table.text) ||
+            !WriteFile(partial + "/" + script_name, script.str())) {
+            return partial + ": cannot be written: " + std::strerror(errno);
+        }
+        return RunGnuplot(partial, script_name, path);
+    });
+    if (status == 0) {
+        std::printf("%s/%s\n", fig.c_str(), table.name.c_str());
+        for (const std::string &name : names) {
+            std::printf("%s/%s.svg\n", fig.c_str(), name.c_str());
+        }
+    }
+    return status;
 }
 
 // Runs the program's own plot script, which draws three flows as EPS.
@@ -145,13 +195,21 @@ static int Main(int argc, char **argv)
     bool runs_script = false;
     CLI::App app("Draws the results in DIR as SVG, PNG and PDF into DIR/fig, with a page, "
                  "index.html, that shows them all and their values. The results of a campaign are "
-                 "drawn with confidence bars.",
+                 "drawn with confidence bars. A file that dcfsim-experiment wrote for --packets or "
+                 "--series is drawn into fig beside it, with a table.",
                  PROGRAM);
-    app.add_option("DIR", dir, "Result files, or a campaign of dcfsim-replicate")->required();
+    app.add_option(
+           "DIR", dir,
+           "Result files, a campaign of dcfsim-replicate, or a file of packets or intervals")
+        ->required();
     app.add_flag("--throughput-script", runs_script,
                  "Only run the simulator's own plot script, which draws fig/throughput.eps");
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
+    }
+    std::error_code error;
+    if (!runs_script && fs::is_regular_file(dir, error)) {
+        return DrawWatched(dir);
     }
     SOURCE source{dir, PROGRAM, {}, {}, {}, {}, false};
     for (int i = 1; i < argc; ++i) {

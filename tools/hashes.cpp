@@ -15,7 +15,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr size_t BLOCK_BYTES = 64;
+constexpr size_t BLOCK_BYTES = DIGEST::BLOCK_BYTES;
 constexpr size_t LENGTH_BYTES = 8; // at the end of the last block: bits of the message
 constexpr int ROUNDS = 64;
 
@@ -69,33 +69,63 @@ static void HashBlock(std::array<uint32_t, 8> &state, const unsigned char *block
     }
 }
 
-std::string HashText(std::string_view text)
+DIGEST::DIGEST() : state(START)
 {
-    std::array<uint32_t, 8> state = START;
-    const uint64_t bits = static_cast<uint64_t>(text.size()) * 8;
+}
+
+void DIGEST::Add(std::string_view text)
+{
     const auto *bytes = reinterpret_cast<const unsigned char *>(text.data());
-    for (; text.size() >= BLOCK_BYTES; text.remove_prefix(BLOCK_BYTES), bytes += BLOCK_BYTES) {
+    size_t left = text.size();
+    const size_t begun = length % BLOCK_BYTES; // of the block that is not yet full
+    length += left;
+    if (begun > 0) {
+        const size_t taken = std::min(left, BLOCK_BYTES - begun);
+        std::copy_n(bytes, taken, rest.begin() + begun);
+        bytes += taken;
+        left -= taken;
+        if (begun + taken < BLOCK_BYTES) {
+            return;
+        }
+        HashBlock(state, rest.data());
+    }
+    for (; left >= BLOCK_BYTES; left -= BLOCK_BYTES, bytes += BLOCK_BYTES) {
         HashBlock(state, bytes);
     }
+    std::copy_n(bytes, left, rest.begin());
+}
+
+std::string DIGEST::Hash() const
+{
     // The rest, a bit that is set, zeros, and the length, which may need a block of its own.
-    unsigned char rest[2 * BLOCK_BYTES] = {};
-    std::copy_n(bytes, text.size(), rest);
-    rest[text.size()] = 0x80;
-    const bool is_long = text.size() >= BLOCK_BYTES - LENGTH_BYTES;
-    unsigned char *end = rest + (is_long ? 2 : 1) * BLOCK_BYTES;
+    const uint64_t bits = length * 8;
+    const size_t begun = length % BLOCK_BYTES;
+    unsigned char last[2 * BLOCK_BYTES] = {};
+    std::copy_n(rest.begin(), begun, last);
+    last[begun] = 0x80;
+    const bool is_long = begun >= BLOCK_BYTES - LENGTH_BYTES;
+    unsigned char *end = last + (is_long ? 2 : 1) * BLOCK_BYTES;
     for (size_t i = 1; i <= LENGTH_BYTES; ++i) {
         *(end - i) = static_cast<unsigned char>(bits >> 8 * (i - 1));
     }
-    for (const unsigned char *block = rest; block != end; block += BLOCK_BYTES) {
-        HashBlock(state, block);
+    std::array<uint32_t, 8> stirred = state;
+    for (const unsigned char *block = last; block != end; block += BLOCK_BYTES) {
+        HashBlock(stirred, block);
     }
     std::string hash;
-    for (const uint32_t word : state) {
+    for (const uint32_t word : stirred) {
         char digits[9];
         std::snprintf(digits, sizeof digits, "%08x", word);
         hash += digits;
     }
     return hash;
+}
+
+std::string HashText(std::string_view text)
+{
+    DIGEST digest;
+    digest.Add(text);
+    return digest.Hash();
 }
 
 std::optional<std::string> HashFile(const std::string &path)

@@ -1,9 +1,30 @@
 // SHA-256 of texts, files and trees, as `sha256sum` prints it: 64 hexadecimal digits.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+
+// The hash of a text that comes in parts.
+class DIGEST
+{
+  public:
+    static constexpr size_t BLOCK_BYTES = 64;
+
+    DIGEST();
+    void Add(std::string_view text);
+
+    // The hash of what was added so far.
+    std::string Hash() const;
+
+  private:
+    std::array<uint32_t, 8> state;
+    std::array<unsigned char, BLOCK_BYTES> rest{}; // the block that is not yet full
+    uint64_t length = 0;                           // bytes added
+};
 
 std::string HashText(std::string_view text);
 

@@ -11,11 +11,13 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/tick.h"
+#include "tools/validate_delay.h"
 #include "tools/validate_seeds.h"
 #include "topology/placement.h"
 #include "topology/random.h"
@@ -199,6 +201,36 @@ static CELL SimulateCell(int pairs, uint64_t ticks, int points)
     return cell;
 }
 
+// The quantiles of the delay, and where the two distribution functions are furthest apart.
+static void CompareDistributions(int32_t load_mbps, const std::vector<uint64_t> &delays)
+{
+    Head("A pair that is alone, delays at " + std::to_string(load_mbps) + " Mbit/s");
+    const std::vector<double> theory = DelayDistribution(load_mbps / PACKET_BITS);
+    const auto count = static_cast<double>(delays.size());
+    constexpr double FEW = 10'000.0; // packets: their quantiles are rough
+    for (const double share : {0.5, 0.95, 0.99}) {
+        const auto rank = static_cast<size_t>(std::ceil(share * count)) - 1;
+        Row("p" + std::to_string(static_cast<int>(std::lround(100 * share))) + ", ticks",
+            QuantileOf(theory, share), static_cast<double>(delays[rank]),
+            load_mbps > 20 || count < FEW ? 8.0 : 3.0);
+    }
+    double sum = 0.0;
+    double furthest = 0.0;
+    size_t at = 0;
+    for (size_t k = 0; k < theory.size(); ++k) {
+        sum += theory[k];
+        while (at < delays.size() && delays[at] <= k) {
+            ++at;
+        }
+        furthest = std::max(furthest, std::fabs(sum - static_cast<double>(at) / count));
+    }
+    // As a share of 1, so that its tolerance is in percent of all packets: what 99 % of samples of
+    // independent packets keep, or more, as successive delays are alike.
+    constexpr double KOLMOGOROV = 163.0;
+    Row("1 + the largest distance of the two", 1.0, 1.0 + furthest,
+        load_mbps > 20 ? 3.0 : std::max(1.0, KOLMOGOROV / std::sqrt(count)));
+}
+
 static void CompareAlone(uint64_t ticks)
 {
     Head("A pair that is alone, mean of five");
@@ -211,10 +243,13 @@ static void CompareAlone(uint64_t ticks)
         sum += Throughput(flow) / FLOW_NUM;
     }
     Row("saturated: Mbit/s", PACKET_BITS / CYCLE, sum, 0.5);
+    std::vector<std::pair<int32_t, std::vector<uint64_t>>> delays;
     for (const int load_mbps : {1, 5, 15, 25}) {
         Start(2000 + load_mbps, 1000 * load_mbps, 4 * ticks);
         PlacePairs(1000.0);
+        NoteDelays();
         Run();
+        delays.push_back({load_mbps, NotedDelays()});
         double delay = 0.0;
         double received = 0.0;
         for (int flow = 0; flow < FLOW_NUM - 1; ++flow) { // the last one has no sum of delays
@@ -227,6 +262,9 @@ static void CompareAlone(uint64_t ticks)
         const double wait = rate * (CYCLE * CYCLE + VARIANCE) / (2.0 * (1.0 - rate * CYCLE));
         Row(std::to_string(load_mbps) + " Mbit/s: mean delay, ticks",
             wait + DIFS + MEAN_BACKOFF + DATA, delay / received, load_mbps > 20 ? 5.0 : 2.0);
+    }
+    for (const auto &[load_mbps, noted] : delays) {
+        CompareDistributions(load_mbps, noted);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cmath>
 
+#include "driver/observer.h"
 #include "driver/state.h"
 #include "driver/visit.h"
 #ifdef DCFSIM_FAST_FORWARD
@@ -53,21 +54,22 @@ void GenePacketAll()
 void GenePacket(int src, int dst)
 {
     NODE &own = Reach(src, STAGE_TX);
+    PACKET packet;
+    packet.src = src;
+    packet.dst = dst;
     if (own.buffer_num >= g_settings.queue_limit) {
         if (InWindow()) {
             ++own.over_num;
         }
+        Tell(NOTE_REFUSE, src, packet);
         return;
     }
-    PACKET packet;
     packet.type = FRAME_DATA;
     packet.nav_value = DAT_LENGTH;
     // Kept: not the airtime of the frame. A contending station therefore takes a DATA frame for
     // received 28 ticks after its start.
     packet.duration = DATA_DURATION;
     packet.payload_time = PayloadTicks();
-    packet.src = src;
-    packet.dst = dst;
     packet.sender = src;
     packet.receiver = NextHop(src, dst);
     packet.seq = static_cast<int32_t>(own.packet_seq++);
@@ -78,6 +80,7 @@ void GenePacket(int src, int dst)
     packet.age_base = 0;
     packet.id = own.gene_num; // Kept: all packets created outside the window share an id
     AppendPacket(src, packet);
+    Tell(NOTE_ARRIVE, src, packet);
     g_event = 1;
 }
 
