@@ -37,6 +37,17 @@ static std::string Real(double value)
     return {text, end.ptr};
 }
 
+// A text without control characters as JSON writes it.
+static std::string Quoted(const char *text)
+{
+    std::string quoted = "\"";
+    for (; *text != '\0'; ++text) {
+        quoted += *text == '"' || *text == '\\' ? "\\" : "";
+        quoted += *text;
+    }
+    return quoted += '"';
+}
+
 // `count` values, each made into text by `format` from its index.
 template <class FORMAT> static std::string List(int32_t count, FORMAT format)
 {
@@ -88,6 +99,9 @@ static std::string Flows(const SETTINGS &settings)
 std::string SettingsAsJson(const SETTINGS &settings, int indent)
 {
     MEMBERS members{std::string("\n").append(static_cast<size_t>(indent), ' '), ""};
+    if (settings.title[0] != '\0') {
+        members.Add("title", Quoted(settings.title));
+    }
     if (settings.seed != SEED_FROM_CLOCK) {
         members.Add("seed", std::to_string(settings.seed));
     }
