@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-experiment and of experiment files.
-# Cases: Files Values Sizes Out Options Document Schema Recording
+# Cases: Files Values Sizes Out Options Document Schema Recording List
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 BAD=$SOURCE/tests/bad-experiments
@@ -162,6 +162,33 @@ Options() {
     dcfsim-experiment --check "$short" 2>err >/dev/full || status=$?
     Equal 'status' "$status" 1
     Equal 'said' "$(cat err)" 'dcfsim-experiment: standard output cannot be written'
+}
+
+# Every file of experiments/ has its line, and none is without a title.
+List() {
+    (cd "$SOURCE" && dcfsim-experiment --list) >listed
+    (cd "$SOURCE" && printf '%s\n' experiments/*.json) | LC_ALL=C sort >files
+    awk '{ print $1 }' listed | diff files - || Fail 'other files'
+    ! grep -n 'without a title' listed || Fail 'a file has no title'
+    grep -qE "^$SOURCE/experiments/few-ticks.json +Load" <(dcfsim-experiment --list) || Fail 'elsewhere'
+    RefusedSilently 2 'FILE excludes --list; .*' dcfsim-experiment --list x.json
+    RefusedSilently 2 '.* excludes .*; .*' dcfsim-experiment --list --plain
+    local status=0
+    dcfsim-experiment --list 2>err >/dev/full || status=$?
+    Equal 'status' "$status" 1
+    Equal 'said' "$(cat err)" 'dcfsim-experiment: standard output cannot be written'
+    # One that cannot be run is told, and the others are listed.
+    mkdir -p moved/bin moved/share/dcfsim/experiments
+    cp "$BIN/dcfsim-experiment" moved/bin
+    RefusedSilently 1 '/.*/moved/share/dcfsim/experiments: no experiments can be found; .*' \
+        moved/bin/dcfsim-experiment --list
+    echo '{"trials": 0}' >moved/share/dcfsim/experiments/bad.json
+    echo '{}' >moved/share/dcfsim/experiments/untitled.json
+    status=0
+    moved/bin/dcfsim-experiment --list >listed 2>err || status=$?
+    Equal 'status' "$status" 1
+    Equal 'listed' "$(cat listed)" 'moved/share/dcfsim/experiments/untitled.json  (without a title)'
+    grep -q 'experiments/bad.json: trials: stands at 0' err || Fail "$(cat err)"
 }
 
 # A comparison with recorded results fails where it should, and says where; recording is on purpose.

@@ -18,6 +18,7 @@
 #include "output/manifest.h"
 #include "output/settings_json.h"
 #include "tools/experiment_file.h"
+#include "tools/experiment_list.h"
 #include "tools/options.h"
 #include "tools/progress.h"
 
@@ -116,16 +117,26 @@ static int Main(int argc, char **argv)
     OPTIONS options;
     CLI::App app("Runs the experiment of FILE and writes its results below the directory of --out.",
                  PROGRAM);
-    app.add_option("FILE", options.file, "Experiment, a JSON file; {} is the published one")
-        ->required();
+    const auto *file =
+        app.add_option("FILE", options.file, "Experiment, a JSON file; {} is the published one");
     app.add_option("-o,--out", options.out, "Directory of the results, ./result unless given")
         ->option_text("DIR")
         ->check([](const std::string &dir) { return dir.empty() ? "no directory is named" : ""; });
     app.add_flag("--plain", options.plain, "Visit every station in every tick: same bytes, slower");
     app.add_flag("--check", options.check,
                  "Print the experiment with all defaults filled in, and run nothing");
+    bool list = false;
+    app.add_flag("--list", list, "Show the experiments that come with the program, a line each")
+        ->excludes("FILE", "--out", "--plain", "--check");
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
+    }
+    if (list) {
+        return ListExperiments(PROGRAM);
+    }
+    if (file->count() == 0) {
+        Fail(PROGRAM, "FILE is required; try 'dcfsim-experiment --help'");
+        return STATUS_USAGE;
     }
     return Run(options);
 }
