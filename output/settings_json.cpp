@@ -37,17 +37,6 @@ static std::string Real(double value)
     return {text, end.ptr};
 }
 
-// A text without control characters as JSON writes it.
-static std::string Quoted(const char *text)
-{
-    std::string quoted = "\"";
-    for (; *text != '\0'; ++text) {
-        quoted += *text == '"' || *text == '\\' ? "\\" : "";
-        quoted += *text;
-    }
-    return quoted += '"';
-}
-
 // `count` values, each made into text by `format` from its index.
 template <class FORMAT> static std::string List(int32_t count, FORMAT format)
 {
@@ -96,11 +85,21 @@ static std::string Flows(const SETTINGS &settings)
     });
 }
 
+std::string JsonText(const std::string &text)
+{
+    std::string quoted = "\"";
+    for (const char letter : text) {
+        quoted += letter == '"' || letter == '\\' ? "\\" : "";
+        quoted += letter;
+    }
+    return quoted += '"';
+}
+
 std::string SettingsAsJson(const SETTINGS &settings, int indent)
 {
     MEMBERS members{std::string("\n").append(static_cast<size_t>(indent), ' '), ""};
     if (settings.title[0] != '\0') {
-        members.Add("title", Quoted(settings.title));
+        members.Add("title", JsonText(settings.title));
     }
     if (settings.seed != SEED_FROM_CLOCK) {
         members.Add("seed", std::to_string(settings.seed));

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -19,7 +20,9 @@
 #include "output/settings_json.h"
 #include "tools/experiment_file.h"
 #include "tools/experiment_list.h"
+#include "tools/experiment_warnings.h"
 #include "tools/options.h"
+#include "tools/plain_file.h"
 #include "tools/progress.h"
 
 namespace fs = std::filesystem;
@@ -82,6 +85,10 @@ static int Run(const OPTIONS &options)
         Fail(PROGRAM, why);
         return STATUS_USAGE;
     }
+    const std::vector<std::string> warnings = WarningsOf(g_settings);
+    for (const std::string &warning : warnings) {
+        Fail(PROGRAM, OneLine(options.file + ": warning: " + warning));
+    }
     FixSeed();
     if (options.check) {
         const std::string text = SettingsAsJson(g_settings, 0) + "\n";
@@ -97,7 +104,7 @@ static int Run(const OPTIONS &options)
     if (!SilenceModel()) {
         return Fail(PROGRAM, std::string("standard output: ") + std::strerror(errno));
     }
-    const std::string begun = BeginManifest(options.out + "/manifest.json", PROGRAM);
+    const std::string begun = BeginManifest(options.out + "/manifest.json", PROGRAM, warnings);
     if (!begun.empty()) {
         return Fail(PROGRAM, begun);
     }
