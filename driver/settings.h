@@ -10,6 +10,7 @@ constexpr int LOAD_LIMIT = 1000;                 // offered loads of a sweep, at
 constexpr int FLOW_LIMIT = 100;                  // flows, at most
 constexpr int WEIGHT_LIMIT = 1000;               // sum of their weights, at most
 constexpr int ROUTE_LIMIT = NODE_NUM * NODE_NUM; // rows of all routing tables together
+constexpr int TITLE_LIMIT = 100;                 // characters of a title, at most
 constexpr int64_t SEED_FROM_CLOCK = INT64_MIN;   // no seed is given
 
 // Place of a station, in metres.
@@ -59,7 +60,8 @@ enum ROUTING : int32_t {
 };
 
 struct SETTINGS {
-    int64_t seed = SEED_FROM_CLOCK; // what the clock gives to the generator
+    char title[4 * TITLE_LIMIT + 1] = ""; // one line of UTF-8 for readers, empty if none is given
+    int64_t seed = SEED_FROM_CLOCK;       // what the clock gives to the generator
     GENERATOR generator = GENERATOR_LCG;
     int32_t replication = 0; // GENERATOR_MERSENNE only: sets streams of one seed apart
     int32_t trial_num = 2;   // sweeps over the loads, 1 or more

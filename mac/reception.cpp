@@ -37,6 +37,9 @@ static void Accept(int station)
 static void Relay(int station)
 {
     NODE &own = node[station];
+    // Kept: under a NAV the end of an overlap leaves the station receiving, so another frame may
+    // have come over the one that it took in. An RTS, CTS or ACK has no destination, which is what
+    // unused rows say too: no next hop. A DATA frame for others keeps theirs without a route.
     PACKET packet = own.rx_frame;
     packet.sender = station;
     for (const auto &row : own.table) {

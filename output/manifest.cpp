@@ -75,13 +75,25 @@ static std::string Replace(const std::string &path, const std::string &text)
     return why;
 }
 
-std::string BeginManifest(const std::string &path, const std::string &program)
+// What the reader of the results has to know, a line each.
+static std::string Warnings(const std::vector<std::string> &warnings)
+{
+    std::string list;
+    for (const std::string &warning : warnings) {
+        list.append(list.empty() ? "\n        " : ",\n        ").append(JsonText(warning));
+    }
+    std::string member = "    \"warnings\": [";
+    return list.empty() ? list : member.append(list).append("\n    ],\n");
+}
+
+std::string BeginManifest(const std::string &path, const std::string &program,
+                          const std::vector<std::string> &warnings)
 {
     g_begin = STEADY::now();
     g_head = "{\n" + Member("program", program) + Member("version", ProgramVersion()) +
              Member("commit", ProgramCommit()) + Member("compiler", ProgramCompiler()) +
              Member("start_time", TimeText(std::time(nullptr))) + Generator(g_settings) +
-             "    \"experiment\": " + SettingsAsJson(g_settings, 4) + ",\n";
+             "    \"experiment\": " + SettingsAsJson(g_settings, 4) + ",\n" + Warnings(warnings);
     // What cannot be replaced must not speak for the new results.
     std::remove(path.c_str());
     std::string why = Replace(path, g_head + "    \"complete\": false\n}\n");

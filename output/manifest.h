@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // Version of the program, the commit it was built from ("unknown" outside a checkout), and the
 // compiler.
@@ -12,9 +13,11 @@ const char *ProgramCommit();
 const char *ProgramCompiler();
 
 // Begins the manifest of a run of `program` at `path`: the experiment of `g_settings` and who
-// simulates it, "complete": false. Takes an older manifest away. Returns what went wrong, with the
-// path, or an empty text.
-std::string BeginManifest(const std::string &path, const std::string &program);
+// simulates it, "complete": false; with "warnings" if there are any, lines without control
+// characters. Takes an older manifest away. Returns what went wrong, with the path, or an empty
+// text.
+std::string BeginManifest(const std::string &path, const std::string &program,
+                          const std::vector<std::string> &warnings = {});
 
 // Completes the manifest that was begun last by the time that the run took; `complete` says whether
 // all results were written. `members` are further members of the object, each with a comma behind

@@ -85,9 +85,22 @@ static std::string Flows(const SETTINGS &settings)
     });
 }
 
+std::string JsonText(const std::string &text)
+{
+    std::string quoted = "\"";
+    for (const char letter : text) {
+        quoted += letter == '"' || letter == '\\' ? "\\" : "";
+        quoted += letter;
+    }
+    return quoted += '"';
+}
+
 std::string SettingsAsJson(const SETTINGS &settings, int indent)
 {
     MEMBERS members{std::string("\n").append(static_cast<size_t>(indent), ' '), ""};
+    if (settings.title[0] != '\0') {
+        members.Add("title", JsonText(settings.title));
+    }
     if (settings.seed != SEED_FROM_CLOCK) {
         members.Add("seed", std::to_string(settings.seed));
     }

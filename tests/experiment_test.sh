@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-experiment and of experiment files.
-# Cases: Files Values Sizes Out Again Options Document Schema Recording
+# Cases: Files Values Sizes Out Again Options Document Schema Recording List Warnings
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 BAD=$SOURCE/tests/bad-experiments
@@ -193,6 +193,80 @@ Options() {
     dcfsim-experiment --check "$short" 2>err >/dev/full || status=$?
     Equal 'status' "$status" 1
     Equal 'said' "$(cat err)" 'dcfsim-experiment: standard output cannot be written'
+}
+
+# Every file of experiments/ has its line, and none is without a title.
+List() {
+    (cd "$SOURCE" && dcfsim-experiment --list) >listed
+    (cd "$SOURCE" && printf '%s\n' experiments/*.json) | LC_ALL=C sort >files
+    awk '{ print $1 }' listed | diff files - || Fail 'other files'
+    ! grep -n 'without a title' listed || Fail 'a file has no title'
+    grep -qE "^$SOURCE/experiments/few-ticks.json +Load" <(dcfsim-experiment --list) || Fail 'elsewhere'
+    RefusedSilently 2 'FILE excludes --list; .*' dcfsim-experiment --list x.json
+    RefusedSilently 2 '.* excludes .*; .*' dcfsim-experiment --list --plain
+    local status=0
+    dcfsim-experiment --list 2>err >/dev/full || status=$?
+    Equal 'status' "$status" 1
+    Equal 'said' "$(cat err)" 'dcfsim-experiment: standard output cannot be written'
+    # One that cannot be run is told, and the others are listed.
+    mkdir -p moved/bin moved/share/dcfsim/experiments
+    cp "$BIN/dcfsim-experiment" moved/bin
+    RefusedSilently 1 '/.*/moved/share/dcfsim/experiments: no experiments can be found; .*' \
+        moved/bin/dcfsim-experiment --list
+    echo '{"trials": 0}' >moved/share/dcfsim/experiments/bad.json
+    echo '{}' >moved/share/dcfsim/experiments/untitled.json
+    status=0
+    moved/bin/dcfsim-experiment --list >listed 2>err || status=$?
+    Equal 'status' "$status" 1
+    Equal 'listed' "$(cat listed)" 'moved/share/dcfsim/experiments/untitled.json  (without a title)'
+    grep -q 'experiments/bad.json: trials: stands at 0' err || Fail "$(cat err)"
+}
+
+# The warnings of file $1, from standard error, in the words of experiment-warnings.txt.
+Warned() {
+    sed -E "s|^dcfsim-experiment: $1: warning: ||
+        s/^rts_threshold: RTS .* delivered to stations? ([0-9, ]+), .*/rts \\1/
+        s/^rts_threshold: RTS .*/rts none/
+        s/^rts_threshold: .* of stations? ([0-9, ]+) is .*/shares \\1/
+        s/^routes: stations? ([0-9, ]+) relay.*/relays \\1/
+        s/^stations_m: stations? ([0-9, ]+) can .*/overwritten \\1/" err | paste -sd ';' | sed 's/;/; /g'
+}
+
+# Kept behaviour that changes what results mean is warned of, on standard error and in the manifest,
+# with an entry of kept-behaviour.md that is there; nothing else is.
+Warnings() {
+    local kept file name wanted entry
+    kept=$(tr -s '\n ' '  ' <"$SOURCE/docs/kept-behaviour.md")
+    Table ../experiment-warnings.txt >wanted
+    printf '%s\n' "$SOURCE"/experiments/*.json | sed 's|.*/||; s/\.json//' |
+        diff - <(awk '{ print $1 }' wanted) || Fail 'files not listed'
+    while read -r name wanted; do
+        file=$SOURCE/experiments/$name.json
+        dcfsim-experiment --check "$file" 2>err >checked.json
+        Equal "warnings of $name" "$(Warned "$file")" "$wanted"
+        cat err >>all
+    done < <(cat wanted)
+    while read -r entry; do
+        [[ $kept == *"**$entry"* || $kept == *"## $entry "* ]] || Fail "no entry '$entry'"
+    done < <(grep -oE 'read kept-behaviour.md.*' all | grep -oE '"[^"]+"' | tr -d '"' | sort -u)
+    # Only what sends is heard: a hidden station without packets is none, nor is a longer way
+    # without a flow.
+    echo '{"routes": "chain", "flows": [{"from": 8, "to": 9}], "stations_m": "chain"}' >silent.json
+    dcfsim-experiment --check silent.json 2>err >checked.json
+    Equal 'warnings of one hop' "$(Warned silent.json)" ''
+    # RTS begins at a threshold below the duration value, which goes by the packet size.
+    for name in 247 248; do
+        echo "{\"rts_threshold\": $name}" >rts.json
+        dcfsim-experiment --check rts.json 2>err >checked.json
+        Equal "warnings at $name" "$(Warned rts.json)" "$([[ $name == 248 ]] || echo 'rts 1, 3, 5, 7, 9')"
+    done
+    dcfsim-experiment "$SOURCE/experiments/rts-pairs.json" -o out 2>err
+    sed -nE '/"warnings": \[/,/^    \]/s/^        "(.*)",?$/\1/p' out/manifest.json | sed 's/\\"/"/g' |
+        diff <(sed 's/.*: warning: //' err) - || Fail 'another manifest'
+    Equal 'warnings' "$(wc -l <err)" 2
+    dcfsim-experiment "$SOURCE/experiments/few-ticks.json" -o quiet 2>err
+    Equal 'standard error' "$(cat err)" ''
+    ! grep -q warnings quiet/manifest.json || Fail 'warnings in the manifest'
 }
 
 # A comparison with recorded results fails where it should, and says where; recording is on purpose.

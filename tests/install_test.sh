@@ -18,6 +18,14 @@ Install() {
         diff helped paged || Fail "options of $program"
         "usr/bin/$program" --version | grep -q "^$program [0-9]" || Fail "$program --version"
     done
+    # The experiments go along, also to where the whole is moved.
+    mv usr moved
+    moved/bin/dcfsim-experiment --list >listed
+    grep -qE '^moved/share/dcfsim/experiments/few-ticks\.json +Load points of ' listed ||
+        Fail "$(cat listed)"
+    Equal 'experiments installed' "$(wc -l <listed)" \
+        "$(find "$SOURCE/experiments" -maxdepth 1 -name '*.json' | wc -l)"
+    mv moved usr
     [[ -s usr/share/doc/dcfsim/cluster.md ]] || Fail 'the documents are not installed'
 }
 

@@ -195,6 +195,19 @@ static void HearFrame(int station, int type, int sender, int receiver)
     own.rx_count = 28;
 }
 
+// An ACK for station 3 has come over the DATA that station 1 takes in.
+TEST_F(MacTest, OverwrittenFrameIsRelayedToNobody)
+{
+    NODE &own = node[1];
+    own.state = STATE_RDAT;
+    own.nav = 9;
+    HearFrame(1, FRAME_ACK, 2, 3);
+    own.rx_count = 252;
+    RunTicks(1);
+    EXPECT_EQ(Fields(own.state, own.buffer_num, own.buffer.head.receiver, own.buffer.head.dst),
+              Fields(STATE_WTACK, 1, EMPTY, EMPTY));
+}
+
 TEST_F(MacTest, ReactionToAFrame)
 {
     const struct {

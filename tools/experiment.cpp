@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -20,8 +21,11 @@
 #include "output/manifest.h"
 #include "output/settings_json.h"
 #include "tools/experiment_file.h"
+#include "tools/experiment_list.h"
+#include "tools/experiment_warnings.h"
 #include "tools/flow_watch.h"
 #include "tools/options.h"
+#include "tools/plain_file.h"
 #include "tools/progress.h"
 #include "tools/run_hashes.h"
 
@@ -100,6 +104,10 @@ static int Run(const OPTIONS &options)
         Fail(PROGRAM, bad);
         return STATUS_USAGE;
     }
+    const std::vector<std::string> warnings = WarningsOf(g_settings);
+    for (const std::string &warning : warnings) {
+        Fail(PROGRAM, OneLine(options.file + ": warning: " + warning));
+    }
     FixSeed();
     if (options.check) {
         const std::string text = SettingsAsJson(g_settings, 0) + "\n";
@@ -120,7 +128,7 @@ static int Run(const OPTIONS &options)
     if (!watched.empty()) {
         return Fail(PROGRAM, watched);
     }
-    const std::string begun = BeginManifest(options.out + "/manifest.json", PROGRAM);
+    const std::string begun = BeginManifest(options.out + "/manifest.json", PROGRAM, warnings);
     if (!begun.empty()) {
         return Fail(PROGRAM, begun);
     }
@@ -148,8 +156,8 @@ static int Main(int argc, char **argv)
     OPTIONS options;
     CLI::App app("Runs the experiment of FILE and writes its results below the directory of --out.",
                  PROGRAM);
-    app.add_option("FILE", options.file, "Experiment, a JSON file; {} is the published one")
-        ->required();
+    const auto *file =
+        app.add_option("FILE", options.file, "Experiment, a JSON file; {} is the published one");
     app.add_option("-o,--out", options.out, "Directory of the results, ./result unless given")
         ->option_text("DIR")
         ->check([](const std::string &dir) { return dir.empty() ? "no directory is named" : ""; });
@@ -162,8 +170,18 @@ static int Main(int argc, char **argv)
         ->option_text("MS FILE");
     app.add_flag("--check", options.check,
                  "Print the experiment with all defaults filled in, and run nothing");
+    bool list = false;
+    app.add_flag("--list", list, "Show the experiments that come with the program, a line each")
+        ->excludes("FILE", "--out", "--plain", "--check");
     if (const auto status = ReadOptions(app, argc, argv)) {
         return *status;
+    }
+    if (list) {
+        return ListExperiments(PROGRAM);
+    }
+    if (file->count() == 0) {
+        Fail(PROGRAM, "FILE is required; try 'dcfsim-experiment --help'");
+        return STATUS_USAGE;
     }
     if (!options.series.second.empty() &&
         (options.series.first < 1 || options.series.first > LONGEST_INTERVAL_MS)) {

@@ -1,6 +1,5 @@
 #include "tools/experiment_file.h"
 
-#include <cstring>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -8,8 +7,8 @@
 #include "driver/state.h"
 #include "tools/experiment_form.h"
 #include "tools/experiment_keys.h"
+#include "tools/experiment_network.h"
 #include "tools/plain_file.h"
-#include "topology/placement.h"
 #include "topology/routing.h"
 
 using nlohmann::json;
@@ -30,21 +29,12 @@ static void CheckWindow(const json &experiment, const SETTINGS &settings)
 // Follows the routes of every flow in the network of `g_settings`.
 static void CheckRoutes()
 {
-    if (!AllocateState()) {
-        throw BAD_EXPERIMENT("memory is short");
-    }
-    for (int i = 0; i < NODE_NUM; ++i) {
-        std::memset(node[i].table, EMPTY, sizeof node[i].table);
-    }
-    PositionAllNode();
-    MakeTable();
     for (int32_t k = 0; k < g_settings.flow_num; ++k) {
         const FLOW &flow = g_settings.flow_list[k];
         int station = flow.from;
         for (int hops = 0; station != flow.to; ++hops) {
             const int next = NextHop(station, flow.to);
             if (next == EMPTY || hops == NODE_NUM) {
-                FreeState();
                 Refuse(At("flows", static_cast<size_t>(k)),
                        "from " + std::to_string(flow.from) + " to " + std::to_string(flow.to) +
                            (next == EMPTY ? ": station " + std::to_string(station) +
@@ -55,7 +45,6 @@ static void CheckRoutes()
             station = next;
         }
     }
-    FreeState();
 }
 
 static void Interpret(const json &experiment, SETTINGS &settings)
@@ -66,15 +55,9 @@ static void Interpret(const json &experiment, SETTINGS &settings)
     ReadKeys(experiment, settings);
     CheckWindow(experiment, settings);
     settings.window_ticks = WindowTicksRun(settings);
-    const SETTINGS before = g_settings;
-    g_settings = settings;
-    try {
-        CheckRoutes();
-    } catch (...) {
-        g_settings = before;
-        throw;
+    if (!WithNetwork(settings, CheckRoutes)) {
+        throw BAD_EXPERIMENT("memory is short");
     }
-    g_settings = before;
 }
 
 static void Read(const std::string &path, SETTINGS &settings)

@@ -211,9 +211,35 @@ static void ReadSchema(const json &value, const std::string &path, SETTINGS &)
     }
 }
 
+// Refuses control characters, those of one byte and those of two from C2 80 to C2 9F, so that the
+// text is one line wherever it is shown.
+static void ReadTitle(const json &value, const std::string &path, SETTINGS &settings)
+{
+    constexpr size_t LONGEST = TITLE_LIMIT;
+    const std::string allowed = "a text of 1 .. 100 characters without control characters";
+    const std::string text = value.is_string() ? value.get<std::string>() : "";
+    size_t characters = 0;
+    unsigned char before = 0;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool begins = (byte & 0xC0) != 0x80;
+        if (byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte < 0xA0)) {
+            RefuseValue(path, value, allowed);
+        }
+        characters += begins ? 1 : 0;
+        before = byte;
+    }
+    if (characters == 0 || characters > LONGEST) {
+        RefuseValue(path, value, allowed);
+    }
+    text.copy(settings.title, sizeof settings.title - 1);
+    settings.title[text.size()] = '\0';
+}
+
 // clang-format off
 static const KEY KEYS[] = {
     {"$schema",               ReadSchema},
+    {"title",                 ReadTitle},
     {"seed",                  ReadInteger<&SETTINGS::seed, 0, LARGEST>},
     {"generator",             ReadGenerator},
     {"trials",                ReadInteger<&SETTINGS::trial_num, 1, 1000>},
