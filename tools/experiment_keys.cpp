@@ -193,13 +193,16 @@ static void ReadRange(const json &value, const std::string &path, SETTINGS &sett
 
 static void ReadGenerator(const json &value, const std::string &path, SETTINGS &settings)
 {
+    const std::string name = value.is_string() ? value.get<std::string>() : "";
     std::string allowed;
-    for (size_t i = 0; i < std::size(GENERATOR_NAMES); ++i) {
-        if (value == GENERATOR_NAMES[i]) {
-            settings.generator = static_cast<GENERATOR>(i);
+    int place = 0;
+    for (const char *known : GENERATOR_NAMES) {
+        if (name == known) {
+            settings.generator = static_cast<GENERATOR>(place);
             return;
         }
-        allowed.append(i == 0 ? "\"" : " or \"").append(GENERATOR_NAMES[i]).append("\"");
+        allowed.append(place == 0 ? "\"" : " or \"").append(known).append("\"");
+        ++place;
     }
     RefuseValue(path, value, allowed);
 }

@@ -67,7 +67,7 @@ static std::string DrawInto(const std::string &partial, const DATA &data, const 
     if (!WriteFile(partial + "/figures.gp", script.str())) {
         return partial + "/figures.gp: cannot be written: " + std::strerror(errno);
     }
-    const std::string why = RunGnuplot(partial, "figures.gp", source.dir);
+    std::string why = RunGnuplot(partial, "figures.gp", source.dir);
     if (!why.empty()) {
         return why;
     }

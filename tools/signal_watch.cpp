@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <iterator>
 
+constexpr size_t SIGNAL_NUM = std::size(ENDING_SIGNALS);
+
 static volatile std::sig_atomic_t g_noted = 0;
 
 SIGNAL_WATCH::SIGNAL_WATCH()
@@ -10,7 +12,7 @@ SIGNAL_WATCH::SIGNAL_WATCH()
     struct sigaction note {
     };
     note.sa_handler = [](int signal) { g_noted = signal; };
-    for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i) {
+    for (size_t i = 0; i < SIGNAL_NUM; ++i) {
         sigaction(ENDING_SIGNALS[i], nullptr, &before_[i]);
         if (before_[i].sa_handler != SIG_IGN) {
             sigaction(ENDING_SIGNALS[i], &note, nullptr);
@@ -20,7 +22,7 @@ SIGNAL_WATCH::SIGNAL_WATCH()
 
 SIGNAL_WATCH::~SIGNAL_WATCH()
 {
-    for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i) {
+    for (size_t i = 0; i < SIGNAL_NUM; ++i) {
         sigaction(ENDING_SIGNALS[i], &before_[i], nullptr);
     }
 }
