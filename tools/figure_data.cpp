@@ -13,8 +13,9 @@
 #include "tools/plain_file.h"
 #include "tools/quantities.h"
 #include "tools/result_tree.h"
+#include "tools/steady.h"
 
-constexpr char COLUMNS[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95";
+constexpr char COLUMNS[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95,steady";
 
 static std::string Head(const std::string &file, int mbps, const std::string &kind,
                         const std::string &thing, const std::string &metric)
@@ -25,21 +26,6 @@ static std::string Head(const std::string &file, int mbps, const std::string &ki
 static std::string Head(const QUANTITY &what)
 {
     return Head(what.file, what.load, what.kind, what.thing, what.metric);
-}
-
-// The flow that a thing belongs to, or EMPTY if it is of the whole network or between pairs.
-static int FlowOf(const QUANTITY &what)
-{
-    int sender = EMPTY;
-    int receiver = EMPTY;
-    if (what.kind == "flow") {
-        return std::atoi(what.thing.c_str());
-    }
-    if (what.kind == "station") {
-        return std::atoi(what.thing.c_str()) / 2;
-    }
-    const bool is_link = std::sscanf(what.thing.c_str(), "%d->%d", &sender, &receiver) == 2;
-    return is_link && sender / 2 == receiver / 2 ? sender / 2 : EMPTY;
 }
 
 // A load point that was cut short is still divided by the full window, and so seems to be offered
@@ -55,29 +41,6 @@ static bool IsCutShort(const DATA &data)
     return offered < nominal / 2;
 }
 
-// Takes a flow for steady that carries what it is offered, and the network if all its flows are.
-static void ReckonVerdicts(DATA &data)
-{
-    bool is_steady[TREE_LOADS][FLOW_NUM + 1]; // the last one of the network
-    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
-        is_steady[mbps][FLOW_NUM] = true;
-        for (int flow = 0; flow < FLOW_NUM; ++flow) {
-            const std::string thing = std::to_string(flow);
-            const double offered =
-                FindPoint(data, "result.txt", mbps, "flow", thing, "offered_load").mean;
-            const double carried =
-                FindPoint(data, "throughput.txt", mbps, "flow", thing, "throughput").mean;
-            is_steady[mbps][flow] = carried >= STEADY_SHARE * offered;
-            is_steady[mbps][FLOW_NUM] &= is_steady[mbps][flow];
-        }
-    }
-    for (size_t i = 0; i < data.points.size(); ++i) {
-        const QUANTITY &what = Quantities()[i];
-        const int flow = FlowOf(what);
-        data.points[i].is_steady = is_steady[what.load][flow == EMPTY ? FLOW_NUM : flow];
-    }
-}
-
 static bool IsReal(const char *text)
 {
     char *end = nullptr;
@@ -85,8 +48,8 @@ static bool IsReal(const char *text)
     return end != text && *end == '\0';
 }
 
-// Reads what stands behind the unit: n, mean, deviation, half-width and perhaps the verdict.
-static bool ReadRow(const char *text, bool has_verdict, DATA &data)
+// Reads what stands behind the unit: n, mean, deviation, half-width, verdict.
+static bool ReadRow(const char *text, DATA &data)
 {
     int n = 0;
     char mean[32] = "";
@@ -94,8 +57,8 @@ static bool ReadRow(const char *text, bool has_verdict, DATA &data)
     char verdict[8] = "";
     const int words = std::sscanf(text, "%d,%31[^,],%*[^,],%31[^,],%7s", &n, mean, half, verdict);
     const bool is_yes = std::strcmp(verdict, "yes") == 0;
-    if (words != (has_verdict ? 4 : 3) || !IsReal(mean) || !IsReal(half) ||
-        (has_verdict && !is_yes && std::strcmp(verdict, "no") != 0)) {
+    if (words != 4 || !IsReal(mean) || !IsReal(half) ||
+        (!is_yes && std::strcmp(verdict, "no") != 0)) {
         return false;
     }
     data.replications = std::max(data.replications, n);
@@ -114,21 +77,17 @@ std::string ReadSummary(const std::string &path, DATA &data)
     std::istringstream file(text);
     std::string line;
     std::getline(file, line);
-    data.has_verdicts = line == std::string(COLUMNS) + ",steady";
     size_t number = 1;
-    bool is_right = data.has_verdicts || line == COLUMNS;
+    bool is_right = line == COLUMNS;
     for (size_t i = 0; is_right && i < Quantities().size(); ++i) {
         const std::string head = Head(Quantities()[i]) + Quantities()[i].unit + ",";
         ++number;
         is_right = std::getline(file, line) && line.starts_with(head) &&
-                   ReadRow(line.c_str() + head.size(), data.has_verdicts, data);
+                   ReadRow(line.c_str() + head.size(), data);
     }
     number += is_right ? 1 : 0;
     if (!is_right || std::getline(file, line)) {
         return path + ":" + std::to_string(number) + ": not what this version writes";
-    }
-    if (!data.has_verdicts) {
-        ReckonVerdicts(data);
     }
     data.is_quick = IsCutShort(data);
     return "";
@@ -141,10 +100,11 @@ std::string ReadTree(const std::string &dir, DATA &data)
     if (!error.empty()) {
         return error;
     }
-    for (double value : values) {
-        data.points.push_back({value, NAN, true});
+    BALANCE balance;
+    AddRun(balance, values);
+    for (size_t i = 0; i < values.size(); ++i) {
+        data.points.push_back({values[i], NAN, IsSteady(balance, Quantities()[i])});
     }
-    ReckonVerdicts(data);
     data.is_quick = IsCutShort(data);
     return "";
 }

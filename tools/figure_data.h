@@ -9,20 +9,15 @@
 struct POINT {
     double mean;
     double half;    // half-width of the confidence interval; nan without one
-    bool is_steady; // whether a longer run would give the same mean
+    bool is_steady; // steady.h; of a campaign, as its summary says
 };
 
 // What there is to draw: a point per quantity.
 struct DATA {
     std::vector<POINT> points;
-    int replications = 0;      // 0: a single run
-    bool has_verdicts = false; // `is_steady` stands in the summary; else reckoned from throughput
-    bool is_quick = false;     // the load points were cut short
+    int replications = 0;  // 0: a single run
+    bool is_quick = false; // the load points were cut short
 };
-
-// Share of its offered load that a flow must carry to pass for steady where nothing better is
-// known.
-constexpr double STEADY_SHARE = 0.98;
 
 // Reads a campaign's summary; returns what is wrong with it. ReadTree does so for a single run.
 std::string ReadSummary(const std::string &path, DATA &data);

@@ -159,11 +159,6 @@ static void WriteRow(std::ostream &page, const char *what, const std::string &va
 
 static void WriteHeader(std::ostream &page, const DATA &data, const SOURCE &source)
 {
-    char rule[200];
-    std::snprintf(rule, sizeof rule,
-                  "where the flow carries less than %.0f %% of what it is offered; of all flows "
-                  "together, where any does",
-                  100 * STEADY_SHARE);
     page << HEAD << "<h1>Ten stations, five flows, one channel</h1>\n";
     if (data.is_quick) {
         page << "<p class=\"quick\">QUICK: every load point was cut short. These figures show that "
@@ -180,7 +175,9 @@ static void WriteHeader(std::ostream &page, const DATA &data, const SOURCE &sour
     WriteRow(page, "simulated by", Join(source.programs));
     WriteRow(page, "drawn by",
              std::string(ProgramVersion()) + ", commit " + ProgramCommit() + ": " + source.command);
-    WriteRow(page, "no steady state", data.has_verdicts ? "as summary.csv says" : rule);
+    WriteRow(page, "no steady state",
+             "where more packets of the flow stay or are refused than chance explains; of all "
+             "flows together, where any has none");
     page << "</table>\n<p class=\"note\">Point at a figure to read its values. Where there are "
             "several curves, each has a mark at "
             "every fifth load, at loads of its own. Filled marks are in a steady state; what "
