@@ -288,7 +288,7 @@ Refusals() {
         dcfsim-experiment pairs.json --series ten s.csv
     Refused 2 'name one file; give each its own$' \
         dcfsim-experiment pairs.json --series 10 s.csv --packets s.csv
-    Refused 1 '^dcfsim-experiment: none/p.csv: cannot be written: No such file or directory$' \
+    Refused 1 '^dcfsim-experiment: none/p.csv: cannot be written: No such file or directory; ' \
         dcfsim-experiment pairs.json --packets none/p.csv
     [[ ! -e s.csv && ! -e result/manifest.json ]] || Fail 'something was written'
     # Flows of older results do not outlive them.

@@ -307,7 +307,7 @@ Options() {
     Refused 2 ': missing.json: cannot be read: ' dcfsim-trace missing.json "${own[@]}" --csv a
     Equal 'written' "$(find . -name 'a*')" ''
     # What cannot be written is told before anything is run, and an older file stays.
-    Refused 1 ': no/a: cannot be written: No such file or directory$' \
+    Refused 1 ': no/a: cannot be written: No such file or directory; ' \
         dcfsim-trace own.json "${own[@]}" --csv no/a
     Refused 1 ': /dev/null: is no plain file; ' dcfsim-trace own.json "${own[@]}" --csv /dev/null
     echo old >a
@@ -315,7 +315,7 @@ Options() {
     Equal 'older file' "$(cat a)" old
     if ((EUID == 0)) && mkdir small && mount -t tmpfs -o size=64k tmpfs small 2>/dev/null; then
         echo old >small/a
-        Refused 1 ': small/a: cannot be written: No space left on device$' \
+        Refused 1 ': small/a: cannot be written: No space left on device; make room' \
             dcfsim-trace "$SOURCE/experiments/rts-pairs.json" --load 5000 --from 0 --ticks 300000 \
             --pcap small/a
         ls small >left

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "tools/hashes.h"
-#include "tools/replacement.h"
+#include "tools/replace_file.h"
 
 class CSV_FILE
 {

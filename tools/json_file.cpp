@@ -1,25 +1,11 @@
 #include "tools/json_file.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <stdexcept>
-
-#include <unistd.h>
 
 #include "tools/plain_file.h"
 
 using nlohmann::json;
-
-bool WriteDurably(const std::string &path, const std::string &text)
-{
-    FILE *file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        return false;
-    }
-    const bool is_written = std::fwrite(text.data(), 1, text.size(), file) == text.size() &&
-                            std::fflush(file) == 0 && fsync(fileno(file)) == 0;
-    return std::fclose(file) == 0 && is_written;
-}
 
 // Reads a text; throws std::runtime_error with what is wrong with it. Copies and prints of a value
 // call themselves for what is nested in it, so its depth is limited while it is read.

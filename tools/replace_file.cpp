@@ -4,9 +4,14 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
+
+namespace fs = std::filesystem;
 
 // Opens a new file beside `path` whose name no other process takes, and tells the name. Returns its
 // descriptor, or -1.
@@ -23,19 +28,6 @@ static int OpenPartial(const std::string &path, std::string &partial)
             return file;
         }
     }
-}
-
-static bool WriteAll(int file, const std::string &text)
-{
-    size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t count = write(file, text.data() + written, text.size() - written);
-        if (count < 0 && errno != EINTR) {
-            return false;
-        }
-        written += count > 0 ? static_cast<size_t>(count) : 0;
-    }
-    return true;
 }
 
 // Brings a new name in a directory to the disk. Some file systems cannot; the file is there anyway.
@@ -89,32 +81,68 @@ class SIGNAL_DELAY
     sigset_t before_{};
 };
 
+REPLACEMENT::REPLACEMENT(std::string at) : path_(std::move(at))
+{
+    std::error_code none;
+    const fs::file_status status = fs::status(path_, none);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        error_ = path_ + ": is no plain file; name another one";
+        return;
+    }
+    const int file = OpenPartial(path_, partial_);
+    file_ = file >= 0 ? fdopen(file, "wb") : nullptr;
+    if (file_ == nullptr) {
+        Fail(errno);
+    }
+}
+
+REPLACEMENT::~REPLACEMENT()
+{
+    if (file_ != nullptr) {
+        std::fclose(file_);
+        std::remove(partial_.c_str());
+    }
+}
+
+void REPLACEMENT::Fail(int error)
+{
+    error_ = path_ + ": cannot be written: " + std::strerror(error) +
+             "; make room, or let this account write there";
+}
+
+const std::string &REPLACEMENT::Commit(bool is_written, bool is_new)
+{
+    if (file_ == nullptr) {
+        return error_;
+    }
+    const SIGNAL_DELAY delay;
+    is_written = is_written && std::fflush(file_) == 0 && fsync(fileno(file_)) == 0;
+    int error = errno;
+    if (std::fclose(file_) != 0 && is_written) {
+        is_written = false;
+        error = errno;
+    }
+    file_ = nullptr;
+    if (is_written && !Place(partial_, path_, is_new)) {
+        is_written = false;
+        error = errno;
+    }
+    if (is_written) {
+        SyncDirectory(path_);
+    } else {
+        Fail(error);
+        std::remove(partial_.c_str());
+    }
+    return error_;
+}
+
 static std::string Write(const std::string &path, const std::string &text, bool is_new)
 {
     const SIGNAL_DELAY delay;
-    std::string partial;
-    const int file = OpenPartial(path, partial);
-    bool is_written = file >= 0 && WriteAll(file, text) && fsync(file) == 0;
-    int error = errno;
-    if (file >= 0) {
-        if (close(file) != 0 && is_written) {
-            is_written = false;
-            error = errno;
-        }
-        if (is_written && !Place(partial, path, is_new)) {
-            is_written = false;
-            error = errno;
-        }
-        if (!is_written) {
-            std::remove(partial.c_str());
-        }
-    }
-    if (!is_written) {
-        return path + ": cannot be written: " + std::strerror(error) +
-               "; make room, or let this account write there";
-    }
-    SyncDirectory(path);
-    return "";
+    REPLACEMENT file(path);
+    const bool is_written = file.File() != nullptr &&
+                            std::fwrite(text.data(), 1, text.size(), file.File()) == text.size();
+    return file.Commit(is_written, is_new);
 }
 
 std::string ReplaceFile(const std::string &path, const std::string &text)

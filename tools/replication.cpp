@@ -14,8 +14,8 @@
 #include "driver/settings.h"
 #include "output/manifest.h"
 #include "tools/hashes.h"
-#include "tools/json_file.h"
 #include "tools/read_tree.h"
+#include "tools/replace_file.h"
 #include "topology/random.h"
 
 using nlohmann::json;
@@ -78,7 +78,5 @@ std::string Replicate(const REPLICATION &replication)
         manifest["replication"] = replication.number;
     }
     syncfs(fileno(stdout));
-    return WriteDurably("manifest.json", manifest.dump(4) + "\n")
-               ? ""
-               : std::string("manifest.json: ") + std::strerror(errno);
+    return ReplaceFile("manifest.json", manifest.dump(4) + "\n");
 }

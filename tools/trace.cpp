@@ -19,7 +19,7 @@
 #include "tools/experiment_file.h"
 #include "tools/options.h"
 #include "tools/progress.h"
-#include "tools/replacement.h"
+#include "tools/replace_file.h"
 #include "tools/trace_forms.h"
 #include "tools/watch.h"
 #include "topology/random.h"
