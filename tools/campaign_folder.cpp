@@ -7,14 +7,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include "driver/settings.h"
 #include "tools/json_file.h"
 #include "tools/read_tree.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-static const char HEAD[] = "seed-";                // of the name of a finished replication
-static const char FIRST_GENERATOR[] = "lcg-16807"; // of manifests that name none
+static const char HEAD[] = "seed-"; // of the name of a finished replication
 
 static bool IsReplication(const fs::path &path)
 {
@@ -47,7 +47,7 @@ static std::string ReadManifest(const fs::path &path, FINISHED &replication)
         return name + ": seed: missing, or not an integer" + remedy;
     }
     const json quick = manifest->value("quick", json(false));
-    const json generator = manifest->value("generator", json(FIRST_GENERATOR));
+    const json generator = manifest->value("generator", json(GENERATOR_NAMES[GENERATOR_LCG]));
     const json version = manifest->value("version", json(""));
     const json commit = manifest->value("commit", json(""));
     if (!quick.is_boolean() || !generator.is_string() || !version.is_string() ||
@@ -56,7 +56,8 @@ static std::string ReadManifest(const fs::path &path, FINISHED &replication)
                remedy;
     }
     replication = {(*manifest)["seed"], generator, quick,
-                   std::string(version) + " " + std::string(commit), FindTree(path.string())};
+                   std::string(version) + ", commit " + std::string(commit),
+                   FindTree(path.string())};
     if (path.filename() != HEAD + std::to_string(replication.seed)) {
         return path.string() + ": its manifest is of seed " + std::to_string(replication.seed) +
                "; give it that name, or move it out of the campaign";

@@ -10,14 +10,16 @@
 
 #include <nlohmann/json.hpp>
 
+#include "driver/settings.h"
+#include "tools/campaign_folder.h"
 #include "tools/json_file.h"
+#include "tools/options.h"
 #include "tools/read_tree.h"
 #include "tools/result_tree.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-constexpr char PUBLISHED_GENERATOR[] = "lcg-16807"; // of manifests that name none
 constexpr char MANIFEST[] = "/manifest.json";
 
 // The text at `key`, or what stands for a missing one.
@@ -37,7 +39,7 @@ static bool Enter(const json &manifest, const json &run, SOURCE &source)
         return false;
     }
     source.seeds.insert(seed->get<int64_t>());
-    const std::string generator = Text(run, "generator", PUBLISHED_GENERATOR);
+    const std::string generator = Text(run, "generator", GENERATOR_NAMES[GENERATOR_LCG]);
     source.generators.insert(Text(manifest, "generator", generator.c_str()));
     source.programs.insert(Text(manifest, "version", "version unknown") + ", commit " +
                            Text(manifest, "commit", "unknown"));
@@ -47,20 +49,16 @@ static bool Enter(const json &manifest, const json &run, SOURCE &source)
 
 std::string ReadCampaignSource(const std::string &dir, SOURCE &source)
 {
-    std::error_code error;
-    for (const auto &entry : fs::directory_iterator(dir, error)) {
-        const std::string path = entry.path().string();
-        if (!entry.path().filename().string().starts_with("seed-")) {
-            continue;
-        }
-        const auto manifest = ReadJson(path + MANIFEST);
-        if (!manifest || !Enter(*manifest, *manifest, source)) {
-            return path + MANIFEST + ": missing, or not a manifest; remove " + ShellWord(path) +
-                   " and run its seed again";
-        }
-        source.trees.push_back(FindTree(path));
+    std::vector<FINISHED> replications;
+    std::string why = ReadReplications(dir, replications);
+    for (const FINISHED &replication : replications) {
+        source.seeds.insert(replication.seed);
+        source.generators.insert(replication.generator);
+        source.programs.insert(replication.program);
+        source.is_quick |= replication.is_quick;
+        source.trees.push_back(replication.tree);
     }
-    return error ? dir + ": " + error.message() : "";
+    return why;
 }
 
 void ReadTreeSource(const std::string &tree, SOURCE &source)
@@ -169,18 +167,4 @@ std::string SeedText(const std::set<int64_t> &seeds)
         first = std::next(last);
     }
     return text;
-}
-
-std::string ShellWord(const std::string &word)
-{
-    constexpr char PLAIN[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./:=+-";
-    if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos) {
-        return word;
-    }
-    std::string quoted = "'";
-    for (char letter : word) {
-        quoted += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
-    }
-    return quoted + "'";
 }

@@ -34,6 +34,3 @@ std::string CheckSummary(const std::string &summary, const DATA &data, const SOU
 
 // Seeds as numbers and ranges: "3, 7-9".
 std::string SeedText(const std::set<int64_t> &seeds);
-
-// A word as a POSIX shell takes it, quoted if it has to be.
-std::string ShellWord(const std::string &word);

@@ -18,6 +18,7 @@
 
 #include "driver/state.h"
 #include "output/plot_script.h"
+#include "tools/campaign_folder.h"
 #include "tools/figure_data.h"
 #include "tools/figure_list.h"
 #include "tools/figure_page.h"
@@ -172,7 +173,7 @@ static int DrawThroughputScript(const std::string &dir)
 static std::string Read(SOURCE &source, DATA &data)
 {
     const std::string summary = source.dir + "/summary.csv";
-    std::string why = ReadCampaignSource(source.dir, source);
+    std::string why = IsCampaign(source.dir) ? ReadCampaignSource(source.dir, source) : "";
     if (!why.empty()) {
         return why;
     }

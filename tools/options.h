@@ -29,24 +29,27 @@ template <typename BODY> int Guard(const char *program, BODY body)
     }
 }
 
-// The command line as a shell would read it.
-inline std::string CommandText(int argc, char **argv)
+// A word as a shell reads it, quoted if it has to be.
+inline std::string ShellWord(const std::string &word)
 {
     static const char PLAIN[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
                                 "%+,-./:=@_";
-    std::string text;
-    for (int i = 0; i < argc; ++i) {
-        const std::string word = argv[i];
-        text += i > 0 ? " " : "";
-        if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos) {
-            text += word;
-            continue;
-        }
-        text += '\'';
-        for (char letter : word) {
-            text += letter == '\'' ? "'\\''" : std::string(1, letter);
-        }
-        text += '\'';
+    if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos) {
+        return word;
+    }
+    std::string quoted = "'";
+    for (char letter : word) {
+        quoted += letter == '\'' ? "'\\''" : std::string(1, letter);
+    }
+    return quoted + "'";
+}
+
+// The command line as a shell reads it.
+inline std::string CommandText(int argc, char **argv)
+{
+    std::string text = ShellWord(argv[0]);
+    for (int i = 1; i < argc; ++i) {
+        text += " " + ShellWord(argv[i]);
     }
     return text;
 }
