@@ -271,18 +271,18 @@ Warnings() {
 
 # A comparison with recorded results fails where it should, and says where; recording is on purpose.
 Recording() {
-    mkdir -p copy/experiments/recorded/few-ticks copy/tools
+    mkdir -p copy/experiments/recorded/few-ticks copy/scripts
     cp "$SOURCE/experiments/few-ticks.json" copy/experiments
     cp "$SOURCE/experiments/recorded/few-ticks.sha256" copy/experiments/recorded
-    cp "$SOURCE/tools/record-experiments" copy/tools
+    cp "$SOURCE/scripts/record-experiments" copy/scripts
     Compare() {
         local status=0
-        copy/tools/record-experiments --compare "$BIN" >said || status=$?
+        copy/scripts/record-experiments --compare "$BIN" >said || status=$?
         Equal 'status' "$status" "$1"
     }
     Compare 0
     Equal 'said of equal results' "$(cat said)" ''
-    copy/tools/record-experiments --record "$BIN" few-ticks
+    copy/scripts/record-experiments --record "$BIN" few-ticks
     sed -i 's/"window": \[6/"window": [5/' copy/experiments/few-ticks.json
     Compare 1
     grep -qx 'FAILED: few-ticks, plain: throughput.txt differs' said || Fail "$(cat said)"
@@ -290,7 +290,7 @@ Recording() {
     grep -qE '^  throughput.txt:3: recorded *[0-9]+\.' said || Fail "$(cat said)"
     grep -qE '^  throughput.txt:3: got *[0-9]+\.' said || Fail "$(cat said)"
     ! grep -q 'check.txt' said || Fail 'an empty file differs'
-    copy/tools/record-experiments --record "$BIN" >said
+    copy/scripts/record-experiments --record "$BIN" >said
     Equal 'said of what is recorded' "$(cat said)" 'few-ticks: recorded'
     Compare 0
     sed -i 2d copy/experiments/recorded/few-ticks.sha256
@@ -302,7 +302,7 @@ Recording() {
     for arguments in '' --record "--compare $BIN missing" '--compare nowhere'; do
         local status=0
         # shellcheck disable=SC2086 # several arguments
-        copy/tools/record-experiments $arguments >said 2>&1 || status=$?
+        copy/scripts/record-experiments $arguments >said 2>&1 || status=$?
         Equal "status of '$arguments'" "$status" 2
     done
 }

@@ -30,19 +30,19 @@ Page() {
 Examples() {
     grep -q '^CMAKE_BUILD_TYPE:STRING=Release' "$BIN/CMakeCache.txt" ||
         Skip 'whole experiments take minutes without optimisation'
-    mkdir -p copy/tools
-    cp "$SOURCE/tools/draw-examples" copy/tools
+    mkdir -p copy/scripts
+    cp "$SOURCE/scripts/draw-examples" copy/scripts
     cp -r "$SOURCE/docs" "$SOURCE/experiments" copy
     sed -i 's/^| 5 | 4\.87 |/| 5 | 4.88 |/' copy/docs/changing-the-experiment.md
     sed -i 's/^<!-- values: ./&0/' copy/docs/example-one-sender.svg
     local status=0
-    copy/tools/draw-examples --compare "$BIN" >said || status=$?
+    copy/scripts/draw-examples --compare "$BIN" >said || status=$?
     Equal 'status' "$status" 1
     Equal 'what differs' "$(cut -c 1-72 said)" \
         'FAILED: not in changing-the-experiment.md: | 5 | 4.87 | 4.96 | 5.02 | 4.
 FAILED: docs/example-one-sender.svg: was drawn from other values'
     status=0
-    copy/tools/draw-examples --compare nowhere 2>err || status=$?
+    copy/scripts/draw-examples --compare nowhere 2>err || status=$?
     Equal 'status' "$status" 2
 }
 

@@ -5,9 +5,9 @@
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
 CopyRun() {
-    mkdir -p copy/tools copy/output
+    mkdir -p copy/scripts copy/output
     cp "$SOURCE/run" copy
-    cp "$SOURCE/tools/install.sh" copy/tools
+    cp "$SOURCE/scripts/install.sh" copy/scripts
     cp "$SOURCE/output/files.h" copy/output
 }
 

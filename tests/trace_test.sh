@@ -339,12 +339,12 @@ Drawings() {
         sed "s|build/release|$BIN|" | bash >said
     Equal 'frames of the README' "$(grep -o '>\(DATA\|ACK\) to [^<]*' exchange.svg | paste -s)" \
         $'>DATA to 1, packet 0\t>ACK to 0'
-    "$SOURCE/tools/draw-exchanges" --compare "$BIN" || Fail 'run tools/draw-exchanges BUILD_DIR'
+    "$SOURCE/scripts/draw-exchanges" --compare "$BIN" || Fail 'run scripts/draw-exchanges BUILD_DIR'
     local drawing
     for drawing in exchange same-start between; do
         grep -q "]($drawing.svg)" "$SOURCE/docs/model.md" || Fail "$drawing.svg is not shown"
     done
-    Refused 2 '' bash -c "'$SOURCE/tools/draw-exchanges' nowhere 2>&1 | head -1 >&2; exit 2"
+    Refused 2 '' bash -c "'$SOURCE/scripts/draw-exchanges' nowhere 2>&1 | head -1 >&2; exit 2"
 }
 
 RunCase

@@ -373,7 +373,7 @@ int main(int argc, char **argv)
     const bool quick = argc == 2 && std::string_view(argv[1]) == "--quick";
     const bool seeds = argc == 2 && std::string_view(argv[1]) == "--seeds";
     if (argc > 1 && !quick && !seeds) {
-        std::fprintf(stderr, "usage: dcfsim_validate [--quick | --seeds]\n");
+        std::fprintf(stderr, "usage: dcfsim-validate [--quick | --seeds]\n");
         return 2;
     }
     if (!AllocateState()) {

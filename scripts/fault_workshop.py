@@ -195,7 +195,7 @@ class ExperimentShop(Workshop):
 
     def Test(self, names, cpu_s, environment):
         """The first experiment that differs from what is recorded, and which way, or None."""
-        command = [f"{self.source}/tools/record-experiments", "--compare", self.build]
+        command = [f"{self.source}/scripts/record-experiments", "--compare", self.build]
         status = self._RunLimited(command, cpu_s, environment)
         if status == 0:
             return None
