@@ -19,9 +19,9 @@ static const char HEAD[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half
 static std::vector<std::string> Summary()
 {
     std::vector<std::string> lines = {HEAD};
-    for (const QUANTITY &what : Quantities()) {
+    for (const QUANTITY &what : Quantities(PublishedForm())) {
         const size_t i = lines.size() - 1;
-        lines.push_back(what.file + "," + std::to_string(what.load) + "," + what.kind + "," +
+        lines.push_back(what.file + "," + LoadText(what.load_kbps) + "," + what.kind + "," +
                         what.thing + "," + what.metric + "," + what.unit + ",3," +
                         std::to_string(i) + ",0.5," + std::to_string(i / 8.0) +
                         (i % 3 == 0 ? ",no" : ",yes"));
@@ -50,15 +50,15 @@ TEST(FigureData, EveryQuantityOfASummaryIsFoundByItsName)
 {
     DATA data;
     ASSERT_EQ(Read(Summary(), data), "");
-    ASSERT_EQ(data.points.size(), Quantities().size());
+    ASSERT_EQ(data.points.size(), Quantities(PublishedForm()).size());
     EXPECT_EQ(data.replications, 3);
-    for (size_t i = 0; i < Quantities().size(); ++i) {
-        const QUANTITY &what = Quantities()[i];
+    for (size_t i = 0; i < Quantities(PublishedForm()).size(); ++i) {
+        const QUANTITY &what = Quantities(PublishedForm())[i];
         if (what.unit == std::string("1/s")) {
             continue; // found by its name in the other unit
         }
         const POINT &point =
-            FindPoint(data, what.file, what.load, what.kind, what.thing, what.metric);
+            FindPoint(data, what.file, what.load_kbps, what.kind, what.thing, what.metric);
         ASSERT_EQ(point.mean, i) << what.file << what.thing << what.metric;
         ASSERT_EQ(point.half, i / 8.0);
         ASSERT_EQ(point.is_steady, i % 3 != 0);
@@ -101,9 +101,9 @@ TEST(FigureData, QuickByWhatWasOffered)
 {
     for (const double share : {0.49, 0.51}) {
         std::vector<std::string> lines = {HEAD};
-        for (const QUANTITY &what : Quantities()) {
-            const double mean = what.metric == "offered_load" ? share * what.load : 0.0;
-            lines.push_back(what.file + "," + std::to_string(what.load) + "," + what.kind + "," +
+        for (const QUANTITY &what : Quantities(PublishedForm())) {
+            const double mean = what.metric == "offered_load" ? share * what.load_kbps / 1000 : 0.0;
+            lines.push_back(what.file + "," + LoadText(what.load_kbps) + "," + what.kind + "," +
                             what.thing + "," + what.metric + "," + what.unit + ",2," +
                             std::to_string(mean) + ",0,nan,yes");
         }
@@ -124,7 +124,7 @@ TEST(FigureData, CurvesInTheirUnits)
     const std::vector<POINT> points = CurvePoints(data, curve, 8.0);
     ASSERT_EQ(points.size(), 36U);
     for (int load = 0; load < 36; ++load) {
-        const POINT &raw = FindPoint(data, curve.file, load, "flow", "3", "throughput");
+        const POINT &raw = FindPoint(data, curve.file, 1000 * load, "flow", "3", "throughput");
         EXPECT_EQ(points[load].mean, raw.mean / 8);
         EXPECT_EQ(points[load].half, raw.half / 8);
         EXPECT_EQ(points[load].is_steady, raw.is_steady);

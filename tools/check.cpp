@@ -29,7 +29,7 @@ static int RefuseArguments(const std::string &why)
 
 static int Check(const std::string &dir, bool quiet)
 {
-    const TREE_REPORT report = CheckTree(dir, [](auto &&...) {});
+    const TREE_REPORT report = CheckTree(PublishedForm(), dir, [](auto &&...) {});
     const auto praise = [quiet](const char *name, size_t lines) {
         if (!quiet) {
             std::printf("ok  %-20s  %5zu lines\n", name, lines);
@@ -43,7 +43,7 @@ static int Check(const std::string &dir, bool quiet)
         }
     };
     for (size_t i = 0; i < report.files.size(); ++i) {
-        const FILE_FORM &form = ResultForms()[i];
+        const FILE_FORM &form = PublishedForm().files[i];
         blame(report.files[i]);
         if (report.files[i].empty()) {
             praise(form.name.c_str(), form.lines.size());

@@ -35,10 +35,10 @@ static std::string Csv(const std::vector<COMPARISON> &comparisons)
     std::string csv = "file,load_mbps,kind,thing,metric,unit,n_a,mean_a,n_b,mean_b,difference,"
                       "half_width_95,p,p_holm,differs\n";
     for (const COMPARISON &of : comparisons) {
-        const QUANTITY &what = Quantities()[of.quantity];
+        const QUANTITY &what = Quantities(PublishedForm())[of.quantity];
         const auto number = [](double value) { return NumberText(value, "%.10g"); };
         for (const std::string &field :
-             {what.file, std::to_string(what.load), what.kind, what.thing, what.metric, what.unit,
+             {what.file, LoadText(what.load_kbps), what.kind, what.thing, what.metric, what.unit,
               std::to_string(of.a.n), number(of.a.n > 0 ? of.a.mean : NAN), std::to_string(of.b.n),
               number(of.b.n > 0 ? of.b.mean : NAN), number(of.difference.mean),
               number(of.difference.half_width), number(of.difference.p), number(of.p_adjusted)}) {
@@ -101,11 +101,11 @@ static void PrintDifferences(std::vector<COMPARISON> &comparisons, int rows)
     const size_t shown = std::min(comparisons.size(), static_cast<size_t>(rows));
     for (size_t i = 0; i < shown; ++i) {
         const COMPARISON &of = comparisons[i];
-        const QUANTITY &what = Quantities()[of.quantity];
+        const QUANTITY &what = Quantities(PublishedForm())[of.quantity];
         const auto number = [](double value) { return NumberText(value, "%.6g"); };
-        std::printf("%-22s %4d  %-12s %-28s %12s %12s %12s %10s %9s\n", what.file.c_str(),
-                    what.load, (what.kind + " " + what.thing).c_str(), what.metric.c_str(),
-                    number(of.a.n > 0 ? of.a.mean : NAN).c_str(),
+        std::printf("%-22s %4s  %-12s %-28s %12s %12s %12s %10s %9s\n", what.file.c_str(),
+                    LoadText(what.load_kbps).c_str(), (what.kind + " " + what.thing).c_str(),
+                    what.metric.c_str(), number(of.a.n > 0 ? of.a.mean : NAN).c_str(),
                     number(of.b.n > 0 ? of.b.mean : NAN).c_str(),
                     number(of.difference.mean).c_str(),
                     NumberText(of.difference.half_width, "%.3g").c_str(),
@@ -120,7 +120,7 @@ static void PrintDifferences(std::vector<COMPARISON> &comparisons, int rows)
 static std::string UnknownMetric(const std::vector<std::string> &metrics)
 {
     for (const std::string &metric : metrics) {
-        if (std::none_of(Quantities().begin(), Quantities().end(),
+        if (std::none_of(Quantities(PublishedForm()).begin(), Quantities(PublishedForm()).end(),
                          [&metric](const QUANTITY &what) { return what.metric == metric; })) {
             return metric;
         }

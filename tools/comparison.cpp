@@ -77,9 +77,9 @@ static std::string ReadRuns(const PLAN &plan, std::vector<COMPARISON> &compariso
     std::vector<double> a;
     std::vector<double> b;
     for (size_t i = 0; i < std::max(plan.a.size(), plan.b.size()); ++i) {
-        std::string why = i < plan.a.size() ? ReadQuantities(plan.a[i], a) : "";
+        std::string why = i < plan.a.size() ? ReadQuantities(PublishedForm(), plan.a[i], a) : "";
         if (why.empty() && i < plan.b.size()) {
-            why = ReadQuantities(plan.b[i], b);
+            why = ReadQuantities(PublishedForm(), plan.b[i], b);
         }
         if (!why.empty()) {
             const bool is_advised = why.find("; ") != std::string::npos;
@@ -124,9 +124,9 @@ static std::vector<size_t> FindFirsts(const std::vector<COMPARISON> &comparisons
     for (size_t i = 0; i < comparisons.size(); ++i) {
         const auto &[n_a, mean_a, squares_a] = comparisons[i].a;
         const auto &[n_b, mean_b, squares_b] = comparisons[i].b;
-        const QUANTITY &what = Quantities()[comparisons[i].quantity];
+        const QUANTITY &what = Quantities(PublishedForm())[comparisons[i].quantity];
         const auto [entry, is_new] =
-            known.try_emplace({what.load,
+            known.try_emplace({what.load_kbps,
                                what.kind,
                                what.thing,
                                what.metric,
@@ -179,8 +179,8 @@ std::string Compare(const PLAN &plan, const std::set<std::string> &metrics,
                     std::vector<COMPARISON> &comparisons)
 {
     comparisons.clear();
-    for (size_t i = 0; i < Quantities().size(); ++i) {
-        if (metrics.empty() || metrics.contains(Quantities()[i].metric)) {
+    for (size_t i = 0; i < Quantities(PublishedForm()).size(); ++i) {
+        if (metrics.empty() || metrics.contains(Quantities(PublishedForm())[i].metric)) {
             comparisons.push_back({i, {}, {}, {}, {}, NAN, false, false});
         }
     }

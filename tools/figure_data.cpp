@@ -17,15 +17,15 @@
 
 constexpr char COLUMNS[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95,steady";
 
-static std::string Head(const std::string &file, int mbps, const std::string &kind,
+static std::string Head(const std::string &file, int load_kbps, const std::string &kind,
                         const std::string &thing, const std::string &metric)
 {
-    return file + "," + std::to_string(mbps) + "," + kind + "," + thing + "," + metric + ",";
+    return file + "," + LoadText(load_kbps) + "," + kind + "," + thing + "," + metric + ",";
 }
 
 static std::string Head(const QUANTITY &what)
 {
-    return Head(what.file, what.load, what.kind, what.thing, what.metric);
+    return Head(what.file, what.load_kbps, what.kind, what.thing, what.metric);
 }
 
 // A load point that was cut short is still divided by the full window, and so seems to be offered
@@ -34,8 +34,8 @@ static bool IsCutShort(const DATA &data)
 {
     double offered = 0.0;
     double nominal = 0.0;
-    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
-        offered += FindPoint(data, "result.txt", mbps, "flow", "0", "offered_load").mean;
+    for (int mbps = 0; mbps < PublishedForm().experiment.load_num; ++mbps) {
+        offered += FindPoint(data, "result.txt", 1000 * mbps, "flow", "0", "offered_load").mean;
         nominal += mbps;
     }
     return offered < nominal / 2;
@@ -79,8 +79,9 @@ std::string ReadSummary(const std::string &path, DATA &data)
     std::getline(file, line);
     size_t number = 1;
     bool is_right = line == COLUMNS;
-    for (size_t i = 0; is_right && i < Quantities().size(); ++i) {
-        const std::string head = Head(Quantities()[i]) + Quantities()[i].unit + ",";
+    for (size_t i = 0; is_right && i < Quantities(PublishedForm()).size(); ++i) {
+        const std::string head =
+            Head(Quantities(PublishedForm())[i]) + Quantities(PublishedForm())[i].unit + ",";
         ++number;
         is_right = std::getline(file, line) && line.starts_with(head) &&
                    ReadRow(line.c_str() + head.size(), data);
@@ -96,30 +97,30 @@ std::string ReadSummary(const std::string &path, DATA &data)
 std::string ReadTree(const std::string &dir, DATA &data)
 {
     std::vector<double> values;
-    std::string error = ReadQuantities(dir, values);
+    std::string error = ReadQuantities(PublishedForm(), dir, values);
     if (!error.empty()) {
         return error;
     }
-    BALANCE balance;
+    BALANCE balance = MakeBalance(PublishedForm());
     AddRun(balance, values);
     for (size_t i = 0; i < values.size(); ++i) {
-        data.points.push_back({values[i], NAN, IsSteady(balance, Quantities()[i])});
+        data.points.push_back({values[i], NAN, IsSteady(balance, Quantities(PublishedForm())[i])});
     }
     data.is_quick = IsCutShort(data);
     return "";
 }
 
-const POINT &FindPoint(const DATA &data, const std::string &file, int mbps, const std::string &kind,
-                       const std::string &thing, const std::string &metric)
+const POINT &FindPoint(const DATA &data, const std::string &file, int load_kbps,
+                       const std::string &kind, const std::string &thing, const std::string &metric)
 {
     static const std::map<std::string, size_t> index = [] {
         std::map<std::string, size_t> made;
-        for (size_t i = 0; i < Quantities().size(); ++i) {
-            made.emplace(Head(Quantities()[i]), i);
+        for (size_t i = 0; i < Quantities(PublishedForm()).size(); ++i) {
+            made.emplace(Head(Quantities(PublishedForm())[i]), i);
         }
         return made;
     }();
-    return data.points.at(index.at(Head(file, mbps, kind, thing, metric)));
+    return data.points.at(index.at(Head(file, load_kbps, kind, thing, metric)));
 }
 
 double PairCapacity()
@@ -134,14 +135,14 @@ double PairCapacity()
 std::vector<POINT> CurvePoints(const DATA &data, const CURVE &curve, double unit)
 {
     std::vector<POINT> points;
-    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
+    for (int mbps = 0; mbps < PublishedForm().experiment.load_num; ++mbps) {
         if (curve.file.empty()) {
             const double carried = std::min<double>(mbps, PairCapacity());
             points.push_back({data.is_quick ? NAN : carried, NAN, true});
             continue;
         }
         const POINT &point =
-            FindPoint(data, curve.file, mbps, curve.kind, curve.thing, curve.metric);
+            FindPoint(data, curve.file, 1000 * mbps, curve.kind, curve.thing, curve.metric);
         points.push_back({point.mean / unit, point.half / unit, point.is_steady});
     }
     return points;

@@ -24,8 +24,9 @@ std::string ReadSummary(const std::string &path, DATA &data);
 std::string ReadTree(const std::string &dir, DATA &data);
 
 // The point of a quantity, whatever its unit is.
-const POINT &FindPoint(const DATA &data, const std::string &file, int mbps, const std::string &kind,
-                       const std::string &thing, const std::string &metric);
+const POINT &FindPoint(const DATA &data, const std::string &file, int load_kbps,
+                       const std::string &kind, const std::string &thing,
+                       const std::string &metric);
 
 // The points of a curve by load, in `unit`.
 std::vector<POINT> CurvePoints(const DATA &data, const CURVE &curve, double unit);

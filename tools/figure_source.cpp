@@ -86,7 +86,7 @@ void ReadTreeSource(const std::string &tree, SOURCE &source)
 static std::string MeanThroughputs(const SOURCE &source, std::vector<double> &means,
                                    std::vector<const CELL *> &cells)
 {
-    const auto &forms = ResultForms();
+    const auto &forms = PublishedForm().files;
     const auto form = std::find_if(forms.begin(), forms.end(), [](const FILE_FORM &candidate) {
         return candidate.name == "throughput.txt";
     });
@@ -143,9 +143,9 @@ std::string CheckSummary(const std::string &summary, const DATA &data, const SOU
         return error;
     }
     for (size_t i = 0; i < means.size(); ++i) {
-        const double summarised =
-            FindPoint(data, "throughput.txt", cells[i]->load, "flow", cells[i]->thing, "throughput")
-                .mean;
+        const double summarised = FindPoint(data, "throughput.txt", cells[i]->load_kbps, "flow",
+                                            cells[i]->thing, "throughput")
+                                      .mean;
         if (!(std::fabs(summarised - means[i]) < ROUNDED)) {
             return summary + ": is of other replications than those in " + source.dir +
                    Remedy(source);

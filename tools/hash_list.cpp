@@ -17,7 +17,7 @@ constexpr char HEXADECIMAL[] = "0123456789abcdef";
 
 static bool IsResultFile(const std::string &name)
 {
-    const std::vector<FILE_FORM> &forms = ResultForms();
+    const std::vector<FILE_FORM> &forms = PublishedForm().files;
     return std::any_of(forms.begin(), forms.end(),
                        [&name](const FILE_FORM &form) { return form.name == name; });
 }
@@ -66,7 +66,7 @@ HASH_LIST ReadHashList(const std::string &dir)
             blame(path + ":" + std::to_string(number), what);
         }
     }
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &form : PublishedForm().files) {
         if (!list.hashes.contains(form.name)) {
             blame(path, form.name + " is not listed");
         }

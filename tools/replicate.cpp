@@ -75,7 +75,7 @@ static int Summarise(const std::string &dir)
             break;
         }
         if (why.empty()) {
-            why = WriteSummary(Trees(replications), dir + "/summary.csv");
+            why = WriteSummary(PublishedForm(), Trees(replications), dir + "/summary.csv");
         }
         if (!why.empty()) {
             return Fail(PROGRAM, why);

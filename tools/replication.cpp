@@ -59,7 +59,7 @@ std::string Replicate(const REPLICATION &replication)
     if (status != 0 || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         return "stdout.txt could not be written, or the simulation failed";
     }
-    std::string error = ReadResultTree(FindTree("."), [](auto &&...) {});
+    std::string error = ReadResultTree(PublishedForm(), FindTree("."), [](auto &&...) {});
     if (!error.empty()) {
         return error;
     }
