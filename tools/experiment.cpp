@@ -24,6 +24,7 @@
 #include "tools/experiment_list.h"
 #include "tools/experiment_warnings.h"
 #include "tools/flow_watch.h"
+#include "tools/hashes.h"
 #include "tools/options.h"
 #include "tools/plain_file.h"
 #include "tools/progress.h"
@@ -73,7 +74,7 @@ static void HashResults(const std::string &dir, std::map<std::string, std::strin
 #define FILE_NAME(stream, name) name,
     for (const char *name : {RESULT_FILES(FILE_NAME)}) {
         const std::string path = dir + "/" + name;
-        hashes[path] = HashResult(path);
+        hashes[path] = HashResult(path).value_or("");
     }
 #undef FILE_NAME
 }

@@ -1,5 +1,6 @@
 // Rules of trans_con.txt, and of the heads of blocks, which node_stat.txt has as well.
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -8,6 +9,45 @@
 
 #include "driver/constants.h"
 #include "tools/value_rules.h"
+
+// Where a station stands, if the experiment tells.
+static POSITION PlaceOf(const SETTINGS &experiment, size_t station)
+{
+    constexpr double BETWEEN_PAIRS = 30.0; // metres
+    return experiment.layout == LAYOUT_EXPLICIT
+               ? experiment.position_list[station]
+               : POSITION{BETWEEN_PAIRS * static_cast<double>(station / 2),
+                          static_cast<double>(station % 2)};
+}
+
+// Whether two stations hear each other as those of the published layout do: each pair the next
+// ones.
+static bool HearAsPublished(const SETTINGS &experiment, size_t i, size_t j)
+{
+    const POSITION a = PlaceOf(experiment, i);
+    const POSITION b = PlaceOf(experiment, j);
+    const double distance = std::hypot(a.x - b.x, a.y - b.y);
+    const bool is_near = j / 2 - i / 2 <= 1;
+    return (distance <= experiment.transmission_range_m) == is_near &&
+           (distance <= experiment.carrier_sense_range_m) == is_near;
+}
+
+bool FollowsPairs(const SETTINGS &experiment)
+{
+    const auto *const end = experiment.flow_list + experiment.flow_num;
+    bool is_published =
+        experiment.flow_num == FLOW_NUM && HasPairs(experiment) &&
+        experiment.routing == ROUTING_DESIGN &&
+        (experiment.layout == LAYOUT_DESIGN || experiment.layout == LAYOUT_EXPLICIT) &&
+        DataTicks(PacketBytes(experiment)) <= experiment.rts_threshold &&
+        std::all_of(experiment.flow_list, end, [](const FLOW &flow) { return flow.weight == 1; });
+    for (size_t i = 0; i < NODE_NUM; ++i) {
+        for (size_t j = i + 1; j < NODE_NUM; ++j) {
+            is_published = is_published && HearAsPublished(experiment, i, j);
+        }
+    }
+    return is_published;
+}
 
 static const SERIES &PairSeries(const AUDIT &audit, int i, int j, const char *metric)
 {

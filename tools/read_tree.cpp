@@ -6,11 +6,14 @@
 #include <cmath>
 #include <filesystem>
 #include <map>
+#include <system_error>
 #include <vector>
 
 #include "tools/hash_list.h"
 #include "tools/plain_file.h"
 #include "tools/tree_values.h"
+
+namespace fs = std::filesystem;
 
 // Whether `word` is a real number as a CSV file has it.
 static bool IsReal(std::string_view word)
@@ -148,19 +151,22 @@ TREE_REPORT CheckTree(const TREE_FORM &form, const std::string &dir, const VISIT
         }
     }
     const HASH_LIST list = ReadHashList(dir);
+    const HASH_LIST run = ReadRunHashes(dir, form.files);
     const auto wrong =
         is_whole ? CheckValues(form, values, dir) : std::map<std::string, std::string>();
     for (size_t i = 0; i < report.files.size(); ++i) {
         const std::string &name = form.files[i].name;
         const auto found = wrong.find(name);
         for (const std::string &error :
-             {found == wrong.end() ? "" : found->second, CompareHash(dir, name, list)}) {
+             {found == wrong.end() ? "" : found->second, CompareHash(dir, name, list),
+              CompareHash(dir, name, run)}) {
             if (!error.empty()) {
                 report.files[i].push_back(error);
             }
         }
     }
     report.others = list.errors;
+    report.others.insert(report.others.end(), run.errors.begin(), run.errors.end());
     const std::string error = is_whole ? CompareManifest(dir) : "";
     if (!error.empty()) {
         report.others.push_back(error);
@@ -176,11 +182,17 @@ std::string ReadResultTree(const TREE_FORM &form, const std::string &dir, const 
 
 std::string FindTree(const std::string &dir)
 {
-    for (const char *below : {"/10node_design/1500", "/result/10node_design/1500"}) {
-        if (!std::filesystem::exists(dir + "/result.txt") &&
-            std::filesystem::is_directory(dir + below)) {
-            return dir + below;
+    std::error_code error;
+    const fs::path root(dir);
+    for (const fs::path &design : {root / DESIGN_FOLDER, root / RESULT_FOLDER / DESIGN_FOLDER}) {
+        if (fs::exists(root / "result.txt", error) || !fs::is_directory(design, error)) {
+            continue;
         }
+        std::vector<std::string> sizes; // a folder for each size of packets
+        for (const auto &entry : fs::directory_iterator(design, error)) {
+            sizes.push_back(entry.path().string());
+        }
+        return sizes.size() == 1 ? sizes.front() : (design / "1500").string();
     }
     return dir;
 }

@@ -33,5 +33,10 @@ TREE_REPORT CheckTree(const TREE_FORM &form, const std::string &dir, const VISIT
 // was shown is worth nothing then.
 std::string ReadResultTree(const TREE_FORM &form, const std::string &dir, const VISITOR &visit);
 
-// The directory of the result files: `dir` itself, or below it where a run has put them.
+// Folders that a run makes: the second in the first, and a folder for the size of packets in that.
+constexpr char RESULT_FOLDER[] = "result";
+constexpr char DESIGN_FOLDER[] = "10node_design";
+
+// The directory of the result files: `dir` itself, or below it where a run has put them. Of several
+// sizes of packets that were run there, the published one.
 std::string FindTree(const std::string &dir);

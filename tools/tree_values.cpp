@@ -1,5 +1,6 @@
 #include "tools/tree_values.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -140,14 +141,14 @@ const std::map<std::string, std::string> &AUDIT::Errors() const
     return errors;
 }
 
-// Numbers that count: none is below 0, but for the gap between packets without load.
+// Numbers that count.
 static void CheckSigns(AUDIT &audit)
 {
     const auto most = static_cast<double>(audit.Experiment().sim_ticks); // once a tick
     const std::vector<TREE_PLACE> &places = TreePlaces(audit.Form());
     for (size_t i = 0; i < places.size(); ++i) {
         const CELL &cell = *places[i].cell;
-        if (cell.is_integer && cell.text != "arrival_gap") {
+        if (cell.is_integer && (cell.unit == "frames" || cell.unit == "packets")) {
             audit.Within(i, 0, most, "a count");
         }
     }
@@ -157,6 +158,10 @@ std::map<std::string, std::string> CheckValues(const TREE_FORM &form, const TREE
                                                const std::string &dir)
 {
     AUDIT audit(form, tree, dir);
+    if (!FollowsPairs(form.experiment)) {
+        CheckFlowFile(audit);
+        return audit.Errors();
+    }
     CheckSigns(audit);
     CheckStations(audit);
     CheckCollisions(audit);
@@ -166,5 +171,6 @@ std::map<std::string, std::string> CheckValues(const TREE_FORM &form, const TREE
     }
     CheckFlows(audit);
     CheckMeans(audit);
+    CheckFlowFile(audit);
     return audit.Errors();
 }

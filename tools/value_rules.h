@@ -82,6 +82,10 @@ inline const SERIES &CountSeries(const AUDIT &audit, int sender, int receiver,
     return FindSeries(audit.Form(), "collision.txt", "link", LinkName(sender, receiver), metric);
 }
 
+// Whether the rules of the five pairs are those of an experiment: the published flows over one hop,
+// who hears whom as there, and no RTS.
+bool FollowsPairs(const SETTINGS &experiment);
+
 // The share of the window that was run: 1, but for quick replications.
 double ShareRun(const AUDIT &audit);
 
@@ -90,3 +94,4 @@ void CheckCollisions(AUDIT &audit); // collision.txt, and node_stat.txt beside i
 void CheckPairs(AUDIT &audit);      // trans_con.txt, and the heads of blocks
 void CheckFlows(AUDIT &audit);      // offered load and throughput wherever they stand, delays
 void CheckMeans(AUDIT &audit);      // means by station and link
+void CheckFlowFile(AUDIT &audit);   // flows.csv, if it is there, whatever the flows are
