@@ -6,8 +6,8 @@
 #include <tuple>
 
 #include "tools/campaign_folder.h"
+#include "tools/open_tree.h"
 #include "tools/quantities.h"
-#include "tools/read_tree.h"
 
 // The replications of a campaign, or the one run of a tree.
 static std::string ReadSide(const std::string &dir, std::vector<FINISHED> &runs)
@@ -15,8 +15,10 @@ static std::string ReadSide(const std::string &dir, std::vector<FINISHED> &runs)
     if (IsCampaign(dir)) {
         return ReadReplications(dir, runs);
     }
-    runs = {{0, "", false, "", FindTree(dir)}};
-    return "";
+    TREE tree;
+    std::string why = OpenTree(dir, tree);
+    runs = {{0, "", false, "", tree.dir, tree.form}};
+    return why;
 }
 
 // Pairs the replications of the same seed.

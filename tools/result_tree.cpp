@@ -74,15 +74,22 @@ static FILE_FORM MakeFlowForm(const SETTINGS &experiment)
     return form;
 }
 
+bool IsSameExperiment(const SETTINGS &a, const SETTINGS &b)
+{
+    const auto description = [](SETTINGS experiment) {
+        experiment.title[0] = '\0';
+        experiment.seed = SEED_FROM_CLOCK;
+        experiment.generator = GENERATOR_LCG;
+        return SettingsAsJson(experiment, 0);
+    };
+    return a.window_ticks == b.window_ticks && description(a) == description(b);
+}
+
 const TREE_FORM &FormOf(const SETTINGS &experiment, bool has_flows)
 {
     static std::list<TREE_FORM> made; // whose entries stay where they are
-    // Two experiments whose descriptions are the same have one form.
-    const std::string description = SettingsAsJson(experiment, 0);
     for (const TREE_FORM &form : made) {
-        if (form.has_flows == has_flows &&
-            form.experiment.window_ticks == experiment.window_ticks &&
-            SettingsAsJson(form.experiment, 0) == description) {
+        if (form.has_flows == has_flows && IsSameExperiment(form.experiment, experiment)) {
             return form;
         }
     }

@@ -54,6 +54,9 @@ const TREE_FORM &PublishedForm();
 // A load in Mbit/s, as tables show it: without zeros behind the point.
 std::string LoadText(int load_kbps);
 
+// Whether two experiments differ in nothing but title, seed and generator.
+bool IsSameExperiment(const SETTINGS &a, const SETTINGS &b);
+
 // The name of what goes from one station to another.
 std::string LinkName(int sender, int receiver);
 
