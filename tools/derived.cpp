@@ -56,15 +56,15 @@ static QUANTITY OfStation(int load_kbps, const std::string &station, const char 
 
 std::string FlowFile(const TREE_FORM &form)
 {
-    return form.has_flows ? FLOW_FILE : "throughput.txt";
+    return HasPairs(form.experiment) ? "throughput.txt" : FLOW_FILE;
 }
 
 std::vector<std::string> FlowNames(const TREE_FORM &form)
 {
     std::vector<std::string> names;
     for (const FLOW &flow : DistinctFlows(form.experiment)) {
-        names.push_back(form.has_flows ? LinkName(flow.from, flow.to)
-                                       : std::to_string(flow.from / 2));
+        names.push_back(HasPairs(form.experiment) ? std::to_string(flow.from / 2)
+                                                  : LinkName(flow.from, flow.to));
     }
     return names;
 }

@@ -17,6 +17,6 @@ struct DERIVED {
 std::vector<DERIVED> DerivedQuantities(const TREE_FORM &form);
 
 // The file that has a row for each flow, and the name of a flow in it: throughput.txt where the
-// results are of the five pairs alone, else FLOW_FILE.
+// flows are those of the five pairs, else FLOW_FILE.
 std::string FlowFile(const TREE_FORM &form);
 std::vector<std::string> FlowNames(const TREE_FORM &form);
