@@ -40,7 +40,7 @@ static std::string Read(const std::vector<std::string> &lines, DATA &data)
             file << line << '\n';
         }
     }
-    data = {};
+    data = {&PublishedForm(), {}, 0, false};
     const std::string why = ReadSummary(path, data);
     fs::remove(path);
     return why.starts_with(path) ? why.substr(path.size()) : why;
@@ -48,7 +48,7 @@ static std::string Read(const std::vector<std::string> &lines, DATA &data)
 
 TEST(FigureData, EveryQuantityOfASummaryIsFoundByItsName)
 {
-    DATA data;
+    DATA data{};
     ASSERT_EQ(Read(Summary(), data), "");
     ASSERT_EQ(data.points.size(), Quantities(PublishedForm()).size());
     EXPECT_EQ(data.replications, 3);
@@ -70,7 +70,7 @@ TEST(FigureData, EveryQuantityOfASummaryIsFoundByItsName)
 TEST(FigureData, SummariesOfAnotherForm)
 {
     const std::vector<std::string> good = Summary();
-    DATA data;
+    DATA data{};
     const auto refused = [&](size_t line, const std::string &text) {
         std::vector<std::string> lines = good;
         lines[line - 1] = text;
@@ -107,7 +107,7 @@ TEST(FigureData, QuickByWhatWasOffered)
                             what.thing + "," + what.metric + "," + what.unit + ",2," +
                             std::to_string(mean) + ",0,nan,yes");
         }
-        DATA data;
+        DATA data{};
         ASSERT_EQ(Read(lines, data), "");
         EXPECT_EQ(data.is_quick, share < 0.5);
     }
@@ -116,8 +116,8 @@ TEST(FigureData, QuickByWhatWasOffered)
 // DIFS 34, a backoff of 7.5 slots, DATA 252, SIFS 16 and ACK 28 us for 1500 bytes.
 TEST(FigureData, CurvesInTheirUnits)
 {
-    EXPECT_NEAR(PairCapacity(), 12000 / (34 + 67.5 + 252 + 16 + 28), 1e-9);
-    DATA data;
+    EXPECT_NEAR(PairCapacity({}), 12000 / (34 + 67.5 + 252 + 16 + 28), 1e-9);
+    DATA data{};
     ASSERT_EQ(Read(Summary(), data), "");
     data.is_quick = false;
     const CURVE curve = {"", "throughput.txt", "flow", "3", "throughput", 0};
@@ -131,7 +131,7 @@ TEST(FigureData, CurvesInTheirUnits)
     }
     const std::vector<POINT> alone = CurvePoints(data, {"", "", "", "", "", 0}, 1.0);
     EXPECT_EQ(alone[30].mean, 30.0);
-    EXPECT_EQ(alone[31].mean, PairCapacity());
+    EXPECT_EQ(alone[31].mean, PairCapacity({}));
     data.is_quick = true;
     EXPECT_TRUE(std::isnan(CurvePoints(data, {"", "", "", "", "", 0}, 1.0)[30].mean));
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/comparison.h"
+#include "tools/open_tree.h"
 #include "tools/options.h"
 #include "tools/quantities.h"
 #include "tools/replace_file.h"
@@ -64,7 +65,7 @@ static int64_t LoadsAlone(const TREE_FORM &one, const TREE_FORM &other)
 
 static void PrintExperiments(const PLAN &plan)
 {
-    const std::string keys = DifferentKeys(plan);
+    const std::string keys = DifferentKeys(plan.a_form->experiment, plan.b_form->experiment);
     if (keys.empty()) {
         return;
     }

@@ -5,9 +5,6 @@
 #include <map>
 #include <tuple>
 
-#include <nlohmann/json.hpp>
-
-#include "output/settings_json.h"
 #include "tools/campaign_folder.h"
 #include "tools/open_tree.h"
 #include "tools/quantities.h"
@@ -185,23 +182,6 @@ static void Judge(const PLAN &plan, std::vector<COMPARISON> &comparisons)
         of.differs = plan.method == METHOD_EQUAL ? of.a.n != of.b.n || of.a.mean != of.b.mean
                                                  : of.p_adjusted < SIGNIFICANCE;
     }
-}
-
-std::string DifferentKeys(const PLAN &plan)
-{
-    const auto object = [](const TREE_FORM *form) {
-        return nlohmann::json::parse(SettingsAsJson(form->experiment, 0));
-    };
-    const nlohmann::json a = object(plan.a_form);
-    const nlohmann::json b = object(plan.b_form);
-    std::string keys;
-    for (const auto &[key, value] : a.items()) {
-        const bool is_of_run = key == "title" || key == "seed" || key == "generator";
-        if (!is_of_run && b.value(key, nlohmann::json()) != value) {
-            keys += (keys.empty() ? "" : ", ") + key;
-        }
-    }
-    return keys;
 }
 
 std::string Compare(const PLAN &plan, const std::set<std::string> &metrics,

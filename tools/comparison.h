@@ -46,10 +46,6 @@ struct COMPARISON {
 // what stands against it, or an empty text.
 std::string MakePlan(const std::string &a, const std::string &b, PLAN &plan);
 
-// What the experiments of both differ in: keys of experiment files, by commas; empty if they are
-// the same.
-std::string DifferentKeys(const PLAN &plan);
-
 // Compares the quantities of the metrics, or if there are none all, at the loads that both have.
 // What is the same number in all runs is no test, and what several files repeat is one. Returns
 // what is wrong with a tree, or an empty text.

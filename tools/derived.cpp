@@ -2,6 +2,7 @@
 // from the other one.
 #include "tools/derived.h"
 
+#include <set>
 #include <string>
 
 #include "driver/constants.h"
@@ -90,6 +91,26 @@ static DERIVED Collisions(int load_kbps, const std::string &link, const std::str
     return {{"collision.txt", load_kbps, "link", link, row + "_at_receiver", "1"}, inputs, Ratio};
 }
 
+static DERIVED EmptyShare(int load_kbps, const std::string &station)
+{
+    return {
+        OfStation(load_kbps, station, "empty_share", "1"),
+        {OfStation(load_kbps, station, "Ztime", "1"), OfStation(load_kbps, station, "qZtime", "1")},
+        Difference};
+}
+
+// Of every station where a flow begins.
+static void AddSenders(std::vector<DERIVED> &all, const SETTINGS &experiment, int load_kbps)
+{
+    std::set<int> senders;
+    for (const FLOW &flow : DistinctFlows(experiment)) {
+        senders.insert(flow.from);
+    }
+    for (const int sender : senders) {
+        all.push_back(EmptyShare(load_kbps, std::to_string(sender)));
+    }
+}
+
 static void AddFlow(std::vector<DERIVED> &all, const SETTINGS &experiment, int load_kbps, int flow)
 {
     const std::string sender = std::to_string(2 * flow);
@@ -106,9 +127,7 @@ static void AddFlow(std::vector<DERIVED> &all, const SETTINGS &experiment, int l
     all.push_back({of_sender("retries_per_transmission", "1"),
                    {of_sender("retx", "frames"), of_sender("tx", "frames")},
                    Ratio});
-    all.push_back({of_sender("empty_share", "1"),
-                   {of_sender("Ztime", "1"), of_sender("qZtime", "1")},
-                   Difference});
+    all.push_back(EmptyShare(load_kbps, sender));
     for (const char *row : {"col", "hid", "phy", "pro"}) {
         all.push_back(Collisions(load_kbps, link, row));
     }
@@ -128,7 +147,11 @@ std::vector<DERIVED> DerivedQuantities(const TREE_FORM &form)
         all.push_back({{FlowFile(form), load, "network", "", "fairness_index", "1"},
                        FlowThroughputs(form, load),
                        Fairness});
-        for (int flow = 0; flow < FLOW_NUM && HasPairs(experiment); ++flow) {
+        if (!HasPairs(experiment)) {
+            AddSenders(all, experiment, load);
+            continue;
+        }
+        for (int flow = 0; flow < FLOW_NUM; ++flow) {
             AddFlow(all, experiment, load, flow);
         }
     }

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "output/settings_json.h"
 #include "tools/experiment_file.h"
 #include "tools/json_file.h"
 #include "tools/read_tree.h"
@@ -53,4 +54,18 @@ std::string OpenTree(const std::string &dir, TREE &tree)
     }
     tree.form = &FormOf(experiment, has_flows);
     return "";
+}
+
+std::string DifferentKeys(const SETTINGS &one, const SETTINGS &other)
+{
+    const json a = json::parse(SettingsAsJson(one, 0));
+    const json b = json::parse(SettingsAsJson(other, 0));
+    std::string keys;
+    for (const auto &[key, value] : a.items()) {
+        const bool is_of_run = key == "title" || key == "seed" || key == "generator";
+        if (!is_of_run && b.at(key) != value) {
+            keys += (keys.empty() ? "" : ", ") + key;
+        }
+    }
+    return keys;
 }

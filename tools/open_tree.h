@@ -14,3 +14,7 @@ struct TREE {
 // left them. Their experiment is that of the manifest beside them, or the published one where there
 // is none. Returns what is wrong, or an empty text.
 std::string OpenTree(const std::string &dir, TREE &tree);
+
+// What two experiments differ in but title, seed and generator: keys of experiment files, parted by
+// commas. Empty if they are the same.
+std::string DifferentKeys(const SETTINGS &a, const SETTINGS &b);
