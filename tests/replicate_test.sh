@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-replicate, on quick replications.
-# Cases: Campaign Generators Precision Interrupt Signals Sharing Failures FullDisk BadJson Schedulers
+# Cases: Campaign Generators Precision Interrupt Signals Sharing Failures FullDisk BadJson
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -332,22 +332,6 @@ FullDisk() {
     Equal 'what is left' "$(grep -c '^seed-' left)" 2
     grep -q '^dcfsim-replicate: disk/one: the disk is full: .*; make room' err || Fail "$(cat err)"
     grep -q '^dcfsim-replicate: 3 of 5 replications are missing; to run' err || Fail "$(cat err)"
-}
-
-Schedulers() {
-    parallel --version >/dev/null 2>&1 || Skip 'GNU parallel is not installed'
-    dcfsim-replicate --quick -r 3 -s 41 one >/dev/null
-    SeedsFrom 41 3 | parallel --will-cite -j 2 dcfsim-replicate --quick --one {} many >/dev/null
-    for task in 0 1 2; do
-        SLURM_ARRAY_TASK_ID=$task CAMPAIGN=array FIRST_SEED=41 OPTIONS=--quick \
-            sh "$SOURCE/docs/slurm-array.sh" >/dev/null
-    done
-    Refused 2 'more than 20 replications' \
-        env SLURM_ARRAY_TASK_ID=20 CAMPAIGN=array FIRST_SEED=41 sh "$SOURCE/docs/slurm-array.sh"
-    for other in many array; do
-        dcfsim-replicate --summarise $other >/dev/null
-        cmp one/summary.csv $other/summary.csv || Fail "the summary of $other differs"
-    done
 }
 
 RunCase
