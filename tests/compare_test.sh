@@ -85,9 +85,11 @@ Welch() {
         ($2 + $4) ^ 2 / ($2 ^ 2 / 3 + $4 ^ 2 / 2) }' >byhand
     local difference error freedom
     read -r difference error freedom <byhand
-    # Quantiles for 2 and 5 degrees of freedom are 4.303 and 2.571: what lies between is the interval.
+    # Quantiles for 3 and 4 degrees of freedom are 3.182 and 2.776: what lies between is the interval.
+    awk -v f="$freedom" 'BEGIN { exit !(f > 3 && f < 4) }' || Fail "degrees of freedom: $freedom"
     awk -F, -v d="$difference" -v e="$error" '/^node_stat.txt,20,station,2,/ {
-        if (($11 - d) ^ 2 > 1e-10 || $12 < 2.57 * e || $12 > 4.31 * e) exit 1 }' all.csv ||
+        rows += ($11 - d) ^ 2 < 1e-10 && $12 > 2.777 * e && $12 < 3.182 * e } END { exit rows != 1 }' \
+        all.csv ||
         Fail "by hand $difference, error $error, freedom $freedom: $(grep ',20,station,2,' all.csv)"
     # One run against a campaign.
     Compared 1 '^1 and 3 independent runs' one/seed-11 other -m buf
