@@ -43,6 +43,7 @@ Same() {
     Compared 0 '^Nothing differs\.$' one one
     Compared 0 '^4 and 4 independent runs, .* Welch' one other
     Compared 0 '^[0-9]+ tests\. Nothing differs\.$' one other
+    Compared 0 '^So few runs show none but large differences\.$' one other
     # Only two of the seeds ran in both.
     dcfsim-replicate --quick -r 4 -s "$(SeedsFrom 11 3 | tail -n 1)" third >/dev/null
     Compared 0 '^2 pairs .*, 4 without a partner left out\.$' one third
