@@ -85,16 +85,31 @@ FindMissing() {
     fi
 }
 
+# Tries to install packages; says so, and goes on without them.
+TryInstalling() {
+    local sudo=()
+    ((EUID == 0)) || sudo=(sudo -n)
+    echo "Installing with apt-get, if it can be: $*"
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 install \
+        -y --no-install-recommends "$@" >/dev/null 2>&1 </dev/null || true
+}
+
+# Whether the policy of this machine keeps packages from starting their services, as containers do.
+StartsNoServices() {
+    local status=0
+    /usr/sbin/policy-rc.d "$1" start >/dev/null 2>&1 || status=$?
+    ((status == 101))
+}
+
 # Tries to install the programs of tests that are skipped without them.
 InstallOptional() {
-    local sudo=() wanted=()
-    chromium --version >/dev/null 2>&1 || wanted+=(chromium fonts-dejavu-core)
-    tshark --version >/dev/null 2>&1 || wanted+=(tshark)
-    ((${#wanted[@]})) || return 0
-    ((EUID == 0)) || sudo=(sudo -n)
-    echo "Installing with apt-get, if it can be: ${wanted[*]}"
-    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 install \
-        -y --no-install-recommends "${wanted[@]}" >/dev/null 2>&1 </dev/null || true
+    chromium --version >/dev/null 2>&1 || TryInstalling chromium fonts-dejavu-core
+    tshark --version >/dev/null 2>&1 || TryInstalling tshark
+    # Nobody who tests wants daemons on the machine that are there from then on.
+    if [[ ! -x /usr/sbin/munged || ! -x /usr/sbin/slurmctld || ! -x /usr/sbin/slurmd ]] &&
+        StartsNoServices munge; then
+        TryInstalling munge slurm-wlm
+    fi
 }
 
 # Installs what $1 ("run" or "test") needs and this machine lacks. Where that is not allowed, prints
