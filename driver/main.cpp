@@ -2,14 +2,17 @@
 #include <string_view>
 
 #include "driver/program.h"
-#include "output/manifest.h"
+#include "output/version.h"
 
 static const char USAGE[] =
     "Usage: dcfsim\n"
     "Simulates ten stations of an IEEE 802.11a network under the distributed coordination\n"
     "function at offered loads of 0 to 35 Mbit/s per flow, in two trials, and writes 43 files\n"
     "to ./result/10node_design/1500, in place of those of an earlier run.\n"
-    "Takes no arguments; dcfsim-experiment runs other experiments, dcfsim-replicate other seeds.\n";
+    "Takes no arguments; dcfsim-experiment runs other experiments, dcfsim-replicate other "
+    "seeds.\n\n"
+    "  -h, --help     show this help\n"
+    "  -V, --version  show version and commit\n";
 
 int main(int argc, char **argv)
 {
@@ -22,7 +25,7 @@ int main(int argc, char **argv)
         return 0;
     }
     if (argc == 2 && (argument == "--version" || argument == "-V")) {
-        std::printf("dcfsim %s (%s)\n", ProgramVersion(), ProgramCommit());
+        std::puts(VersionText("dcfsim").c_str());
         return 0;
     }
     std::fprintf(stderr,

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "output/version.h"
 #include "tools/hashes.h"
 #include "tools/read_tree.h"
 #include "tools/result_tree.h"
@@ -17,7 +18,7 @@ static const char USAGE[] =
     "those that it lists; if they are those of a replication, those of its manifest.\n\n"
     "  -q, --quiet    say nothing about files that are whole\n"
     "  -h, --help     show this help\n"
-    "  -V, --version  show the version\n\n"
+    "  -V, --version  show version and commit\n\n"
     "The exit status is 0 if all is well, 1 if a file is missing, cut off, foreign, at odds\n"
     "with another or not as listed, and 2 if the command line is wrong.\n";
 
@@ -67,7 +68,7 @@ int main(int argc, char **argv)
             return 0;
         }
         if (argument == "--version" || argument == "-V") {
-            std::puts("dcfsim-check " DCFSIM_VERSION);
+            std::puts(VersionText("dcfsim-check").c_str());
             return 0;
         }
         if (argument == "--quiet" || argument == "-q") {

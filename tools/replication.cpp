@@ -12,7 +12,7 @@
 
 #include "driver/program.h"
 #include "driver/settings.h"
-#include "output/manifest.h"
+#include "output/version.h"
 #include "tools/hashes.h"
 #include "tools/read_tree.h"
 #include "tools/replace_file.h"
