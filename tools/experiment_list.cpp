@@ -12,15 +12,16 @@
 
 namespace fs = std::filesystem;
 
-// The folder of the experiments: beside the program if it is installed, wherever that has been
-// moved to.
+// The folder of the experiments, wherever the program has been moved to with it: as they are
+// installed, else where the build has a link to those of the sources. The path of the sources is in
+// no program, so that the same sources give the same bytes anywhere.
 static fs::path Folder()
 {
     std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    const fs::path installed = program.parent_path() / DCFSIM_EXPERIMENTS_FROM_PROGRAM;
-    return !error && fs::is_directory(installed, error) ? installed.lexically_normal()
-                                                        : fs::path(DCFSIM_EXPERIMENTS);
+    const fs::path programs = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const fs::path linked = fs::canonical(programs / "experiments", error);
+    fs::path installed = (programs / DCFSIM_EXPERIMENTS_FROM_PROGRAM).lexically_normal();
+    return fs::is_directory(installed, error) || linked.empty() ? installed : linked;
 }
 
 // The shorter way to name a file: from here on, if it lies below.
