@@ -31,7 +31,7 @@ Install() {
     Equal 'experiments installed' "$(wc -l <listed)" \
         "$(find "$SOURCE/experiments" -maxdepth 1 -name '*.json' | wc -l)"
     mv moved usr
-    [[ -s usr/share/doc/dcfsim/cluster.md ]] || Fail 'the documents are not installed'
+    [[ -s usr/share/doc/dcfsim/docs/cluster.md ]] || Fail 'the documents are not installed'
 }
 
 RunCase
