@@ -87,14 +87,21 @@ FindMissing() {
 
 # Tries to install the programs of tests that are skipped without them.
 InstallOptional() {
-    local sudo=() wanted=()
+    local sudo=() wanted=() package
     chromium --version >/dev/null 2>&1 || wanted+=(chromium fonts-dejavu-core)
     tshark --version >/dev/null 2>&1 || wanted+=(tshark)
+    # For the Debian package.
+    dpkg-shlibdeps --version >/dev/null 2>&1 || wanted+=(dpkg-dev)
+    file --version >/dev/null 2>&1 || wanted+=(file)
+    lintian --version >/dev/null 2>&1 || wanted+=(lintian)
     ((${#wanted[@]})) || return 0
     ((EUID == 0)) || sudo=(sudo -n)
     echo "Installing with apt-get, if it can be: ${wanted[*]}"
-    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 install \
-        -y --no-install-recommends "${wanted[@]}" >/dev/null 2>&1 </dev/null || true
+    # One by one: what cannot be had is in nobody's way.
+    for package in "${wanted[@]}"; do
+        "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 \
+            install -y --no-install-recommends "$package" >/dev/null 2>&1 </dev/null || true
+    done
 }
 
 # Installs what $1 ("run" or "test") needs and this machine lacks. Where that is not allowed, prints
