@@ -1,10 +1,11 @@
 # What cpack makes of a build: a Debian package, and an archive of the sources.
 #
-#     cpack --config build/release/CPackConfig.cmake           a .deb in build/release
-#     cpack --config build/release/CPackSourceConfig.cmake     a .tar.gz of the last commit, there too
+#     cpack --config build/release/CPackConfig.cmake          a .deb in build/release
+#     cpack --config build/release/CPackSourceConfig.cmake    a .tar.gz of the last commit there
 #
 # The same commit gives the same bytes: what is left of the clock and the machine after the build is
-# taken out here and in the scripts beside this file, which cpack runs.
+# taken out here and in the scripts beside this file, which cpack runs. Only the umask of the caller
+# shows: 022 is the usual one.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_SOURCE_DIR}/packaging/begin.cmake)

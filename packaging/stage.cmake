@@ -1,5 +1,5 @@
-# Run by cpack between the installation into its own folder and the package: what Debian wants beside
-# the installed files.
+# Run by cpack between the installation into its own folder and the package: what Debian wants
+# beside the installed files.
 if(NOT CPACK_GENERATOR STREQUAL DEB)
     return()
 endif()

@@ -130,8 +130,8 @@ Sources() {
         <(cd "$name" && find . -type f | cut -c 3- | LC_ALL=C sort) || Fail 'not the tracked files'
     cmake -S "$name" -B build -DCMAKE_CXX_FLAGS_RELEASE=-O0 -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \
         -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON >log 2>&1 || Fail "$(cat log)"
-    line='Left out: dcfsim-compare dcfsim-experiment .* dcfsim_tests\. To build them too: '
-    line+='apt-get install -y --no-install-recommends libcli11-dev .*libgtest-dev && cmake .* && cmake'
+    line='Left out: dcfsim-compare dcfsim-experiment .* dcfsim_tests\. To build them too: apt-get '
+    line+='install -y --no-install-recommends libcli11-dev .*libgtest-dev && cmake .* && cmake'
     grep -q "^-- $line" log || Fail "$(cat log)"
     cmake --build build --parallel 2 >log 2>&1 || Fail "$(cat log)"
     grep -v '^\[100%\] Built target ' log | tail -n 1 | grep -q "^$line" || Fail "$(tail -n 3 log)"
