@@ -37,7 +37,7 @@ if(CPACK_INSTALL_CMAKE_PROJECTS)
         endif()
     endif()
 else()
-    set(tracked ${CPACK_DCFSIM_BINARY_DIR}/source)
+    set(tracked ${CPACK_DCFSIM_BINARY_DIR}/_CPack_Packages/tracked)
     file(REMOVE_RECURSE ${tracked})
     file(MAKE_DIRECTORY ${tracked})
     execute_process(COMMAND git --git-dir=${source}/.git archive --format=tar HEAD

@@ -30,6 +30,6 @@ set(CPACK_DEBIAN_PACKAGE_SUGGESTS "parallel")
 # Copied by begin.cmake, which takes the tracked files alone.
 set(CPACK_SOURCE_GENERATOR TGZ)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME dcfsim-${PROJECT_VERSION})
-set(CPACK_SOURCE_INSTALLED_DIRECTORIES "${CMAKE_BINARY_DIR}/source;/")
+set(CPACK_SOURCE_INSTALLED_DIRECTORIES "${CMAKE_BINARY_DIR}/_CPack_Packages/tracked;/")
 set(CPACK_SOURCE_IGNORE_FILES "")
 include(CPack)
