@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <string_view>
 
 #include "driver/program.h"
 #include "output/version.h"
@@ -19,13 +18,7 @@ int main(int argc, char **argv)
     if (argc < 2) {
         return RunProgram();
     }
-    const std::string_view argument = argv[1];
-    if (argc == 2 && (argument == "--help" || argument == "-h")) {
-        std::fputs(USAGE, stdout);
-        return 0;
-    }
-    if (argc == 2 && (argument == "--version" || argument == "-V")) {
-        std::puts(VersionText("dcfsim").c_str());
+    if (argc == 2 && AnswerHelpOrVersion(argv[1], "dcfsim", USAGE)) {
         return 0;
     }
     std::fprintf(stderr,

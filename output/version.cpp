@@ -1,5 +1,7 @@
 #include "output/version.h"
 
+#include <cstdio>
+
 #include "output/commit.h"
 
 const char *ProgramVersion()
@@ -20,4 +22,17 @@ const char *ProgramCompiler()
 std::string VersionText(const std::string &program)
 {
     return program + " " + ProgramVersion() + " (" + ProgramCommit() + ")";
+}
+
+bool AnswerHelpOrVersion(std::string_view argument, const char *program, const char *usage)
+{
+    if (argument == "--help" || argument == "-h") {
+        std::fputs(usage, stdout);
+        return true;
+    }
+    if (argument == "--version" || argument == "-V") {
+        std::puts(VersionText(program).c_str());
+        return true;
+    }
+    return false;
 }

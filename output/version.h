@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 // Version of the program, the commit it was built from ("unknown" outside a checkout, with "-dirty"
 // behind it if files had been changed since), and the compiler.
@@ -12,3 +13,7 @@ const char *ProgramCompiler();
 
 // What `program --version` prints, without a line break: name, version, commit.
 std::string VersionText(const std::string &program);
+
+// For programs that read their arguments themselves: if `argument` is --help or -h prints `usage`
+// on standard output, if it is --version or -V the version. Returns whether it was one of them.
+bool AnswerHelpOrVersion(std::string_view argument, const char *program, const char *usage);

@@ -63,12 +63,7 @@ int main(int argc, char **argv)
     std::string dir;
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
-        if (argument == "--help" || argument == "-h") {
-            std::fputs(USAGE, stdout);
-            return 0;
-        }
-        if (argument == "--version" || argument == "-V") {
-            std::puts(VersionText("dcfsim-check").c_str());
+        if (AnswerHelpOrVersion(argument, "dcfsim-check", USAGE)) {
             return 0;
         }
         if (argument == "--quiet" || argument == "-q") {

@@ -404,12 +404,7 @@ int main(int argc, char **argv)
     bool seeds = false;
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
-        if (argument == "--help" || argument == "-h") {
-            std::fputs(USAGE, stdout);
-            return 0;
-        }
-        if (argument == "--version" || argument == "-V") {
-            std::puts(VersionText("dcfsim-validate").c_str());
+        if (AnswerHelpOrVersion(argument, "dcfsim-validate", USAGE)) {
             return 0;
         }
         quick = quick || argument == "--quick";
