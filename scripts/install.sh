@@ -94,6 +94,7 @@ InstallOptional() {
     dpkg-shlibdeps --version >/dev/null 2>&1 || wanted+=(dpkg-dev)
     file --version >/dev/null 2>&1 || wanted+=(file)
     lintian --version >/dev/null 2>&1 || wanted+=(lintian)
+    man --version >/dev/null 2>&1 || wanted+=(man-db)
     ((${#wanted[@]})) || return 0
     ((EUID == 0)) || sudo=(sudo -n)
     echo "Installing with apt-get, if it can be: ${wanted[*]}"

@@ -107,6 +107,7 @@ SameBytes() {
         options+=("-D$line")
     done < <(grep -E '^(CMAKE_BUILD_TYPE|CMAKE_CXX_(COMPILER|FLAGS|FLAGS_RELEASE)|DCFSIM_IPO):' \
         "$BIN/CMakeCache.txt")
+    unset CMAKE_CXX_COMPILER_LAUNCHER # a cache would bring the same objects again
     cmake -S "$SOURCE" -B again "${options[@]}" >log 2>&1 || Fail "$(cat log)"
     cmake --build again --parallel 2 --target dcfsim --target dcfsim-check >log 2>&1 ||
         Fail "$(cat log)"
