@@ -135,7 +135,7 @@ Sources() {
     line+='install -y --no-install-recommends libcli11-dev .*libgtest-dev && cmake .* && cmake'
     grep -q "^-- $line" log || Fail "$(cat log)"
     cmake --build build --parallel 2 >log 2>&1 || Fail "$(cat log)"
-    grep -v '^\[100%\] Built target ' log | tail -n 1 | grep -q "^$line" || Fail "$(tail -n 3 log)"
+    tail -n 1 log | grep -q "^$line" || Fail "$(tail -n 3 log)"
     build/dcfsim --version | grep -qF "($commit)" || Fail "$(build/dcfsim --version)"
 }
 

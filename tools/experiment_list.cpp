@@ -18,10 +18,13 @@ namespace fs = std::filesystem;
 static fs::path Folder()
 {
     std::error_code error;
-    const fs::path programs = fs::read_symlink("/proc/self/exe", error).parent_path();
-    const fs::path linked = fs::canonical(programs / "experiments", error);
-    fs::path installed = (programs / DCFSIM_EXPERIMENTS_FROM_PROGRAM).lexically_normal();
-    return fs::is_directory(installed, error) || linked.empty() ? installed : linked;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    const fs::path installed = program.parent_path() / DCFSIM_EXPERIMENTS_FROM_PROGRAM;
+    if (error || fs::is_directory(installed, error)) {
+        return installed.lexically_normal();
+    }
+    const fs::path linked = fs::canonical(program.parent_path() / "experiments", error);
+    return error ? installed.lexically_normal() : linked;
 }
 
 // The shorter way to name a file: from here on, if it lies below.
