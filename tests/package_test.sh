@@ -137,6 +137,9 @@ Sources() {
     cmake --build build --parallel 2 >log 2>&1 || Fail "$(cat log)"
     tail -n 1 log | grep -q "^$line" || Fail "$(tail -n 3 log)"
     build/dcfsim --version | grep -qF "($commit)" || Fail "$(build/dcfsim --version)"
+    # The version stands in three places.
+    grep -qx "version: ${name#dcfsim-}" "$name/CITATION.cff" || Fail 'version in CITATION.cff'
+    grep -q "^## ${name#dcfsim-}, " "$name/CHANGELOG.md" || Fail 'version in CHANGELOG.md'
 }
 
 RunCase
