@@ -1,7 +1,7 @@
 // The figures of the README: plain ticking against the fast-forward, the fast-forward against its
 // random numbers drawn one by one, and what the fast-forward does with its time. One iteration runs
 // all of them in turn, so that a busy machine disturbs them alike; the medians of five repetitions
-// count.
+// count. EventTicks is for scripts/bench-history, which counts its instructions.
 //
 //     dcfsim_bench --benchmark_filter=Figures --benchmark_repetitions=5
 
@@ -124,3 +124,29 @@ static void Figures(benchmark::State &state)
     g_settings = settings;
 }
 BENCHMARK(Figures)->Unit(benchmark::kSecond)->Iterations(1);
+
+// Three load points of as many ticks each as the argument says, once: the instructions that a
+// longer run takes more than a shorter one are those of its further ticks, whatever the start
+// takes.
+static void EventTicks(benchmark::State &state)
+{
+    const SETTINGS settings = g_settings;
+    g_settings.sim_ticks = static_cast<uint64_t>(state.range(0));
+    g_settings.window_begin = g_settings.sim_ticks / 4;
+    g_settings.window_end = g_settings.sim_ticks;
+    SetPacketSize(1472); // bytes
+    AllocateState();
+    for (auto _ : state) {
+        const uint64_t before = g_event_tick_num;
+        SeedFixed();
+        for (const int32_t load_kbps : {0, 15'000, 30'000}) {
+            SetOfferedLoad(load_kbps);
+            StartLoadPoint();
+            RunTicks(g_settings.sim_ticks);
+        }
+        state.counters["event_ticks"] = static_cast<double>(g_event_tick_num - before);
+    }
+    FreeState();
+    g_settings = settings;
+}
+BENCHMARK(EventTicks)->Arg(1'000'000)->Arg(3'000'000)->Iterations(1);

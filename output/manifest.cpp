@@ -9,29 +9,14 @@
 #include <unistd.h>
 
 #include "driver/settings.h"
-#include "output/commit.h"
 #include "output/settings_json.h"
+#include "output/version.h"
 
 using STEADY = std::chrono::steady_clock;
 
 static std::string g_path; // of the manifest begun last, empty if there is none
 static std::string g_head; // what stands in it at the beginning and the end of the run
 static STEADY::time_point g_begin;
-
-const char *ProgramVersion()
-{
-    return DCFSIM_VERSION;
-}
-
-const char *ProgramCommit()
-{
-    return DCFSIM_COMMIT;
-}
-
-const char *ProgramCompiler()
-{
-    return DCFSIM_COMPILER;
-}
 
 static std::string TimeText(time_t time)
 {

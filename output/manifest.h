@@ -6,12 +6,6 @@
 #include <string>
 #include <vector>
 
-// Version of the program, the commit it was built from ("unknown" outside a checkout), and the
-// compiler.
-const char *ProgramVersion();
-const char *ProgramCommit();
-const char *ProgramCompiler();
-
 // Begins the manifest of a run of `program` at `path`: the experiment of `g_settings` and who
 // simulates it, "complete": false; with "warnings" if there are any, lines without control
 // characters. Takes an older manifest away. Returns what went wrong, with the path, or an empty

@@ -105,6 +105,11 @@ StartsNoServices() {
 InstallOptional() {
     chromium --version >/dev/null 2>&1 || TryInstalling chromium fonts-dejavu-core
     tshark --version >/dev/null 2>&1 || TryInstalling tshark
+    # For the Debian package.
+    dpkg-shlibdeps --version >/dev/null 2>&1 || TryInstalling dpkg-dev
+    file --version >/dev/null 2>&1 || TryInstalling file
+    lintian --version >/dev/null 2>&1 || TryInstalling lintian
+    man --version >/dev/null 2>&1 || TryInstalling man-db
     # Nobody who tests wants daemons on the machine that are there from then on.
     if [[ ! -x /usr/sbin/munged || ! -x /usr/sbin/slurmctld || ! -x /usr/sbin/slurmd ]] &&
         StartsNoServices munge; then

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "output/version.h"
 #include "tools/hashes.h"
 #include "tools/open_tree.h"
 #include "tools/read_tree.h"
@@ -19,7 +20,7 @@ static const char USAGE[] =
     "those that it lists, and those of the hashes in a manifest.\n\n"
     "  -q, --quiet    say nothing about files that are whole\n"
     "  -h, --help     show this help\n"
-    "  -V, --version  show the version\n\n"
+    "  -V, --version  show version and commit\n\n"
     "The exit status is 0 if all is well, 1 if a file is missing, cut off, foreign, at odds\n"
     "with another or not as listed, and 2 if the command line is wrong.\n";
 
@@ -82,12 +83,7 @@ int main(int argc, char **argv)
     std::string dir;
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
-        if (argument == "--help" || argument == "-h") {
-            std::fputs(USAGE, stdout);
-            return 0;
-        }
-        if (argument == "--version" || argument == "-V") {
-            std::puts("dcfsim-check " DCFSIM_VERSION);
+        if (AnswerHelpOrVersion(argument, "dcfsim-check", USAGE)) {
             return 0;
         }
         if (argument == "--quiet" || argument == "-q") {

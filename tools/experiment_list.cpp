@@ -12,15 +12,19 @@
 
 namespace fs = std::filesystem;
 
-// The folder of the experiments: beside the program if it is installed, wherever that has been
-// moved to.
+// The folder of the experiments, wherever the program has been moved to with it: as they are
+// installed, else where the build has a link to those of the sources. The path of the sources is in
+// no program, so that the same sources give the same bytes anywhere.
 static fs::path Folder()
 {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     const fs::path installed = program.parent_path() / DCFSIM_EXPERIMENTS_FROM_PROGRAM;
-    return !error && fs::is_directory(installed, error) ? installed.lexically_normal()
-                                                        : fs::path(DCFSIM_EXPERIMENTS);
+    if (error || fs::is_directory(installed, error)) {
+        return installed.lexically_normal();
+    }
+    const fs::path linked = fs::canonical(program.parent_path() / "experiments", error);
+    return error ? installed.lexically_normal() : linked;
 }
 
 // The shorter way to name a file: from here on, if it lies below.

@@ -7,7 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "output/manifest.h"
+#include "output/version.h"
 #include "tools/figure_script.h"
 #include "tools/open_tree.h"
 

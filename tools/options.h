@@ -8,6 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "output/version.h"
+
 constexpr int STATUS_FAILED = 1;
 constexpr int STATUS_USAGE = 2;
 
@@ -59,8 +61,8 @@ inline std::string CommandText(int argc, char **argv)
 inline std::optional<int> ReadOptions(CLI::App &app, int argc, char **argv)
 {
     app.set_help_flag("-h,--help", "Show this help and exit");
-    app.set_version_flag("-V,--version", app.get_name() + " " + DCFSIM_VERSION,
-                         "Show the version and exit");
+    app.set_version_flag("-V,--version", VersionText(app.get_name()),
+                         "Show version and commit, and exit");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

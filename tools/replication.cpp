@@ -13,8 +13,8 @@
 
 #include "driver/program.h"
 #include "driver/settings.h"
-#include "output/manifest.h"
 #include "output/settings_json.h"
+#include "output/version.h"
 #include "tools/experiment_run.h"
 #include "tools/hashes.h"
 #include "tools/read_tree.h"
