@@ -75,8 +75,10 @@ class Tools:
 
 
 def Table(head, rows):
-    lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
-    return lines + ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows]
+    def Line(cells):
+        return "".join(f"| {cell} " if cell != "" else "| " for cell in cells) + "|"
+
+    return [Line(head), "|" + "---|" * len(head), *(Line(row) for row in rows)]
 
 
 # --- what dcfsim-validate prints ----------------------------------------------------------------

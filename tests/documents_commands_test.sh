@@ -9,7 +9,7 @@
 #   drawing, output, excerpt, formula    nothing to run
 # What takes long, or builds, runs short: Substitute says how. What cannot be tried is in ELSEWHERE.
 #
-# Cases: Blocks README changing_the_experiment cluster experiment_file fast_forward peers results validation
+# Cases: Blocks README changing_the_experiment cluster experiment_file peers results validation
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
