@@ -81,6 +81,7 @@ Names() {
 }
 
 # Lines that are too long to be read in a terminal; tables cannot be broken, nor can addresses.
+# scripts/wrap-documents mends the others.
 LongLines() {
     LC_ALL=C.UTF-8 grep -nHE '^.{101,}$' "$@" | grep -vE '^[^:]*:[0-9]+:(\|| *[^ ]+$)' |
         cut -d : -f 1,2
@@ -89,6 +90,13 @@ LongLines() {
 Lines() {
     printf '%0101d a\n| %0101d\n%0101d\n%098d a\n' 0 0 0 0 >page.md
     Equal 'long lines' "$(LongLines page.md)" page.md:1
+    printf '%s\n' "- $(yes word | head -30 | tr '\n' ' ')\`a b\` [a b](c)" '' \
+        "    $(yes block | head -30 | tr '\n' ' ')" >page.md
+    cp page.md before
+    "$SOURCE/scripts/wrap-documents" page.md
+    Equal 'wrapped lines' "$(LongLines page.md)" page.md:4
+    Equal 'words' "$(tr -s ' \n' ' ' <page.md)" "$(tr -s ' \n' ' ' <before)"
+    Equal 'begin of the second line' "$(sed -n '2s/word.*//p' page.md)" '  '
     Equal 'long lines' "$(cd "$SOURCE" && LongLines ./*.md docs/*.md)" ''
 }
 
