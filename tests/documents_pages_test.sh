@@ -80,10 +80,11 @@ Names() {
     Equal 'names that are nowhere' "$(comm -23 named words)" "$gone"
 }
 
-# Lines that are too long to be read in a terminal; tables cannot be broken, nor can addresses.
+# Lines that are too long to be read in a terminal; tables and pictures cannot be broken, nor can
+# addresses.
 # scripts/wrap-documents mends the others.
 LongLines() {
-    LC_ALL=C.UTF-8 grep -nHE '^.{101,}$' "$@" | grep -vE '^[^:]*:[0-9]+:(\|| *[^ ]+$)' |
+    LC_ALL=C.UTF-8 grep -nHE '^.{101,}$' "$@" | grep -vE '^[^:]*:[0-9]+:(\|| *!\[| *[^ ]+$)' |
         cut -d : -f 1,2
 }
 
