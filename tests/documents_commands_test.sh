@@ -94,15 +94,15 @@ Blocks() {
     ((bad == 0))
 }
 
-# Puts a program into file $1 that is the shell commands $2, where REAL is the real one and BIN the
-# folder of those just built.
+# Puts a program into file $1 that is the shell commands $2, where REAL is the real one, BIN the
+# folder of those just built, SOURCE that of the sources.
 Substitute() {
     local real
     mkdir -p "$(dirname "$1")"
     real=$BIN/${1##*/}
     [[ $1 != scripts/* ]] || real=$SOURCE/$1
     rm -f "$1"
-    printf '#!/bin/bash\nset -eu\nREAL=%q\nBIN=%q\n%s\n' "$real" "$BIN" "$2" >"$1"
+    printf '#!/bin/bash\nset -eu\nREAL=%q\nBIN=%q\nSOURCE=%q\n%s\n' "$real" "$BIN" "$SOURCE" "$2" >"$1"
     chmod +x "$1"
 }
 
@@ -146,8 +146,8 @@ MakeCopy() {
     ln -s release build/before  # an older build
     ln -s release build/native
     # Presets and targets are those that there are; nothing is built.
-    Substitute bin/IsTarget '/usr/bin/env -i PATH="${PATH#*:}" cmake --build "$BIN" --target help |
-            grep -E "(^|\.\.\. )$1(:|$)" || { echo "no target $1" >&2 && exit 1; }'
+    Substitute bin/IsTarget 'grep -E "^ *add_(executable|library|custom_target)\($1[ )]" \
+        "$SOURCE/CMakeLists.txt" || { echo "no target $1" >&2 && exit 1; }'
     Substitute bin/cmake 'real=$(PATH=${PATH#*:} command -v cmake)
         while (($#)); do
             case $1 in
