@@ -171,7 +171,7 @@ MakeCopy() {
     for program in run test; do
         Substitute $program "exec $SOURCE/$program --help"
     done
-    for program in coverage format lint lint-scripts build-guided; do
+    for program in bench-history build-guided coverage format lint lint-scripts; do
         Substitute scripts/$program 'grep -qF "usage: scripts/'$program'" "$REAL"
             for option in "$@"; do
                 [[ $option != --* ]] || grep -qF -e "$option" "$REAL"
