@@ -10,9 +10,10 @@
 # A campaign as a Slurm array: one task, one replication. Hand in from a directory that all machines
 # see; tasks that were finished before end at once, so the same command also fills the gaps.
 #
-#     sbatch --export=ALL,CAMPAIGN=$PWD/campaign,FIRST_SEED=1000 slurm-array.sh
+#     export CAMPAIGN="$PWD/campaign" FIRST_SEED=1000
+#     sbatch slurm-array.sh
 #
-# More than twenty tasks draw from the other generator: OPTIONS="--generator mt19937-64".
+# More than twenty tasks draw from the other generator: export OPTIONS="--generator mt19937-64".
 set -eu
 : "${CAMPAIGN:?}" "${FIRST_SEED:?}"
 # shellcheck disable=SC2086 # OPTIONS is a list of words

@@ -41,6 +41,31 @@ constexpr int NAV_CTS_SYMBOLS = 22;  // the same after a CTS
 constexpr int NAV_DATA_SYMBOLS = 11; // the same after a DATA frame
 constexpr int PREAMBLE_SYMBOLS = 7;  // preamble and PLCP header, MAC header included
 
+// Symbols of the payload of a packet of `packet_bytes` at 54 Mbit/s, frame check sequence included;
+// 56 for 1500 bytes.
+constexpr int32_t PayloadSymbols(int32_t packet_bytes)
+{
+    return ((packet_bytes + MAC_FCS_BYTES) * BITS_PER_BYTE + SERVICE_TAIL_BITS) / BITS_PER_SYMBOL;
+}
+
+// Airtime of the payload alone; 224 for 1500 bytes.
+constexpr int32_t PayloadTicks(int32_t packet_bytes)
+{
+    return PayloadSymbols(packet_bytes) * SYMBOL;
+}
+
+// Airtime of a DATA frame; 252 for 1500 bytes.
+constexpr int32_t DataTicks(int32_t packet_bytes)
+{
+    return (PayloadSymbols(packet_bytes) + PREAMBLE_SYMBOLS) * SYMBOL;
+}
+
+// Ticks of one exchange without backoff: DATA, SIFS, ACK and DIFS; 330 for 1500 bytes.
+constexpr int32_t ExchangeTicks(int32_t packet_bytes)
+{
+    return DataTicks(packet_bytes) + SIFS + ACK_TICKS + DIFS;
+}
+
 constexpr int QUEUE_LIMIT = 100000; // packets a transmit queue may hold, and entries of a log
 constexpr int QUEUE_SLOTS = QUEUE_LIMIT + 1;
 constexpr int SIGNAL_SLOTS = 10;

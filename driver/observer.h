@@ -9,16 +9,17 @@
 
 // What a station does with a packet in the clock's tick.
 enum NOTE : int32_t {
-    NOTE_ARRIVE,  // created, and queued
-    NOTE_RELAY,   // taken from another station for a third one, and queued
-    NOTE_REFUSE,  // the queue is full, at the source or on the way
-    NOTE_ATTEMPT, // the head packet's exchange begins, with its RTS or its DATA
-    NOTE_COLLIDE, // its DATA is hit at its receiver, once for each frame that it meets
-    NOTE_TIMEOUT, // the CTS or ACK for it is missing
-    NOTE_ACK,     // the head packet is acknowledged and leaves the queue
-    NOTE_DROP,    // it is given up and leaves the queue
-    NOTE_DELIVER, // a new packet is at its end
-    NOTE_REST,    // no packet: whatever the station was doing is over
+    NOTE_ARRIVE,       // created, and queued
+    NOTE_RELAY,        // taken from another station for a third one, and queued
+    NOTE_REFUSE,       // created, and refused by a full queue
+    NOTE_REFUSE_RELAY, // taken from another station, and refused by a full queue
+    NOTE_ATTEMPT,      // the head packet's exchange begins, with its RTS or its DATA
+    NOTE_COLLIDE,      // its DATA is hit at its receiver, once for each frame that it meets
+    NOTE_TIMEOUT,      // the CTS or ACK for it is missing
+    NOTE_ACK,          // the head packet is acknowledged and leaves the queue
+    NOTE_DROP,         // it is given up and leaves the queue
+    NOTE_DELIVER,      // a new packet is at its end
+    NOTE_REST,         // no packet: whatever the station was doing is over
 };
 
 struct OBSERVER {

@@ -63,23 +63,20 @@ inline bool IsStation(int station)
     return station >= 0 && station < NODE_NUM;
 }
 
-// Symbols of a packet's payload at 54 Mbit/s, frame check sequence included; 56 for 1500 bytes.
+// The airtimes of the packets of this run.
 inline int32_t PayloadSymbols()
 {
-    return ((PACKET_PAYLOAD_LENGTH + MAC_FCS_BYTES) * BITS_PER_BYTE + SERVICE_TAIL_BITS) /
-           BITS_PER_SYMBOL;
+    return PayloadSymbols(PACKET_PAYLOAD_LENGTH);
 }
 
-// Airtime of the payload alone; 224 for 1500 bytes.
 inline int32_t PayloadTicks()
 {
-    return PayloadSymbols() * SYMBOL;
+    return PayloadTicks(PACKET_PAYLOAD_LENGTH);
 }
 
-// Airtime of a DATA frame; 252 for 1500 bytes.
 inline int32_t DataTicks()
 {
-    return (PayloadSymbols() + PREAMBLE_SYMBOLS) * SYMBOL;
+    return DataTicks(PACKET_PAYLOAD_LENGTH);
 }
 
 // Sets the packet size and the values derived from it. `data_length` is in bytes.

@@ -83,7 +83,7 @@ void RxStateRxDat(int station)
         if (InWindow()) {
             ++own.over_num;
         }
-        Tell(NOTE_REFUSE, station, own.rx_frame);
+        Tell(NOTE_REFUSE_RELAY, station, own.rx_frame);
     } else {
         Relay(station);
     }

@@ -5,10 +5,10 @@
 
 #include "driver/state.h"
 
-// Ticks of one exchange without backoff: DATA, SIFS, ACK and DIFS; 330 for 1500 bytes.
+// Ticks of one exchange of this run.
 inline int32_t ExchangeTicks()
 {
-    return DataTicks() + SIFS + ACK_TICKS + DIFS;
+    return ExchangeTicks(PACKET_PAYLOAD_LENGTH);
 }
 
 // Writes the run header into result.txt, node_stat.txt and collision.txt, and the airtimes to

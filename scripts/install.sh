@@ -85,24 +85,36 @@ FindMissing() {
     fi
 }
 
+# Tries to install packages; says so, and goes on without them.
+TryInstalling() {
+    local sudo=()
+    ((EUID == 0)) || sudo=(sudo -n)
+    echo "Installing with apt-get, if it can be: $*"
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 install \
+        -y --no-install-recommends "$@" >/dev/null 2>&1 </dev/null || true
+}
+
+# Whether the policy of this machine keeps packages from starting their services, as containers do.
+StartsNoServices() {
+    local status=0
+    /usr/sbin/policy-rc.d "$1" start >/dev/null 2>&1 || status=$?
+    ((status == 101))
+}
+
 # Tries to install the programs of tests that are skipped without them.
 InstallOptional() {
-    local sudo=() wanted=() package
-    chromium --version >/dev/null 2>&1 || wanted+=(chromium fonts-dejavu-core)
-    tshark --version >/dev/null 2>&1 || wanted+=(tshark)
+    chromium --version >/dev/null 2>&1 || TryInstalling chromium fonts-dejavu-core
+    tshark --version >/dev/null 2>&1 || TryInstalling tshark
     # For the Debian package.
-    dpkg-shlibdeps --version >/dev/null 2>&1 || wanted+=(dpkg-dev)
-    file --version >/dev/null 2>&1 || wanted+=(file)
-    lintian --version >/dev/null 2>&1 || wanted+=(lintian)
-    man --version >/dev/null 2>&1 || wanted+=(man-db)
-    ((${#wanted[@]})) || return 0
-    ((EUID == 0)) || sudo=(sudo -n)
-    echo "Installing with apt-get, if it can be: ${wanted[*]}"
-    # One by one: what cannot be had is in nobody's way.
-    for package in "${wanted[@]}"; do
-        "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 \
-            install -y --no-install-recommends "$package" >/dev/null 2>&1 </dev/null || true
-    done
+    dpkg-shlibdeps --version >/dev/null 2>&1 || TryInstalling dpkg-dev
+    file --version >/dev/null 2>&1 || TryInstalling file
+    lintian --version >/dev/null 2>&1 || TryInstalling lintian
+    man --version >/dev/null 2>&1 || TryInstalling man-db
+    # Nobody who tests wants daemons on the machine that are there from then on.
+    if [[ ! -x /usr/sbin/munged || ! -x /usr/sbin/slurmctld || ! -x /usr/sbin/slurmd ]] &&
+        StartsNoServices munge; then
+        TryInstalling munge slurm-wlm
+    fi
 }
 
 # Installs what $1 ("run" or "test") needs and this machine lacks. Where that is not allowed, prints

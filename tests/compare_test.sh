@@ -43,6 +43,7 @@ Same() {
     Compared 0 '^Nothing differs\.$' one one
     Compared 0 '^4 and 4 independent runs, .* Welch' one other
     Compared 0 '^[0-9]+ tests\. Nothing differs\.$' one other
+    Compared 0 '^So few runs show none but large differences\.$' one other
     # Only two of the seeds ran in both.
     dcfsim-replicate --quick -r 4 -s "$(SeedsFrom 11 3 | tail -n 1)" third >/dev/null
     Compared 0 '^2 pairs .*, 4 without a partner left out\.$' one third
@@ -67,6 +68,7 @@ Paired() {
     Compared 0 'Nothing differs' one other -m throughput -m delay
     Compared 1 '^1 tests' one other -m buf
     Compared 1 '^and 1 more' one other -r 1
+    Compared 1 '^node_stat.txt .* buf ' one other -r 1 # the more certain one
 }
 
 Welch() {
@@ -85,9 +87,11 @@ Welch() {
         ($2 + $4) ^ 2 / ($2 ^ 2 / 3 + $4 ^ 2 / 2) }' >byhand
     local difference error freedom
     read -r difference error freedom <byhand
-    # Quantiles for 2 and 5 degrees of freedom are 4.303 and 2.571: what lies between is the interval.
+    # Quantiles for 3 and 4 degrees of freedom are 3.182 and 2.776: what lies between is the interval.
+    awk -v f="$freedom" 'BEGIN { exit !(f > 3 && f < 4) }' || Fail "degrees of freedom: $freedom"
     awk -F, -v d="$difference" -v e="$error" '/^node_stat.txt,20,station,2,/ {
-        if (($11 - d) ^ 2 > 1e-10 || $12 < 2.57 * e || $12 > 4.31 * e) exit 1 }' all.csv ||
+        rows += ($11 - d) ^ 2 < 1e-10 && $12 > 2.777 * e && $12 < 3.182 * e } END { exit rows != 1 }' \
+        all.csv ||
         Fail "by hand $difference, error $error, freedom $freedom: $(grep ',20,station,2,' all.csv)"
     # One run against a campaign.
     Compared 1 '^1 and 3 independent runs' one/seed-11 other -m buf

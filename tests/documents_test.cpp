@@ -221,7 +221,7 @@ TEST(Documents, QuantitiesOfTheResultFiles)
 {
     std::set<ROW> expected; // file, kind, quantity, unit
     std::set<std::string> files;
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &form : FormOf({}, true).files) {
         files.insert(form.name);
         for (const LINE &line : form.lines) {
             for (const CELL &cell : line) {
@@ -260,7 +260,7 @@ TEST(Documents, QuantitiesOfTheResultFiles)
 TEST(Documents, DerivedQuantities)
 {
     std::set<ROW> expected;
-    for (const DERIVED &derived : DerivedQuantities()) {
+    for (const DERIVED &derived : DerivedQuantities(PublishedForm())) {
         const QUANTITY &what = derived.what;
         expected.insert({what.file, what.kind, what.metric, what.unit});
     }

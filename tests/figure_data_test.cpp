@@ -19,9 +19,9 @@ static const char HEAD[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half
 static std::vector<std::string> Summary()
 {
     std::vector<std::string> lines = {HEAD};
-    for (const QUANTITY &what : Quantities()) {
+    for (const QUANTITY &what : Quantities(PublishedForm())) {
         const size_t i = lines.size() - 1;
-        lines.push_back(what.file + "," + std::to_string(what.load) + "," + what.kind + "," +
+        lines.push_back(what.file + "," + LoadText(what.load_kbps) + "," + what.kind + "," +
                         what.thing + "," + what.metric + "," + what.unit + ",3," +
                         std::to_string(i) + ",0.5," + std::to_string(i / 8.0) +
                         (i % 3 == 0 ? ",no" : ",yes"));
@@ -40,7 +40,7 @@ static std::string Read(const std::vector<std::string> &lines, DATA &data)
             file << line << '\n';
         }
     }
-    data = {};
+    data = {&PublishedForm(), {}, 0, false};
     const std::string why = ReadSummary(path, data);
     fs::remove(path);
     return why.starts_with(path) ? why.substr(path.size()) : why;
@@ -48,17 +48,17 @@ static std::string Read(const std::vector<std::string> &lines, DATA &data)
 
 TEST(FigureData, EveryQuantityOfASummaryIsFoundByItsName)
 {
-    DATA data;
+    DATA data{};
     ASSERT_EQ(Read(Summary(), data), "");
-    ASSERT_EQ(data.points.size(), Quantities().size());
+    ASSERT_EQ(data.points.size(), Quantities(PublishedForm()).size());
     EXPECT_EQ(data.replications, 3);
-    for (size_t i = 0; i < Quantities().size(); ++i) {
-        const QUANTITY &what = Quantities()[i];
+    for (size_t i = 0; i < Quantities(PublishedForm()).size(); ++i) {
+        const QUANTITY &what = Quantities(PublishedForm())[i];
         if (what.unit == std::string("1/s")) {
             continue; // found by its name in the other unit
         }
         const POINT &point =
-            FindPoint(data, what.file, what.load, what.kind, what.thing, what.metric);
+            FindPoint(data, what.file, what.load_kbps, what.kind, what.thing, what.metric);
         ASSERT_EQ(point.mean, i) << what.file << what.thing << what.metric;
         ASSERT_EQ(point.half, i / 8.0);
         ASSERT_EQ(point.is_steady, i % 3 != 0);
@@ -70,7 +70,7 @@ TEST(FigureData, EveryQuantityOfASummaryIsFoundByItsName)
 TEST(FigureData, SummariesOfAnotherForm)
 {
     const std::vector<std::string> good = Summary();
-    DATA data;
+    DATA data{};
     const auto refused = [&](size_t line, const std::string &text) {
         std::vector<std::string> lines = good;
         lines[line - 1] = text;
@@ -101,13 +101,13 @@ TEST(FigureData, QuickByWhatWasOffered)
 {
     for (const double share : {0.49, 0.51}) {
         std::vector<std::string> lines = {HEAD};
-        for (const QUANTITY &what : Quantities()) {
-            const double mean = what.metric == "offered_load" ? share * what.load : 0.0;
-            lines.push_back(what.file + "," + std::to_string(what.load) + "," + what.kind + "," +
+        for (const QUANTITY &what : Quantities(PublishedForm())) {
+            const double mean = what.metric == "offered_load" ? share * what.load_kbps / 1000 : 0.0;
+            lines.push_back(what.file + "," + LoadText(what.load_kbps) + "," + what.kind + "," +
                             what.thing + "," + what.metric + "," + what.unit + ",2," +
                             std::to_string(mean) + ",0,nan,yes");
         }
-        DATA data;
+        DATA data{};
         ASSERT_EQ(Read(lines, data), "");
         EXPECT_EQ(data.is_quick, share < 0.5);
     }
@@ -116,22 +116,22 @@ TEST(FigureData, QuickByWhatWasOffered)
 // DIFS 34, a backoff of 7.5 slots, DATA 252, SIFS 16 and ACK 28 us for 1500 bytes.
 TEST(FigureData, CurvesInTheirUnits)
 {
-    EXPECT_NEAR(PairCapacity(), 12000 / (34 + 67.5 + 252 + 16 + 28), 1e-9);
-    DATA data;
+    EXPECT_NEAR(PairCapacity({}), 12000 / (34 + 67.5 + 252 + 16 + 28), 1e-9);
+    DATA data{};
     ASSERT_EQ(Read(Summary(), data), "");
     data.is_quick = false;
     const CURVE curve = {"", "throughput.txt", "flow", "3", "throughput", 0};
     const std::vector<POINT> points = CurvePoints(data, curve, 8.0);
     ASSERT_EQ(points.size(), 36U);
     for (int load = 0; load < 36; ++load) {
-        const POINT &raw = FindPoint(data, curve.file, load, "flow", "3", "throughput");
+        const POINT &raw = FindPoint(data, curve.file, 1000 * load, "flow", "3", "throughput");
         EXPECT_EQ(points[load].mean, raw.mean / 8);
         EXPECT_EQ(points[load].half, raw.half / 8);
         EXPECT_EQ(points[load].is_steady, raw.is_steady);
     }
     const std::vector<POINT> alone = CurvePoints(data, {"", "", "", "", "", 0}, 1.0);
     EXPECT_EQ(alone[30].mean, 30.0);
-    EXPECT_EQ(alone[31].mean, PairCapacity());
+    EXPECT_EQ(alone[31].mean, PairCapacity({}));
     data.is_quick = true;
     EXPECT_TRUE(std::isnan(CurvePoints(data, {"", "", "", "", "", 0}, 1.0)[30].mean));
 }

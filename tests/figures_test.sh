@@ -171,8 +171,8 @@ Intervals() {
               print load, m, m - h, m + h, load != 20 } }' >wanted
     # shellcheck disable=SC2016
     sed -n '/^\$fairness0_0/,/^END/p' one/fig/figures.gp |
-        awk '$1 >= 1 && NF == 5' | paste -d' ' wanted - | awk '
-            NF != 10 || $1 != $6 || $5 != $10 { exit 1 }
+        awk '$1 >= 1 && NF == 6' | paste -d' ' wanted - | awk '
+            NF != 11 || $1 != $6 || $5 != $10 { exit 1 }
             { for (i = 2; i <= 4; ++i) if (($i - $(i + 5)) ^ 2 > 1e-9) exit 1; ++n }
             END { exit n != 35 }' || Fail 'the bars of the fairness index'
     Drawn one | awk '$1 ~ /^throughput0_[0-4]$/ && $2 == 20 { print $1, $4 }' | xargs >verdicts

@@ -285,14 +285,14 @@ static void WriteTree(const std::string &dir)
     testing::internal::CaptureStdout();
     fileopen(dir.c_str());
     information();
-    for (int trial = 0; trial < TREE_TRIALS; ++trial) {
-        for (int load_mbps = 0; load_mbps < TREE_LOADS; ++load_mbps) {
+    for (int trial = 0; trial < g_settings.trial_num; ++trial) {
+        for (int load_mbps = 0; load_mbps < g_settings.load_num; ++load_mbps) {
             FillCounters(trial + 1, load_mbps);
             WriteNodeStat(trial, 1000 * load_mbps);
             WriteCollision(trial, 1000 * load_mbps);
         }
     }
-    g_counter = TREE_LOADS;
+    g_counter = g_settings.load_num;
     WriteTotalResult();
     WriteFinalTables();
     PrintRunTime(((24.0 + 2.0) * 60.0 + 3.0) * 60.0 + 4.0);
@@ -316,10 +316,11 @@ static std::string CheckValue(const VALUES &values, const FILE_FORM &form, const
     const int j = is_group ? static_cast<int>(std::count(cell.thing.begin(), cell.thing.end(), '+'))
                   : second == std::string::npos ? 0
                                                 : std::atoi(cell.thing.c_str() + second + 1);
-    const int load_mbps = std::max(cell.load, 0);
+    const int load_mbps = std::max(cell.load_kbps, 0) / 1000;
     const RESULT &mean = means[static_cast<size_t>(load_mbps)];
     const PLACE place{form.name, i, j, node[i], mean, static_cast<double>(load_mbps)};
-    const double expected = value->second(place) / (cell.trial == TRIAL_MEAN ? TREE_TRIALS : 1);
+    const double expected =
+        value->second(place) / (cell.trial == TRIAL_MEAN ? g_settings.trial_num : 1);
     const double rounding = std::max(6e-6, std::fabs(expected) * 1e-15); // five decimals
     return std::fabs(written - expected) <= rounding ? key : form.name + ": not " + key;
 }
@@ -332,9 +333,9 @@ TEST(Forms, NamesAreThoseOfTheValues)
     g_settings = {};
     ASSERT_TRUE(AllocateState());
     SetPacketSize(1472);
-    std::vector<RESULT> records(TREE_LOADS + 2);
+    std::vector<RESULT> records(static_cast<size_t>(g_settings.load_num) + 2);
     NUMBERS numbers(0);
-    for (int load_mbps = 0; load_mbps < TREE_LOADS; ++load_mbps) {
+    for (int load_mbps = 0; load_mbps < g_settings.load_num; ++load_mbps) {
         auto &values = reinterpret_cast<double(&)[sizeof(RESULT) / sizeof(double)]>(
             records[static_cast<size_t>(load_mbps)]);
         numbers.Fill(values);
@@ -350,14 +351,14 @@ TEST(Forms, NamesAreThoseOfTheValues)
         if (cell.kind == nullptr) {
             return;
         }
-        if (cell.trial > TRIAL_MEAN && std::pair(cell.trial, cell.load) != filled) {
-            filled = {cell.trial, cell.load};
-            FillCounters(cell.trial, cell.load);
+        if (cell.trial > TRIAL_MEAN && std::pair(cell.trial, cell.load_kbps) != filled) {
+            filled = {cell.trial, cell.load_kbps};
+            FillCounters(cell.trial, cell.load_kbps / 1000);
         }
         found.insert(CheckValue(cell.trial == TRIAL_MEAN ? MEANS : counts, form, cell,
                                 std::strtod(std::string(word).c_str(), nullptr), records));
     };
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &form : PublishedForm().files) {
         EXPECT_EQ(ReadResultFile(dir, form, compare), "");
     }
 

@@ -9,6 +9,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "driver/state.h"
+#include "driver/sweep.h"
+#include "driver/tick.h"
+
 constexpr int64_t P = 2147483647;
 constexpr int64_t CYCLE = P - 1;
 constexpr int64_t TRIAL_DRAWS = 1'458'080'000; // from a load to itself in the next trial
@@ -85,7 +89,7 @@ TEST(Seeds, NeighboursMeet)
 // As many as the published generator allows stay apart wherever they begin, and one more does not.
 TEST(Seeds, SameLoadsDrawFromDifferentStretches)
 {
-    const int limit = ReplicationLimit(GENERATOR_LCG);
+    const int limit = PlanSeeds({}, GENERATOR_LCG).limit;
     EXPECT_EQ(limit, 20);
     for (const int64_t first : {int64_t{1}, int64_t{1'700'000'000}, LARGEST_SEED}) {
         const std::vector<int64_t> seeds = CampaignSeeds(first, limit);
@@ -101,12 +105,67 @@ TEST(Seeds, SameLoadsDrawFromDifferentStretches)
 
 TEST(Seeds, NumbersAndNoSeedTwice)
 {
-    const int limit = ReplicationLimit(GENERATOR_MERSENNE);
+    const SEED_PLAN lcg = PlanSeeds({}, GENERATOR_LCG);
+    const SEED_PLAN mersenne = PlanSeeds({}, GENERATOR_MERSENNE);
+    const int limit = mersenne.limit;
     std::vector<int64_t> seeds = CampaignSeeds(7, limit);
-    EXPECT_EQ(ReplicationNumber(7, seeds[19], GENERATOR_LCG), 19);
-    EXPECT_EQ(ReplicationNumber(7, seeds[20], GENERATOR_LCG), std::nullopt);
-    EXPECT_EQ(ReplicationNumber(7, seeds[20], GENERATOR_MERSENNE), 20);
-    EXPECT_EQ(ReplicationNumber(7, seeds.back(), GENERATOR_MERSENNE), limit - 1);
+    EXPECT_EQ(ReplicationNumber(7, seeds[19], lcg), 19);
+    EXPECT_EQ(ReplicationNumber(7, seeds[20], lcg), std::nullopt);
+    EXPECT_EQ(ReplicationNumber(7, seeds[20], mersenne), 20);
+    EXPECT_EQ(ReplicationNumber(7, seeds.back(), mersenne), limit - 1);
     std::ranges::sort(seeds);
     EXPECT_EQ(std::ranges::adjacent_find(seeds), seeds.end());
+}
+
+// Draws that a run of an experiment takes, found on the cycle.
+static int64_t DrawsOfRun(const SETTINGS &experiment)
+{
+    g_settings = experiment;
+    SetPacketSize(g_settings.data_length);
+    EXPECT_TRUE(AllocateState());
+    ResetRandom();
+    RandInitUniform();
+    const int64_t first = Logarithm(idum);
+    for (int32_t trial = 0; trial < g_settings.trial_num; ++trial) {
+        for (int32_t i = 0; i < g_settings.load_num; ++i) {
+            SetOfferedLoad(g_settings.load_list[i]);
+            StartLoadPoint();
+            RunTicks(g_settings.sim_ticks);
+        }
+    }
+    const int64_t draws = (Logarithm(idum) + CYCLE - first) % CYCLE;
+    FreeState();
+    g_settings = {};
+    return draws;
+}
+
+// Seeds of other experiments stand as far apart as no run reaches, but not much farther.
+TEST(Seeds, RunsOfOtherExperimentsFitBetween)
+{
+    SETTINGS experiment;
+    experiment.seed = 3;
+    experiment.trial_num = 2;
+    experiment.sim_ticks = 1'000'000;
+    experiment.load_num = 3;
+    experiment.load_list[0] = 0;
+    experiment.load_list[1] = 20'000;
+    experiment.load_list[2] = 10'000'000; // a packet in every tick
+    for (const int32_t bytes : {20, 1472}) {
+        experiment.data_length = bytes;
+        const int64_t draws = DrawsOfRun(experiment);
+        const int64_t longest = LongestRun(experiment);
+        EXPECT_GE(draws, 6'000'000);
+        EXPECT_LE(draws, longest);
+        EXPECT_GT(draws, longest * 3 / 4);
+        const SEED_PLAN plan = PlanSeeds(experiment, GENERATOR_LCG);
+        EXPECT_EQ(plan.step, longest);
+        EXPECT_LE(plan.limit * plan.step, CYCLE);
+        EXPECT_GT((plan.limit + 1) * plan.step, CYCLE);
+        const std::vector<int64_t> seeds = CampaignSeeds(5, 2, plan.step);
+        EXPECT_EQ((Logarithm(seeds[1]) + CYCLE - Logarithm(seeds[0])) % CYCLE, longest);
+    }
+    experiment = {};
+    experiment.load_list[0] = 500; // as long as the published one: no room for two
+    EXPECT_EQ(PlanSeeds(experiment, GENERATOR_LCG).limit, 0);
+    EXPECT_EQ(PlanSeeds(experiment, GENERATOR_MERSENNE).limit, REPLICATION_LIMIT);
 }

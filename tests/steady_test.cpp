@@ -11,10 +11,10 @@ constexpr int LOAD = 14;
 // trial, of which `delivered` were new at its receiver and `dropped` were given up.
 static std::vector<double> Packets(double arrived, double delivered, double dropped = 0.0)
 {
-    std::vector<double> values(Quantities().size(), 0.0);
+    std::vector<double> values(Quantities(PublishedForm()).size(), 0.0);
     for (size_t i = 0; i < values.size(); ++i) {
-        const QUANTITY &what = Quantities()[i];
-        if (what.file == "node_stat.txt" && what.load == LOAD) {
+        const QUANTITY &what = Quantities(PublishedForm())[i];
+        if (what.file == "node_stat.txt" && what.load_kbps == 1000 * LOAD) {
             const std::string name = what.thing + " " + what.metric;
             values[i] = name == "4 gene"   ? arrived
                         : name == "5 rx1"  ? delivered
@@ -25,9 +25,9 @@ static std::vector<double> Packets(double arrived, double delivered, double drop
     return values;
 }
 
-static bool IsSteadyAfter(const std::vector<std::vector<double>> &runs, int flow = 2)
+static bool IsSteadyAfter(const std::vector<std::vector<double>> &runs, size_t flow = 2)
 {
-    BALANCE balance;
+    BALANCE balance = MakeBalance(PublishedForm());
     for (const std::vector<double> &run : runs) {
         AddRun(balance, run);
     }
@@ -52,7 +52,7 @@ TEST(Steady, QueuesThatGrowByMoreThanNoise)
 
 TEST(Steady, WhoBelongsToAFlow)
 {
-    BALANCE balance;
+    BALANCE balance = MakeBalance(PublishedForm());
     AddRun(balance, Packets(5000, 1000)); // flow 2, of stations 4 and 5, has no steady state
     const struct {
         const char *kind;
@@ -64,8 +64,8 @@ TEST(Steady, WhoBelongsToAFlow)
                  {"link", "3->4", false}, {"link", "1->2", false}, {"network", "", false},
                  {"pair", "0+1", false},  {"column", "1", false}};
     for (const auto &[kind, thing, is_steady] : table) {
-        EXPECT_EQ(IsSteady(balance, {"x", LOAD, kind, thing, "y", "1"}), is_steady)
+        EXPECT_EQ(IsSteady(balance, {"x", 1000 * LOAD, kind, thing, "y", "1"}), is_steady)
             << kind << ' ' << thing;
-        EXPECT_TRUE(IsSteady(balance, {"x", LOAD + 1, kind, thing, "y", "1"}));
+        EXPECT_TRUE(IsSteady(balance, {"x", 1000 * LOAD + 1000, kind, thing, "y", "1"}));
     }
 }

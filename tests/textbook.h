@@ -116,31 +116,32 @@ inline int64_t FixedClock()
     return g_reading[g_reading_num++ % 2];
 }
 
+// Forgets the generator and the seed that another test has set.
+inline void ResetGenerator()
+{
+    g_settings = {};
+    ResetRandom();
+}
+
 // Fixes the clock and seeds the model and its reference by it.
 inline void SeedBoth(const int64_t (&clock)[2], TEXTBOOK &reference)
 {
     std::copy(std::begin(clock), std::end(clock), g_reading);
     g_reading_num = 0;
     g_clock = FixedClock;
-    ResetRandom();
+    ResetGenerator();
     RandInitUniform();
     EXPECT_EQ(g_reading_num, 2);
     reference.Seed(clock);
 }
 
-// Seeds the model's Mersenne Twister from the settings. ResetGenerator puts them back.
+// Seeds the model's Mersenne Twister from the settings; ResetGenerator puts them back.
 inline void SeedMersenne(int64_t seed, int32_t replication)
 {
     g_settings.generator = GENERATOR_MERSENNE;
     g_settings.seed = seed;
     g_settings.replication = replication;
     RandInitUniform();
-}
-
-inline void ResetGenerator()
-{
-    g_settings = {};
-    ResetRandom();
 }
 
 inline void ExpectSameState(const TWISTER &reference)

@@ -49,9 +49,10 @@ static REPLICATION MakeReplication(const CAMPAIGN &campaign, int64_t seed)
 {
     int number = 0;
     if (campaign.generator == GENERATOR_MERSENNE) {
-        number = ReplicationNumber(campaign.first_seed, seed, campaign.generator).value();
+        number = ReplicationNumber(campaign.first_seed, seed, SEED_PLAN{}).value();
     }
-    return {seed, campaign.generator, number, campaign.quick};
+    return {seed,           campaign.generator,  number,
+            campaign.quick, campaign.experiment, campaign.warnings};
 }
 
 [[noreturn]] static void RunChild(const std::string &partial, const REPLICATION &replication,
@@ -155,13 +156,16 @@ static void FinishSeed(CAMPAIGN &campaign, const JOB &job, int status)
 // Part of the campaign's work that lies behind, by what the running children have printed.
 static double ShareDone(const CAMPAIGN &campaign)
 {
-    constexpr double OUTPUT_BYTES = 16'300; // what a replication prints
+    constexpr double POINT_BYTES = 226; // that a replication prints at a load point
+    static const SETTINGS published;
+    const SETTINGS &experiment = campaign.experiment != nullptr ? *campaign.experiment : published;
+    const double output_bytes = POINT_BYTES * experiment.trial_num * experiment.load_num;
     double done = campaign.done + campaign.failed;
     for (const JOB &job : campaign.running) {
         std::error_code error;
         const auto size =
             fs::file_size(Path(campaign.dir, ".partial-", job.seed) + "/stdout.txt", error);
-        done += error ? 0.0 : std::min(static_cast<double>(size) / OUTPUT_BYTES, 0.999);
+        done += error ? 0.0 : std::min(static_cast<double>(size) / output_bytes, 0.999);
     }
     return done / campaign.all;
 }

@@ -26,12 +26,14 @@ struct CAMPAIGN {
     std::string dir;
     bool quick = false;
     GENERATOR generator = GENERATOR_LCG;
-    int64_t first_seed = 0;         // numbers the replications; GENERATOR_MERSENNE only
-    int jobs = 1;                   // processes at a time
-    std::string command;            // how to go on after an interruption
-    std::vector<int64_t> waiting;   // seeds not yet begun, last first
-    std::vector<int64_t> elsewhere; // seeds that other processes were running when last tried
-    bool is_sharing = false;        // it has been told that there are such
+    int64_t first_seed = 0;               // numbers the replications; GENERATOR_MERSENNE only
+    const SETTINGS *experiment = nullptr; // null: the published one
+    std::vector<std::string> warnings;    // of that experiment
+    int jobs = 1;                         // processes at a time
+    std::string command;                  // how to go on after an interruption
+    std::vector<int64_t> waiting;         // seeds not yet begun, last first
+    std::vector<int64_t> elsewhere;       // seeds that other processes were running when last tried
+    bool is_sharing = false;              // it has been told that there are such
     std::chrono::steady_clock::time_point retried; // when they were tried last
     std::vector<JOB> running;
     int done = 0;   // finished, by whatever command

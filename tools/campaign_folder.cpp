@@ -9,7 +9,7 @@
 
 #include "driver/settings.h"
 #include "tools/json_file.h"
-#include "tools/read_tree.h"
+#include "tools/open_tree.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -55,9 +55,17 @@ static std::string ReadManifest(const fs::path &path, FINISHED &replication)
         return name + ": \"quick\", \"generator\", \"version\" or \"commit\" is of the wrong kind" +
                remedy;
     }
-    replication = {(*manifest)["seed"], generator, quick,
+    TREE tree;
+    why = OpenTree(path.string(), tree);
+    if (!why.empty()) {
+        return why;
+    }
+    replication = {(*manifest)["seed"],
+                   generator,
+                   quick,
                    std::string(version) + ", commit " + std::string(commit),
-                   FindTree(path.string())};
+                   tree.dir,
+                   tree.form};
     if (path.filename() != HEAD + std::to_string(replication.seed)) {
         return path.string() + ": its manifest is of seed " + std::to_string(replication.seed) +
                "; give it that name, or move it out of the campaign";
@@ -69,6 +77,7 @@ std::string ReadReplications(const std::string &dir, std::vector<FINISHED> &list
 {
     std::set<std::string> generators;
     std::set<bool> quick;
+    std::set<const TREE_FORM *> forms;
     std::error_code error;
     list.clear();
     for (const auto &entry : fs::directory_iterator(dir, error)) {
@@ -81,6 +90,7 @@ std::string ReadReplications(const std::string &dir, std::vector<FINISHED> &list
         }
         generators.insert(list.back().generator);
         quick.insert(list.back().is_quick);
+        forms.insert(list.back().form);
     }
     if (error) {
         return dir + ": " + error.message() + "; name the directory of a campaign";
@@ -94,6 +104,9 @@ std::string ReadReplications(const std::string &dir, std::vector<FINISHED> &list
     }
     if (generators.size() > 1) {
         return dir + ": holds replications of different generators" + remedy;
+    }
+    if (forms.size() > 1) {
+        return dir + ": holds replications of different experiments" + remedy;
     }
     std::sort(list.begin(), list.end(),
               [](const FINISHED &a, const FINISHED &b) { return a.seed < b.seed; });

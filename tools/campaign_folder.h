@@ -5,12 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "tools/result_tree.h"
+
 struct FINISHED {
     int64_t seed;
     std::string generator; // of the random numbers
     bool is_quick;
     std::string program; // version and commit
     std::string tree;    // directory of the result files
+    const TREE_FORM *form;
 };
 
 // Whether a directory is that of a campaign, finished replications or none.

@@ -1,5 +1,5 @@
 // dcfsim-check: are the result files of a run all there, whole, and those that the run has left?
-// Needs nothing but the standard library, so that every run can end with it.
+// Can be built with nothing but the standard library, so that every run can end with it.
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -7,6 +7,7 @@
 
 #include "output/version.h"
 #include "tools/hashes.h"
+#include "tools/open_tree.h"
 #include "tools/read_tree.h"
 #include "tools/result_tree.h"
 
@@ -14,8 +15,9 @@ static const char USAGE[] =
     "Usage: dcfsim-check [--quiet] DIR\n"
     "Checks that DIR holds the 43 result files of dcfsim, each whole and with the right\n"
     "number of rows and columns, and that their values agree with each other. DIR may also\n"
-    "be the directory in which dcfsim ran. If SHA256SUMS lies beside the files, they must be\n"
-    "those that it lists; if they are those of a replication, those of its manifest.\n\n"
+    "be the directory in which dcfsim or dcfsim-experiment ran, or a replication; the manifest\n"
+    "there tells the experiment. If SHA256SUMS lies beside the files, they must be\n"
+    "those that it lists, and those of the hashes in a manifest.\n\n"
     "  -q, --quiet    say nothing about files that are whole\n"
     "  -h, --help     show this help\n"
     "  -V, --version  show version and commit\n\n"
@@ -28,9 +30,27 @@ static int RefuseArguments(const std::string &why)
     return 2;
 }
 
+// Finds the results. A build without the library that reads manifests knows the published
+// experiment alone.
+static std::string Find(const std::string &dir, TREE &tree)
+{
+#ifdef DCFSIM_ANY_EXPERIMENT
+    return OpenTree(dir, tree);
+#else
+    tree = {FindTree(dir), &PublishedForm()};
+    return "";
+#endif
+}
+
 static int Check(const std::string &dir, bool quiet)
 {
-    const TREE_REPORT report = CheckTree(dir, [](auto &&...) {});
+    TREE tree;
+    const std::string why = Find(dir, tree);
+    if (!why.empty()) {
+        std::fprintf(stderr, "dcfsim-check: %s\n", why.c_str());
+        return 1;
+    }
+    const TREE_REPORT report = CheckTree(*tree.form, tree.dir, [](auto &&...) {});
     const auto praise = [quiet](const char *name, size_t lines) {
         if (!quiet) {
             std::printf("ok  %-20s  %5zu lines\n", name, lines);
@@ -44,7 +64,7 @@ static int Check(const std::string &dir, bool quiet)
         }
     };
     for (size_t i = 0; i < report.files.size(); ++i) {
-        const FILE_FORM &form = ResultForms()[i];
+        const FILE_FORM &form = tree.form->files[i];
         blame(report.files[i]);
         if (report.files[i].empty()) {
             praise(form.name.c_str(), form.lines.size());
@@ -76,5 +96,5 @@ int main(int argc, char **argv)
             dir = argument;
         }
     }
-    return dir.empty() ? RefuseArguments("no DIR given") : Check(FindTree(dir), quiet);
+    return dir.empty() ? RefuseArguments("no DIR given") : Check(dir, quiet);
 }

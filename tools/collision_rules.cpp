@@ -24,7 +24,7 @@ struct LINK_VALUES {
 
     [[nodiscard]] const SERIES &Of(const std::string &metric) const
     {
-        return CountSeries(sender, receiver, metric);
+        return CountSeries(audit, sender, receiver, metric);
     }
 };
 
@@ -37,7 +37,7 @@ static void CheckShare(const LINK_VALUES &link, const std::string &name,
     const SERIES &sent = link.Of("send");
     const SERIES &share = link.Of(name);
     const SERIES &kept = link.Of(name + "_kept");
-    for (size_t p = 0; p < POINT_NUM; ++p) {
+    for (size_t p = 0; p < PointNum(audit); ++p) {
         audit.Equal(share[p], Share(counts[p], audit.At(sent[p])), EXACT_5, why);
         if (!kept.empty()) { // p1 has none
             audit.Equal(kept[p], Share(left[p], audit.At(sent[p])), EXACT_5, why);
@@ -56,8 +56,8 @@ static std::vector<double> Numbers(const AUDIT &audit, const SERIES &series)
 
 static void CheckSummaryRow(const LINK_VALUES &link)
 {
-    constexpr double EXCHANGE_TICKS = 330;
     AUDIT &audit = link.audit;
+    const double exchange_ticks = ExchangeTicks(PacketBytes(audit.Experiment()));
     const auto numbers = [&](const char *metric) { return Numbers(audit, link.Of(metric)); };
     const std::vector<double> sent = numbers("send");
     const std::vector<double> con = numbers("con");
@@ -72,8 +72,8 @@ static void CheckSummaryRow(const LINK_VALUES &link)
     const SERIES &used = link.Of("x");
     const SERIES &all = link.Of("col");
     const SERIES &hidden = link.Of("hid");
-    for (size_t p = 0; p < POINT_NUM; ++p) {
-        audit.Equal(used[p], sent[p] * EXCHANGE_TICKS / WINDOW, EXACT_5,
+    for (size_t p = 0; p < PointNum(audit); ++p) {
+        audit.Equal(used[p], sent[p] * exchange_ticks / Window(audit), EXACT_5,
                     "send of this row tells so");
         audit.Equal(all[p], con[p] + hid[p], 0.0, "con and hid of this row tell so");
         audit.Equal(hidden[p], phy[p] + pro[p] + hcon[p], 0.0,
@@ -96,15 +96,15 @@ static void CheckDetailRow(const LINK_VALUES &link, const std::string &name)
     AUDIT &audit = link.audit;
     // Frames begun in the same tick are counted once more, under no pairing.
     const bool has_others = name == "col" || name == "con";
-    std::vector<double> all(POINT_NUM);
-    std::vector<double> left(POINT_NUM);
+    std::vector<double> all(PointNum(audit));
+    std::vector<double> left(PointNum(audit));
     for (const char *pairing : PAIRINGS) {
         const std::string head = name + pairing;
         const SERIES &places = link.Of(head + "_frames_kept");
         const std::vector<double> frames = Numbers(audit, link.Of(head + "_frames"));
         const std::vector<double> kept = Numbers(audit, places);
         CheckShare(link, "p_" + head, frames, kept);
-        for (size_t p = 0; p < POINT_NUM; ++p) {
+        for (size_t p = 0; p < PointNum(audit); ++p) {
             audit.Within(places[p], 0.0, frames[p], "a part of the count");
             all[p] += frames[p];
             left[p] += kept[p];
@@ -115,7 +115,7 @@ static void CheckDetailRow(const LINK_VALUES &link, const std::string &name)
     const SERIES &total = link.Of(name);
     const SERIES &repeated = link.Of(name == "col" ? "dpcon" : "dp" + name);
     const SERIES &hidden = link.Of("dphid");
-    for (size_t p = 0; p < POINT_NUM; ++p) {
+    for (size_t p = 0; p < PointNum(audit); ++p) {
         const double again = audit.At(repeated[p]) + (name == "col" ? audit.At(hidden[p]) : 0.0);
         audit.Equal(frames[p], audit.At(total[p]), 0.0, "the summary row of the link has it");
         audit.Equal(kept[p], audit.At(total[p]) - again, 0.0, "the summary row of the link has it");
@@ -140,7 +140,7 @@ static void CheckClasses(const LINK_VALUES &link)
             const SERIES &hid = series("hid");
             const SERIES &phy = series("phy");
             const SERIES &pro = series("pro");
-            for (size_t p = 0; p < POINT_NUM; ++p) {
+            for (size_t p = 0; p < PointNum(audit); ++p) {
                 audit.Equal(col[p], audit.At(con[p]) + audit.At(hid[p]), 0.0,
                             "the rows con and hid of this table tell so");
                 audit.Within(hid[p], audit.At(phy[p]) + audit.At(pro[p]), INFINITY,
@@ -155,9 +155,9 @@ static void CheckTransmissions(const LINK_VALUES &link)
     // A sender shows its transmissions to the next station, a receiver those to the last.
     const bool is_forward = link.receiver > link.sender;
     const bool is_shown = (link.sender % 2 == 0) == is_forward;
-    const SERIES &shown = StationSeries(link.sender, is_forward ? "tx1" : "tx2");
+    const SERIES &shown = StationSeries(link.audit, link.sender, is_forward ? "tx1" : "tx2");
     const SERIES &sent = link.Of("send");
-    for (size_t p = 0; p < POINT_NUM; ++p) {
+    for (size_t p = 0; p < PointNum(link.audit); ++p) {
         link.audit.Equal(sent[p], is_shown ? link.audit.At(shown[p]) : 0.0, 0.0,
                          is_shown ? "node_stat.txt has it as tx1 or tx2"
                                   : "no route leads over this link");

@@ -6,8 +6,8 @@
 #include <tuple>
 
 #include "tools/campaign_folder.h"
+#include "tools/open_tree.h"
 #include "tools/quantities.h"
-#include "tools/read_tree.h"
 
 // The replications of a campaign, or the one run of a tree.
 static std::string ReadSide(const std::string &dir, std::vector<FINISHED> &runs)
@@ -15,8 +15,10 @@ static std::string ReadSide(const std::string &dir, std::vector<FINISHED> &runs)
     if (IsCampaign(dir)) {
         return ReadReplications(dir, runs);
     }
-    runs = {{0, "", false, "", FindTree(dir)}};
-    return "";
+    TREE tree;
+    std::string why = OpenTree(dir, tree);
+    runs = {{0, "", false, "", tree.dir, tree.form}};
+    return why;
 }
 
 // Pairs the replications of the same seed.
@@ -47,7 +49,9 @@ std::string MakePlan(const std::string &a, const std::string &b, PLAN &plan)
             return why;
         }
     }
-    plan = {METHOD_PAIRED, {}, {}, 0, ""};
+    const TREE_FORM *const a_form = a_runs.front().form;
+    const TREE_FORM *const b_form = b_runs.front().form;
+    plan = {METHOD_PAIRED, {}, {}, 0, "", a_form, b_form};
     if (IsCampaign(a) && IsCampaign(b)) {
         if (a_runs.front().is_quick != b_runs.front().is_quick) {
             const bool is_a = a_runs.front().is_quick;
@@ -61,7 +65,13 @@ std::string MakePlan(const std::string &a, const std::string &b, PLAN &plan)
     if (plan.a.size() > 1) {
         return "";
     }
-    plan = {a_runs.size() + b_runs.size() == 2 ? METHOD_EQUAL : METHOD_WELCH, {}, {}, 0, ""};
+    plan = {a_runs.size() + b_runs.size() == 2 ? METHOD_EQUAL : METHOD_WELCH,
+            {},
+            {},
+            0,
+            "",
+            a_form,
+            b_form};
     for (auto [runs, trees] : {std::pair(&a_runs, &plan.a), std::pair(&b_runs, &plan.b)}) {
         trees->reserve(runs->size());
         for (const FINISHED &run : *runs) {
@@ -77,24 +87,23 @@ static std::string ReadRuns(const PLAN &plan, std::vector<COMPARISON> &compariso
     std::vector<double> a;
     std::vector<double> b;
     for (size_t i = 0; i < std::max(plan.a.size(), plan.b.size()); ++i) {
-        std::string why = i < plan.a.size() ? ReadQuantities(plan.a[i], a) : "";
+        std::string why = i < plan.a.size() ? ReadQuantities(*plan.a_form, plan.a[i], a) : "";
         if (why.empty() && i < plan.b.size()) {
-            why = ReadQuantities(plan.b[i], b);
+            why = ReadQuantities(*plan.b_form, plan.b[i], b);
         }
         if (!why.empty()) {
             const bool is_advised = why.find("; ") != std::string::npos;
             return is_advised ? why : why + "; restore it, or run it again";
         }
         for (COMPARISON &comparison : comparisons) {
-            const size_t at = comparison.quantity;
             if (i < plan.a.size()) {
-                AddValue(comparison.a, a[at]);
+                AddValue(comparison.a, a[comparison.quantity]);
             }
             if (i < plan.b.size()) {
-                AddValue(comparison.b, b[at]);
+                AddValue(comparison.b, b[comparison.other]);
             }
             if (plan.method == METHOD_PAIRED) {
-                AddValue(comparison.pairs, b[at] - a[at]);
+                AddValue(comparison.pairs, b[comparison.other] - a[comparison.quantity]);
             }
         }
     }
@@ -115,7 +124,7 @@ static bool IsTest(const COMPARISON &of, METHOD method)
 }
 
 // For each comparison the first one of the same name and numbers.
-static std::vector<size_t> FindFirsts(const std::vector<COMPARISON> &comparisons)
+static std::vector<size_t> FindFirsts(const PLAN &plan, const std::vector<COMPARISON> &comparisons)
 {
     using NUMBERS = std::tuple<int, double, double, int, double, double>;
     std::map<std::tuple<int, std::string, std::string, std::string, NUMBERS>, size_t> known;
@@ -124,9 +133,9 @@ static std::vector<size_t> FindFirsts(const std::vector<COMPARISON> &comparisons
     for (size_t i = 0; i < comparisons.size(); ++i) {
         const auto &[n_a, mean_a, squares_a] = comparisons[i].a;
         const auto &[n_b, mean_b, squares_b] = comparisons[i].b;
-        const QUANTITY &what = Quantities()[comparisons[i].quantity];
+        const QUANTITY &what = Quantities(*plan.a_form)[comparisons[i].quantity];
         const auto [entry, is_new] =
-            known.try_emplace({what.load,
+            known.try_emplace({what.load_kbps,
                                what.kind,
                                what.thing,
                                what.metric,
@@ -156,7 +165,7 @@ static DIFFERENCE Difference(const COMPARISON &of, const PLAN &plan)
 
 static void Judge(const PLAN &plan, std::vector<COMPARISON> &comparisons)
 {
-    const std::vector<size_t> firsts = FindFirsts(comparisons);
+    const std::vector<size_t> firsts = FindFirsts(plan, comparisons);
     std::vector<double> p(comparisons.size(), NAN);
     for (size_t i = 0; i < comparisons.size(); ++i) {
         COMPARISON &of = comparisons[i];
@@ -178,11 +187,24 @@ static void Judge(const PLAN &plan, std::vector<COMPARISON> &comparisons)
 std::string Compare(const PLAN &plan, const std::set<std::string> &metrics,
                     std::vector<COMPARISON> &comparisons)
 {
+    using NAME = std::tuple<std::string, int, std::string, std::string, std::string, std::string>;
+    const auto name = [](const QUANTITY &what) {
+        return NAME{what.file, what.load_kbps, what.kind, what.thing, what.metric, what.unit};
+    };
+    std::map<NAME, size_t> places;
+    for (const QUANTITY &what : Quantities(*plan.b_form)) {
+        places.emplace(name(what), places.size());
+    }
     comparisons.clear();
-    for (size_t i = 0; i < Quantities().size(); ++i) {
-        if (metrics.empty() || metrics.contains(Quantities()[i].metric)) {
-            comparisons.push_back({i, {}, {}, {}, {}, NAN, false, false});
+    for (size_t i = 0; i < Quantities(*plan.a_form).size(); ++i) {
+        const QUANTITY &what = Quantities(*plan.a_form)[i];
+        const auto other = places.find(name(what));
+        if (other != places.end() && (metrics.empty() || metrics.contains(what.metric))) {
+            comparisons.push_back({i, other->second, {}, {}, {}, {}, NAN, false, false});
         }
+    }
+    if (comparisons.empty()) {
+        return "nothing can be compared: the experiments have no load and flow in common";
     }
     std::string why = ReadRuns(plan, comparisons);
     if (why.empty()) {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/result_tree.h"
 #include "tools/statistics.h"
 
 constexpr double SIGNIFICANCE = 0.05; // of all tests together
@@ -25,10 +26,13 @@ struct PLAN {
     std::vector<std::string> b;
     size_t left_out;       // replications without a partner
     std::string generator; // of the pairs
+    const TREE_FORM *a_form;
+    const TREE_FORM *b_form;
 };
 
 struct COMPARISON {
-    size_t quantity; // place in Quantities()
+    size_t quantity; // place in Quantities() of a
+    size_t other;    // and of b
     MOMENTS a;
     MOMENTS b;
     MOMENTS pairs; // b less a, of METHOD_PAIRED
@@ -42,8 +46,8 @@ struct COMPARISON {
 // what stands against it, or an empty text.
 std::string MakePlan(const std::string &a, const std::string &b, PLAN &plan);
 
-// Compares the quantities of the metrics, or if there are none all. What is the same number in all
-// runs is no test, and what several files repeat is one. Returns what is wrong with a tree, or an
-// empty text.
+// Compares the quantities of the metrics, or if there are none all, at the loads that both have.
+// What is the same number in all runs is no test, and what several files repeat is one. Returns
+// what is wrong with a tree, or an empty text.
 std::string Compare(const PLAN &plan, const std::set<std::string> &metrics,
                     std::vector<COMPARISON> &comparisons);

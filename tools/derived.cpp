@@ -2,12 +2,11 @@
 // from the other one.
 #include "tools/derived.h"
 
+#include <set>
 #include <string>
 
 #include "driver/constants.h"
 #include "tools/result_tree.h"
-
-constexpr double WINDOW_TICKS = 30'000'000; // by which the files divide, however long the run is
 
 static double Sum(const std::vector<double> &inputs)
 {
@@ -43,79 +42,117 @@ static double Fairness(const std::vector<double> &inputs)
 
 // Little's law: the mean time in the queue is its mean length over the rate of packets that enter.
 // A packet leaves with its ACK; it has been delivered SIFS and an ACK earlier.
-static double DelayOfQueue(const std::vector<double> &inputs)
+static double DelayOfQueue(const std::vector<double> &inputs, double window_ticks)
 {
     const double length = inputs[0];
     const double accepted = inputs[1] - inputs[2]; // arrivals less those that were refused
-    return length * WINDOW_TICKS / accepted - SIFS - ACK_TICKS;
+    return length * window_ticks / accepted - SIFS - ACK_TICKS;
 }
 
-static QUANTITY OfStation(int load, const std::string &station, const char *metric,
+static QUANTITY OfStation(int load_kbps, const std::string &station, const char *metric,
                           const char *unit)
 {
-    return {"node_stat.txt", load, "station", station, metric, unit};
+    return {"node_stat.txt", load_kbps, "station", station, metric, unit};
 }
 
-static std::vector<QUANTITY> FlowThroughputs(int load)
+std::string FlowFile(const TREE_FORM &form)
+{
+    return HasPairs(form.experiment) ? "throughput.txt" : FLOW_FILE;
+}
+
+std::vector<std::string> FlowNames(const TREE_FORM &form)
+{
+    std::vector<std::string> names;
+    for (const FLOW &flow : DistinctFlows(form.experiment)) {
+        names.push_back(HasPairs(form.experiment) ? std::to_string(flow.from / 2)
+                                                  : LinkName(flow.from, flow.to));
+    }
+    return names;
+}
+
+static std::vector<QUANTITY> FlowThroughputs(const TREE_FORM &form, int load_kbps)
 {
     std::vector<QUANTITY> inputs;
-    inputs.reserve(FLOW_NUM);
-    for (int flow = 0; flow < FLOW_NUM; ++flow) {
-        inputs.push_back(
-            {"throughput.txt", load, "flow", std::to_string(flow), "throughput", "Mbit/s"});
+    for (const std::string &name : FlowNames(form)) {
+        inputs.push_back({FlowFile(form), load_kbps, "flow", name, "throughput", "Mbit/s"});
     }
     return inputs;
 }
 
 // Collisions of class `row` at the receiver, of all pairings of frame types.
-static DERIVED Collisions(int load, const std::string &link, const std::string &row)
+static DERIVED Collisions(int load_kbps, const std::string &link, const std::string &row)
 {
     std::vector<QUANTITY> inputs;
     for (const char *pairing : {"_DD", "_DA", "_AD", "_AA"}) {
         inputs.push_back(
-            {"collision.txt", load, "link", link, row + pairing + "_frames", "frames"});
+            {"collision.txt", load_kbps, "link", link, row + pairing + "_frames", "frames"});
     }
-    inputs.push_back({"collision.txt", load, "link", link, "send", "frames"});
-    return {{"collision.txt", load, "link", link, row + "_at_receiver", "1"}, inputs, Ratio};
+    inputs.push_back({"collision.txt", load_kbps, "link", link, "send", "frames"});
+    return {{"collision.txt", load_kbps, "link", link, row + "_at_receiver", "1"}, inputs, Ratio};
 }
 
-static void AddFlow(std::vector<DERIVED> &all, int load, int flow)
+static DERIVED EmptyShare(int load_kbps, const std::string &station)
+{
+    return {
+        OfStation(load_kbps, station, "empty_share", "1"),
+        {OfStation(load_kbps, station, "Ztime", "1"), OfStation(load_kbps, station, "qZtime", "1")},
+        Difference};
+}
+
+// Of every station where a flow begins.
+static void AddSenders(std::vector<DERIVED> &all, const SETTINGS &experiment, int load_kbps)
+{
+    std::set<int> senders;
+    for (const FLOW &flow : DistinctFlows(experiment)) {
+        senders.insert(flow.from);
+    }
+    for (const int sender : senders) {
+        all.push_back(EmptyShare(load_kbps, std::to_string(sender)));
+    }
+}
+
+static void AddFlow(std::vector<DERIVED> &all, const SETTINGS &experiment, int load_kbps, int flow)
 {
     const std::string sender = std::to_string(2 * flow);
-    const std::string link = sender + "->" + std::to_string(2 * flow + 1);
+    const std::string link = LinkName(2 * flow, 2 * flow + 1);
+    const auto of_sender = [&](const char *metric, const char *unit) {
+        return OfStation(load_kbps, sender, metric, unit);
+    };
     all.push_back(
-        {{"node_stat.txt", load, "flow", std::to_string(flow), "delay_of_queue", "us"},
-         {OfStation(load, sender, "buf", "packets"), OfStation(load, sender, "gene", "packets"),
-          OfStation(load, sender, "over", "packets")},
-         DelayOfQueue});
-    all.push_back(
-        {OfStation(load, sender, "retries_per_transmission", "1"),
-         {OfStation(load, sender, "retx", "frames"), OfStation(load, sender, "tx", "frames")},
-         Ratio});
-    all.push_back({OfStation(load, sender, "empty_share", "1"),
-                   {OfStation(load, sender, "Ztime", "1"), OfStation(load, sender, "qZtime", "1")},
-                   Difference});
+        {{"node_stat.txt", load_kbps, "flow", std::to_string(flow), "delay_of_queue", "us"},
+         {of_sender("buf", "packets"), of_sender("gene", "packets"), of_sender("over", "packets")},
+         [window_ticks = experiment.window_ticks](const std::vector<double> &inputs) {
+             return DelayOfQueue(inputs, window_ticks);
+         }});
+    all.push_back({of_sender("retries_per_transmission", "1"),
+                   {of_sender("retx", "frames"), of_sender("tx", "frames")},
+                   Ratio});
+    all.push_back(EmptyShare(load_kbps, sender));
     for (const char *row : {"col", "hid", "phy", "pro"}) {
-        all.push_back(Collisions(load, link, row));
+        all.push_back(Collisions(load_kbps, link, row));
     }
 }
 
-std::vector<DERIVED> DerivedQuantities()
+std::vector<DERIVED> DerivedQuantities(const TREE_FORM &form)
 {
-    constexpr size_t PER_LOAD = 2 + FLOW_NUM * 7; // at most
+    const SETTINGS &experiment = form.experiment;
+    const std::vector<int> loads(experiment.load_list, experiment.load_list + experiment.load_num);
     std::vector<DERIVED> all;
-    all.reserve(TREE_LOADS * PER_LOAD);
-    for (int load = 0; load < TREE_LOADS; ++load) {
-        all.push_back({{"throughput.txt", load, "network", "", "total_throughput", "Mbit/s"},
-                       FlowThroughputs(load),
+    for (const int load : loads) {
+        all.push_back({{FlowFile(form), load, "network", "", "total_throughput", "Mbit/s"},
+                       FlowThroughputs(form, load),
                        Sum});
     }
-    for (int load = 0; load < TREE_LOADS; ++load) {
-        all.push_back({{"throughput.txt", load, "network", "", "fairness_index", "1"},
-                       FlowThroughputs(load),
+    for (const int load : loads) {
+        all.push_back({{FlowFile(form), load, "network", "", "fairness_index", "1"},
+                       FlowThroughputs(form, load),
                        Fairness});
+        if (!HasPairs(experiment)) {
+            AddSenders(all, experiment, load);
+            continue;
+        }
         for (int flow = 0; flow < FLOW_NUM; ++flow) {
-            AddFlow(all, load, flow);
+            AddFlow(all, experiment, load, flow);
         }
     }
     return all;

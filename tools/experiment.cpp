@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,22 +12,17 @@
 
 #include "driver/program.h"
 #include "driver/settings.h"
-#include "driver/state.h"
 #include "driver/sweep.h"
 #include "driver/tick.h"
-#include "output/files.h"
-#include "output/manifest.h"
 #include "output/settings_json.h"
 #include "tools/experiment_file.h"
 #include "tools/experiment_list.h"
+#include "tools/experiment_run.h"
 #include "tools/experiment_warnings.h"
-#include "tools/flow_watch.h"
 #include "tools/options.h"
 #include "tools/plain_file.h"
 #include "tools/progress.h"
-#include "tools/run_hashes.h"
 
-namespace fs = std::filesystem;
 using STEADY = std::chrono::steady_clock;
 
 static const char PROGRAM[] = "dcfsim-experiment";
@@ -44,39 +37,6 @@ struct OPTIONS {
     std::string packets;
     std::pair<int64_t, std::string> series = {0, ""}; // milliseconds, file
 };
-
-// Makes the directory of the results and opens every result file for a moment, so that a run never
-// works for nothing. Returns what stands against it, or an empty text.
-static std::string PrepareDirectory(const std::string &dir)
-{
-    std::error_code error;
-    fs::create_directories(dir + "/fig", error);
-    if (error) {
-        return dir + ": cannot be made: " + error.message();
-    }
-#define FILE_NAME(stream, name) name,
-    for (const char *name : {RESULT_FILES(FILE_NAME)}) {
-        const std::string path = dir + "/" + name;
-        FILE *file = std::fopen(path.c_str(), "a");
-        if (file == nullptr) {
-            return path + ": cannot be written: " + std::strerror(errno);
-        }
-        std::fclose(file);
-    }
-#undef FILE_NAME
-    return "";
-}
-
-// Adds the hashes of the result files in `dir`, by path.
-static void HashResults(const std::string &dir, std::map<std::string, std::string> &hashes)
-{
-#define FILE_NAME(stream, name) name,
-    for (const char *name : {RESULT_FILES(FILE_NAME)}) {
-        const std::string path = dir + "/" + name;
-        hashes[path] = HashResult(path);
-    }
-#undef FILE_NAME
-}
 
 static void ShowProgress(double share)
 {
@@ -114,40 +74,19 @@ static int Run(const OPTIONS &options)
         const bool is_printed = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
         return is_printed ? 0 : Fail(PROGRAM, "standard output cannot be written");
     }
-    SetPacketSize(g_settings.data_length);
-    const std::string dir = ResultDirectory(options.out);
-    const std::string refusal = PrepareDirectory(dir);
+    const EXPERIMENT_RUN run{PROGRAM,         options.out,           warnings,
+                             options.packets, options.series.second, options.series.first};
+    const std::string refusal = PrepareExperiment(run);
     if (!refusal.empty()) {
         return Fail(PROGRAM, refusal);
     }
     if (!SilenceModel()) {
         return Fail(PROGRAM, std::string("standard output: ") + std::strerror(errno));
     }
-    const std::string watched = BeginWatch(
-        {dir + "/flows.csv", options.packets, options.series.second, options.series.first});
-    if (!watched.empty()) {
-        return Fail(PROGRAM, watched);
-    }
-    const std::string begun = BeginManifest(options.out + "/manifest.json", PROGRAM, warnings);
-    if (!begun.empty()) {
-        return Fail(PROGRAM, begun);
-    }
     g_plain_ticking = options.plain;
     g_on_progress = ShowProgress;
-    const bool is_written = RunPacketSize(g_settings.data_length, options.out);
+    const std::string why = RunExperiment(run);
     WipeBar();
-    std::map<std::string, std::string> hashes;
-    const std::string lost = EndWatch(is_written, hashes);
-    const bool is_complete = is_written && lost.empty();
-    if (is_complete) {
-        HashResults(dir, hashes);
-    }
-    const std::string ended =
-        EndManifest(is_complete, is_complete ? HashMember(hashes, options.out) : "");
-    if (!is_written) {
-        return Fail(PROGRAM, dir + ": not all results could be written; is the disk full?");
-    }
-    const std::string &why = lost.empty() ? ended : lost;
     return why.empty() ? 0 : Fail(PROGRAM, why);
 }
 

@@ -47,7 +47,7 @@ static void CheckRoutes()
     }
 }
 
-static void Interpret(const json &experiment, SETTINGS &settings)
+static void InterpretKeys(const json &experiment, SETTINGS &settings)
 {
     if (!experiment.is_object()) {
         RefuseValue("the file", experiment, "one object {...}");
@@ -55,6 +55,11 @@ static void Interpret(const json &experiment, SETTINGS &settings)
     ReadKeys(experiment, settings);
     CheckWindow(experiment, settings);
     settings.window_ticks = WindowTicksRun(settings);
+}
+
+static void Interpret(const json &experiment, SETTINGS &settings)
+{
+    InterpretKeys(experiment, settings);
     if (!WithNetwork(settings, CheckRoutes)) {
         throw BAD_EXPERIMENT("memory is short");
     }
@@ -86,6 +91,17 @@ std::string ReadExperiment(const std::string &path, SETTINGS &settings)
         Read(path, settings);
     } catch (const BAD_EXPERIMENT &bad) {
         return OneLine(path + ": " + bad.what());
+    }
+    return "";
+}
+
+std::string InterpretExperiment(const json &object, SETTINGS &settings)
+{
+    settings = {};
+    try {
+        InterpretKeys(object, settings);
+    } catch (const BAD_EXPERIMENT &bad) {
+        return OneLine(bad.what());
     }
     return "";
 }

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "driver/settings.h"
 
 constexpr size_t EXPERIMENT_BYTES = size_t{1} << 20; // longest file that is read
@@ -13,3 +15,6 @@ constexpr size_t EXPERIMENT_BYTES = size_t{1} << 20; // longest file that is rea
 // empty text. Works out the network of the experiment in the model's stations to see whether its
 // routes lead from end to end, so nothing may be running; `g_settings` is left as it was.
 std::string ReadExperiment(const std::string &path, SETTINGS &settings);
+
+// The same of an object that a program wrote, as manifests have one. Routes are not followed.
+std::string InterpretExperiment(const nlohmann::json &object, SETTINGS &settings);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "tools/open_tree.h"
 #include "tools/options.h"
 #include "tools/read_tree.h"
 #include "tools/result_tree.h"
@@ -23,7 +24,7 @@ static std::string TrialName(int trial)
 static void AddRow(std::string &csv, const FILE_FORM &form, const CELL &cell,
                    std::string_view value)
 {
-    const std::string load = cell.load == LOAD_NONE ? "" : std::to_string(cell.load);
+    const std::string load = cell.load_kbps == LOAD_NONE ? "" : LoadText(cell.load_kbps);
     const std::string trial = TrialName(cell.trial);
     for (std::string_view field :
          {std::string_view(form.name), std::string_view(trial), std::string_view(load),
@@ -59,12 +60,17 @@ static int Main(int argc, char **argv)
     }
     // The whole tree is read first: one that does not fit yields no half table.
     std::string csv = "file,trial,load_mbps,kind,thing,metric,unit,value\n";
-    const std::string error = ReadResultTree(
-        FindTree(dir), [&](const FILE_FORM &form, const CELL &cell, std::string_view value) {
-            if (cell.kind != nullptr) {
-                AddRow(csv, form, cell, value);
-            }
-        });
+    TREE tree;
+    std::string error = OpenTree(dir, tree);
+    if (!error.empty()) {
+        return Fail(PROGRAM, error);
+    }
+    error = ReadResultTree(*tree.form, tree.dir,
+                           [&](const FILE_FORM &form, const CELL &cell, std::string_view value) {
+                               if (cell.kind != nullptr) {
+                                   AddRow(csv, form, cell, value);
+                               }
+                           });
     if (!error.empty()) {
         return Fail(PROGRAM, error);
     }

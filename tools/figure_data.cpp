@@ -9,7 +9,8 @@
 #include <sstream>
 #include <utility>
 
-#include "driver/state.h"
+#include "driver/constants.h"
+#include "tools/form_parts.h"
 #include "tools/plain_file.h"
 #include "tools/quantities.h"
 #include "tools/result_tree.h"
@@ -17,25 +18,39 @@
 
 constexpr char COLUMNS[] = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95,steady";
 
-static std::string Head(const std::string &file, int mbps, const std::string &kind,
+static std::string Head(const std::string &file, int load_kbps, const std::string &kind,
                         const std::string &thing, const std::string &metric)
 {
-    return file + "," + std::to_string(mbps) + "," + kind + "," + thing + "," + metric + ",";
+    return file + "," + LoadText(load_kbps) + "," + kind + "," + thing + "," + metric + ",";
 }
 
 static std::string Head(const QUANTITY &what)
 {
-    return Head(what.file, what.load, what.kind, what.thing, what.metric);
+    return Head(what.file, what.load_kbps, what.kind, what.thing, what.metric);
+}
+
+std::vector<double> Loads(const DATA &data)
+{
+    const SETTINGS &experiment = data.form->experiment;
+    std::vector<double> loads;
+    for (int32_t i = 0; i < experiment.load_num; ++i) {
+        loads.push_back(experiment.load_list[i] / KBPS_PER_MBPS);
+    }
+    return loads;
 }
 
 // A load point that was cut short is still divided by the full window, and so seems to be offered
-// next to nothing.
+// next to nothing. Where others ran, the manifest alone can tell.
 static bool IsCutShort(const DATA &data)
 {
+    if (data.form != &PublishedForm()) {
+        return false;
+    }
     double offered = 0.0;
     double nominal = 0.0;
-    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
-        offered += FindPoint(data, "result.txt", mbps, "flow", "0", "offered_load").mean;
+    for (const double mbps : Loads(data)) {
+        const int kbps = static_cast<int>(mbps * KBPS_PER_MBPS);
+        offered += FindPoint(data, "result.txt", kbps, "flow", "0", "offered_load").mean;
         nominal += mbps;
     }
     return offered < nominal / 2;
@@ -79,8 +94,9 @@ std::string ReadSummary(const std::string &path, DATA &data)
     std::getline(file, line);
     size_t number = 1;
     bool is_right = line == COLUMNS;
-    for (size_t i = 0; is_right && i < Quantities().size(); ++i) {
-        const std::string head = Head(Quantities()[i]) + Quantities()[i].unit + ",";
+    for (size_t i = 0; is_right && i < Quantities(*data.form).size(); ++i) {
+        const std::string head =
+            Head(Quantities(*data.form)[i]) + Quantities(*data.form)[i].unit + ",";
         ++number;
         is_right = std::getline(file, line) && line.starts_with(head) &&
                    ReadRow(line.c_str() + head.size(), data);
@@ -89,59 +105,67 @@ std::string ReadSummary(const std::string &path, DATA &data)
     if (!is_right || std::getline(file, line)) {
         return path + ":" + std::to_string(number) + ": not what this version writes";
     }
-    data.is_quick = IsCutShort(data);
+    data.is_quick |= IsCutShort(data);
     return "";
 }
 
 std::string ReadTree(const std::string &dir, DATA &data)
 {
     std::vector<double> values;
-    std::string error = ReadQuantities(dir, values);
+    std::string error = ReadQuantities(*data.form, dir, values);
     if (!error.empty()) {
         return error;
     }
-    BALANCE balance;
+    BALANCE balance = MakeBalance(*data.form);
     AddRun(balance, values);
     for (size_t i = 0; i < values.size(); ++i) {
-        data.points.push_back({values[i], NAN, IsSteady(balance, Quantities()[i])});
+        data.points.push_back({values[i], NAN, IsSteady(balance, Quantities(*data.form)[i])});
     }
-    data.is_quick = IsCutShort(data);
+    data.is_quick |= IsCutShort(data);
     return "";
 }
 
-const POINT &FindPoint(const DATA &data, const std::string &file, int mbps, const std::string &kind,
-                       const std::string &thing, const std::string &metric)
+// The places of quantities by the beginning of their lines.
+static const std::map<std::string, size_t> &IndexOf(const TREE_FORM &form)
 {
-    static const std::map<std::string, size_t> index = [] {
-        std::map<std::string, size_t> made;
-        for (size_t i = 0; i < Quantities().size(); ++i) {
-            made.emplace(Head(Quantities()[i]), i);
-        }
-        return made;
-    }();
-    return data.points.at(index.at(Head(file, mbps, kind, thing, metric)));
+    static std::map<const TREE_FORM *, std::map<std::string, size_t>> made;
+    std::map<std::string, size_t> &index = made[&form];
+    if (!index.empty()) {
+        return index;
+    }
+    for (size_t i = 0; i < Quantities(form).size(); ++i) {
+        index.emplace(Head(Quantities(form)[i]), i);
+    }
+    return index;
 }
 
-double PairCapacity()
+const POINT &FindPoint(const DATA &data, const std::string &file, int load_kbps,
+                       const std::string &kind, const std::string &thing, const std::string &metric)
+{
+    return data.points.at(IndexOf(*data.form).at(Head(file, load_kbps, kind, thing, metric)));
+}
+
+double PairCapacity(const SETTINGS &experiment)
 {
     constexpr double BACKOFF = CW_MIN * SLOT / 2.0; // mean
-    constexpr int32_t PACKET_DATA = 1472;           // bytes, of the experiment
-    SetPacketSize(PACKET_DATA);
-    const double cycle = DIFS + BACKOFF + DataTicks() + SIFS + ACK_TICKS;
-    return PACKET_PAYLOAD_LENGTH * BITS_PER_BYTE / cycle;
+    const int bytes = PacketBytes(experiment);
+    const double cycle = DIFS + BACKOFF + DataTicks(bytes) + SIFS + ACK_TICKS;
+    return bytes * BITS_PER_BYTE / cycle;
 }
 
 std::vector<POINT> CurvePoints(const DATA &data, const CURVE &curve, double unit)
 {
+    const SETTINGS &experiment = data.form->experiment;
     std::vector<POINT> points;
-    for (int mbps = 0; mbps < TREE_LOADS; ++mbps) {
+    for (int32_t i = 0; i < experiment.load_num; ++i) {
+        const int32_t kbps = experiment.load_list[i];
         if (curve.file.empty()) {
-            const double carried = std::min<double>(mbps, PairCapacity());
+            const double carried = std::min(kbps / KBPS_PER_MBPS, PairCapacity(experiment));
             points.push_back({data.is_quick ? NAN : carried, NAN, true});
             continue;
         }
         const POINT &point =
-            FindPoint(data, curve.file, mbps, curve.kind, curve.thing, curve.metric);
+            FindPoint(data, curve.file, kbps, curve.kind, curve.thing, curve.metric);
         points.push_back({point.mean / unit, point.half / unit, point.is_steady});
     }
     return points;

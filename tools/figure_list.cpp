@@ -1,56 +1,83 @@
 #include "tools/figure_list.h"
 
-#include "driver/constants.h"
+#include <algorithm>
+#include <set>
+
+#include "tools/derived.h"
 
 constexpr int STYLE_ALL = 6; // of the line styles; those of the flows come before it
 constexpr int STYLE_THEORY = 7;
 constexpr double PERCENT = 0.01;
 constexpr double US_PER_MS = 1000.0;
 
-// A curve for each flow, made by `make` from its number.
-template <typename MAKE> static std::vector<CURVE> PerFlow(MAKE make)
+// A curve for each flow, made by `make` from the stations at its ends.
+template <typename MAKE> static std::vector<CURVE> PerFlow(const TREE_FORM &form, MAKE make)
 {
+    constexpr int STYLES = 5; // of flows; more than that share them
     std::vector<CURVE> curves;
-    for (int flow = 0; flow < FLOW_NUM; ++flow) {
+    for (const FLOW &flow : DistinctFlows(form.experiment)) {
+        const int style = static_cast<int>(curves.size()) % STYLES + 1;
         curves.push_back(make(flow));
-        curves.back().style = flow + 1;
+        curves.back().style = style;
     }
     return curves;
 }
 
-static std::string LinkName(int flow)
+static std::string FlowTitle(const TREE_FORM &form, const FLOW &flow)
 {
-    return std::to_string(2 * flow) + "->" + std::to_string(2 * flow + 1);
+    const std::string link = LinkName(flow.from, flow.to);
+    return HasPairs(form.experiment) ? "flow " + std::to_string(flow.from / 2) + " (" + link + ")"
+                                     : "flow " + link;
 }
 
-static std::string FlowTitle(int flow)
+// What a row by flow says, of throughput.txt or of flows.csv.
+static std::vector<CURVE> FlowCurves(const TREE_FORM &form, const std::string &metric)
 {
-    return "flow " + std::to_string(flow) + " (" + LinkName(flow) + ")";
-}
-
-// A curve for each flow of what `node_stat.txt` or a quantity derived from it says of its sender.
-static std::vector<CURVE> PerSender(const std::string &metric)
-{
-    return PerFlow([&](int flow) {
-        return CURVE{FlowTitle(flow),          "node_stat.txt", "station",
-                     std::to_string(2 * flow), metric,          0};
+    return PerFlow(form, [&](const FLOW &flow) {
+        const std::string name = HasPairs(form.experiment) ? std::to_string(flow.from / 2)
+                                                           : LinkName(flow.from, flow.to);
+        return CURVE{FlowTitle(form, flow), FlowFile(form), "flow", name, metric, 0};
     });
 }
 
-static FIGURE ThroughputFigure()
+// What `node_stat.txt` or a quantity derived from it says of the senders. Of a station with several
+// flows there is one curve.
+static std::vector<CURVE> PerSender(const TREE_FORM &form, const std::string &metric)
 {
-    std::vector<CURVE> curves = PerFlow([](int flow) {
-        return CURVE{FlowTitle(flow),      "throughput.txt", "flow",
-                     std::to_string(flow), "throughput",     0};
+    std::vector<CURVE> curves = PerFlow(form, [&](const FLOW &flow) {
+        const std::string station = std::to_string(flow.from);
+        return CURVE{HasPairs(form.experiment) ? FlowTitle(form, flow) : "station " + station,
+                     "node_stat.txt",
+                     "station",
+                     station,
+                     metric,
+                     0};
     });
-    curves.push_back({"one pair alone (theory)", "", "", "", "", STYLE_THEORY});
-    const CURVE total{"all flows", "throughput.txt", "network", "", "total_throughput", STYLE_ALL};
+    std::set<std::string> stations;
+    std::erase_if(curves, [&](const CURVE &curve) { return !stations.insert(curve.thing).second; });
+    return curves;
+}
+
+static bool AreAlike(const SETTINGS &experiment)
+{
+    return std::all_of(experiment.flow_list, experiment.flow_list + experiment.flow_num,
+                       [](const FLOW &flow) { return flow.weight == 1; });
+}
+
+static FIGURE ThroughputFigure(const TREE_FORM &form)
+{
+    std::vector<CURVE> curves = FlowCurves(form, "throughput");
+    std::string caption = "Data that reaches the receiver, of each flow and in total.";
+    if (HasPairs(form.experiment) && AreAlike(form.experiment)) {
+        curves.push_back({"one pair alone (theory)", "", "", "", "", STYLE_THEORY});
+        caption += " The dotted line is what a pair carries that nobody disturbs: all it is "
+                   "offered, up to a packet per DIFS, mean backoff, DATA, SIFS and ACK. Flows that "
+                   "see the same neighbourhood lie on top of each other.";
+    }
+    const CURVE total{"all flows", FlowFile(form), "network", "", "total_throughput", STYLE_ALL};
     return {"throughput",
             "Throughput",
-            "Data that reaches the receiver, of each flow and in total. The dotted line is what a "
-            "pair carries that nobody disturbs: all it is offered, up to a packet per DIFS, mean "
-            "backoff, DATA, SIFS and ACK. Flows that see the same neighbourhood (0 and 4, 1 and 3) "
-            "lie on top of each other.",
+            caption,
             2,
             {{"each flow", "throughput (Mbit/s)", "Mbit/s", 1.0, 0.0, SCALE_LINEAR, curves},
              {"all flows together",
@@ -62,17 +89,19 @@ static FIGURE ThroughputFigure()
               {total}}}};
 }
 
-static FIGURE FairnessFigure()
+static FIGURE FairnessFigure(const TREE_FORM &form)
 {
-    const CURVE index{"fairness index", "throughput.txt", "network", "",
-                      "fairness_index", STYLE_ALL};
+    const CURVE index{"fairness index", FlowFile(form), "network", "", "fairness_index", STYLE_ALL};
+    const std::string flows = std::to_string(DistinctFlows(form.experiment).size());
     return {"fairness",
             "Fairness",
-            "Jain's index of the five throughputs, the square of their sum over five times the sum "
-            "of their squares: 1 if all are equal, 0.2 if one flow has everything.",
+            "Jain's index of the throughputs of " + flows +
+                " flows, the square of their sum over " + flows +
+                " times the sum of their squares: 1 if all are equal, 1/" + flows +
+                " if one flow has everything.",
             1,
             {{"Jain's index over the flows",
-              "fairness index (no unit, 0.2 to 1)",
+              "fairness index (no unit, 1 at most)",
               "",
               1.0,
               1.05,
@@ -80,37 +109,49 @@ static FIGURE FairnessFigure()
               {index}}}};
 }
 
-static FIGURE DelayFigure()
+static FIGURE DelayFigure(const TREE_FORM &form)
 {
-    std::vector<CURVE> curves = PerFlow([](int flow) {
-        return CURVE{FlowTitle(flow), "delay.txt", "flow", std::to_string(flow), "delay", 0};
-    });
-    curves.back().file = "node_stat.txt";
-    curves.back().metric = "delay_of_queue";
-    curves.back().title += " by queue";
+    std::string caption =
+        "Mean time from the arrival of a packet at the sender's queue to the end of the DATA "
+        "frame that delivers it, on a logarithmic axis.";
+    std::vector<CURVE> curves;
+    if (form.has_flows) {
+        curves = PerFlow(form, [&](const FLOW &flow) {
+            return CURVE{FlowTitle(form, flow),        FLOW_FILE, "flow",
+                         LinkName(flow.from, flow.to), "delay",   0};
+        });
+    } else {
+        curves = FlowCurves(form, "delay");
+        for (CURVE &curve : curves) {
+            curve.file = "delay.txt";
+        }
+        curves.back().file = "node_stat.txt";
+        curves.back().metric = "delay_of_queue";
+        curves.back().title += " by queue";
+        caption += " The results hold no delay of flow 4; its curve is reckoned from the mean "
+                   "length of its queue and the packets that entered it, by Little's law.";
+    }
     return {"delay",
             "Mean delay",
-            "Mean time from the arrival of a packet at the sender's queue to the end of the DATA "
-            "frame that delivers it, on a logarithmic axis. The results hold no delay of flow 4; "
-            "its curve is reckoned from the mean length of its queue and the packets that entered "
-            "it, by Little's law. Once a flow is offered more than it can send, its queue, and "
-            "with it the delay, grows for as long as the run lasts.",
+            caption + " Once a flow is offered more than it can send, its queue, and with it the "
+                      "delay, grows for as long as the run lasts.",
             1,
             {{"end to end", "mean delay (ms)", "ms", US_PER_MS, 0.0, SCALE_LOG, curves}}};
 }
 
-static FIGURE QueueFigure()
+static FIGURE QueueFigure(const TREE_FORM &form)
 {
     return {"queue",
             "Queue length",
             "Mean number of packets at each sender, the one being sent included, on a logarithmic "
-            "axis. A queue holds 100,000. Receivers have nothing to queue.",
+            "axis. A queue holds " +
+                std::to_string(form.experiment.queue_limit) + ".",
             1,
             {{"queues of the senders", "mean queue length (packets)", "packets", 1.0, 0.0,
-              SCALE_LOG, PerSender("buf")}}};
+              SCALE_LOG, PerSender(form, "buf")}}};
 }
 
-static FIGURE TimeFigure()
+static FIGURE TimeFigure(const TREE_FORM &form)
 {
     FIGURE figure{"time",
                   "What the senders do with their time",
@@ -119,8 +160,8 @@ static FIGURE TimeFigure()
                   "drawn; they are under the pointer.",
                   3,
                   {}};
-    for (int flow = 0; flow < FLOW_NUM; ++flow) {
-        const std::string station = std::to_string(2 * flow);
+    for (const CURVE &sender : PerSender(form, "x")) {
+        const std::string &station = sender.thing;
         figure.panels.push_back(
             {"sender " + station,
              "share of time (%)",
@@ -136,7 +177,7 @@ static FIGURE TimeFigure()
     return figure;
 }
 
-static FIGURE CollisionFigure()
+static FIGURE CollisionFigure(const TREE_FORM &form)
 {
     FIGURE figure{"collisions",
                   "Collisions per transmission",
@@ -153,32 +194,53 @@ static FIGURE CollisionFigure()
     for (const auto &[row, title] : classes) {
         const std::string metric = std::string(row) + "_at_receiver";
         figure.panels.push_back({title, "collisions per transmission (%)", "%", PERCENT, 0.0,
-                                 SCALE_LINEAR, PerFlow([&](int flow) {
-                                     return CURVE{FlowTitle(flow), "collision.txt", "link",
-                                                  LinkName(flow),  metric,          0};
+                                 SCALE_LINEAR, PerFlow(form, [&](const FLOW &flow) {
+                                     return CURVE{
+                                         FlowTitle(form, flow),        "collision.txt", "link",
+                                         LinkName(flow.from, flow.to), metric,          0};
                                  })});
     }
     return figure;
 }
 
-static FIGURE LossFigure()
+static FIGURE LossFigure(const TREE_FORM &form)
 {
-    return {
-        "losses",
-        "Retries, drops and refused packets",
-        "Transmissions that ended without an ACK; packets given up at the retry limit, over "
-        "those that arrived; and packets that found the queue full, in the measured time of "
-        "one trial.",
-        3,
-        {{"retries", "retries per transmission (%)", "%", PERCENT, 0.0, SCALE_LINEAR,
-          PerSender("retries_per_transmission")},
-         {"drops", "drops per packet (%)", "%", PERCENT, 0.0, SCALE_LINEAR, PerSender("d-rate")},
-         {"refused packets", "refused by the queue (packets)", "packets", 1.0, 0.0, SCALE_LINEAR,
-          PerSender("over")}}};
+    if (!HasPairs(form.experiment)) {
+        return {
+            "losses",
+            "Retries, drops and refused packets",
+            "Attempts that ended without an answer, packets given up at the retry limit, and "
+            "packets that found a queue full, at the source or on the way, in the measured time "
+            "of one trial.",
+            3,
+            {{"retries", "retries (frames)", "frames", 1.0, 0.0, SCALE_LINEAR,
+              FlowCurves(form, "retries")},
+             {"drops", "drops (packets)", "packets", 1.0, 0.0, SCALE_LINEAR,
+              FlowCurves(form, "drops")},
+             {"refused packets", "refused by queues (packets)", "packets", 1.0, 0.0, SCALE_LINEAR,
+              FlowCurves(form, "refused")}}};
+    }
+    return {"losses",
+            "Retries, drops and refused packets",
+            "Transmissions that ended without an ACK; packets given up at the retry limit, over "
+            "those that arrived; and packets that found the queue full, in the measured time of "
+            "one trial.",
+            3,
+            {{"retries", "retries per transmission (%)", "%", PERCENT, 0.0, SCALE_LINEAR,
+              PerSender(form, "retries_per_transmission")},
+             {"drops", "drops per packet (%)", "%", PERCENT, 0.0, SCALE_LINEAR,
+              PerSender(form, "d-rate")},
+             {"refused packets", "refused by the queue (packets)", "packets", 1.0, 0.0,
+              SCALE_LINEAR, PerSender(form, "over")}}};
 }
 
-std::vector<FIGURE> AllFigures()
+std::vector<FIGURE> AllFigures(const TREE_FORM &form)
 {
-    return {ThroughputFigure(), FairnessFigure(),  DelayFigure(), QueueFigure(),
-            TimeFigure(),       CollisionFigure(), LossFigure()};
+    std::vector<FIGURE> figures = {ThroughputFigure(form), FairnessFigure(form), DelayFigure(form),
+                                   QueueFigure(form), TimeFigure(form)};
+    if (HasPairs(form.experiment)) {
+        figures.push_back(CollisionFigure(form));
+    }
+    figures.push_back(LossFigure(form));
+    return figures;
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/result_tree.h"
+
 struct CURVE {
     std::string title;
     std::string file; // empty: what one pair alone would carry, reckoned and not simulated
@@ -38,5 +40,6 @@ struct FIGURE {
     std::vector<PANEL> panels;
 };
 
-// All figures, in the order of the page.
-std::vector<FIGURE> AllFigures();
+// All figures of an experiment, in the order of the page. Collisions are told by the pairs of the
+// published flows; where the flows are others, that figure is missing.
+std::vector<FIGURE> AllFigures(const TREE_FORM &form);

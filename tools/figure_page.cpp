@@ -9,6 +9,7 @@
 
 #include "output/version.h"
 #include "tools/figure_script.h"
+#include "tools/open_tree.h"
 
 using nlohmann::json;
 
@@ -46,13 +47,14 @@ for (const chart of document.querySelectorAll('.chart')) {
     const x = (event.clientX - rect.left) / scale, y = (event.clientY - rect.top) / scale;
     const panel = figure.panels.find(p => x > p.left - 8 && x < p.right + 8 && y > p.top && y < p.bottom);
     if (!panel) return hide();
-    const load = Math.max(0, Math.min(figure.top, Math.round(
-      (x - panel.left) / (panel.right - panel.left) * figure.top)));
-    const at = panel.left + load / figure.top * (panel.right - panel.left);
+    const place = (mbps) => panel.left + mbps / figure.top * (panel.right - panel.left);
+    const load = figure.loads.reduce((best, mbps, i) =>
+      Math.abs(place(mbps) - x) < Math.abs(place(figure.loads[best]) - x) ? i : best, 0);
+    const at = place(figure.loads[load]);
     Object.assign(line.style, { left: at * scale + 'px', top: panel.top * scale + 'px',
       height: (panel.bottom - panel.top) * scale + 'px' });
     tip.replaceChildren(Object.assign(document.createElement('b'),
-      { textContent: panel.title + ', offered ' + load + ' Mbit/s' }), document.createElement('table'));
+      { textContent: panel.title + ', offered ' + figure.loads[load] + ' Mbit/s' }), document.createElement('table'));
     for (const curve of panel.curves) {
       const row = tip.lastChild.insertRow(), mean = curve.mean[load], half = curve.half[load];
       row.insertCell().textContent = curve.title;
@@ -149,7 +151,10 @@ static json FigureAsJson(const DATA &data, const FIGURE &figure)
                           {"bottom", box.bottom},
                           {"curves", curves}});
     }
-    return {{"width", FigureBox(figure).right}, {"top", LOAD_TOP}, {"panels", panels}};
+    return {{"width", FigureBox(figure).right},
+            {"top", LoadTop(data)},
+            {"loads", Loads(data)},
+            {"panels", panels}};
 }
 
 static void WriteRow(std::ostream &page, const char *what, const std::string &value)
@@ -159,7 +164,13 @@ static void WriteRow(std::ostream &page, const char *what, const std::string &va
 
 static void WriteHeader(std::ostream &page, const DATA &data, const SOURCE &source)
 {
-    page << HEAD << "<h1>Ten stations, five flows, one channel</h1>\n";
+    const SETTINGS &experiment = data.form->experiment;
+    const std::string title = experiment.title;
+    page << HEAD << "<h1>"
+         << Escape(title.empty() ? "Ten stations, " + std::to_string(experiment.flow_num) +
+                                       " flows, one channel"
+                                 : title)
+         << "</h1>\n";
     if (data.is_quick) {
         page << "<p class=\"quick\">QUICK: every load point was cut short. These figures show that "
                 "the campaign works, and mean nothing.</p>\n";
@@ -169,7 +180,10 @@ static void WriteHeader(std::ostream &page, const DATA &data, const SOURCE &sour
              data.replications > 0
                  ? source.dir + ", means of " + std::to_string(data.replications) +
                        " replications with 95 % confidence intervals"
-                 : source.dir + ", one run: means of its two trials, without intervals");
+                 : source.dir + ", one run: means of its trials, without intervals");
+    const std::string keys = DifferentKeys(experiment, {});
+    WriteRow(page, "experiment",
+             keys.empty() ? "the published one" : "other than the published one in: " + keys);
     WriteRow(page, "seeds", source.seeds.empty() ? Join({}) : SeedText(source.seeds));
     WriteRow(page, "generator", Join(source.generators));
     WriteRow(page, "simulated by", Join(source.programs));
@@ -179,7 +193,7 @@ static void WriteHeader(std::ostream &page, const DATA &data, const SOURCE &sour
              "where more packets of the flow stay or are refused than chance explains; of all "
              "flows together, where any has none");
     page << "</table>\n<p class=\"note\">Point at a figure to read its values. Where there are "
-            "several curves, each has a mark at "
+            "several curves and many loads, each has a mark at "
             "every fifth load, at loads of its own. Filled marks are in a steady state; what "
             "hollow ones show depends on how long the run was.";
     if (data.replications > 0) {

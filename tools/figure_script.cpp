@@ -25,16 +25,16 @@ set border 3 lw 1
 set style line 20 lc rgb '#BEBEBE' lw 0.7 dt 1
 set grid xtics ytics ls 20
 set tics nomirror out
-set xrange [0:35]
-set xtics 5
 )";
 
 constexpr int FILLED_MARKS[] = {0, 5, 7, 9, 11, 13, 7}; // point types; the hollow ones are one less
 constexpr int STYLE_LIMIT = 7;                          // styles from here on have no marks
 constexpr int AREA_STYLES = 10;                         // added to the style of an area
 
-// Marks of different curves stand at different loads, as curves may lie on top of each other.
-constexpr int MARK_STEP = 5;
+// Marks of different curves stand at different loads, as curves may lie on top of each other; not
+// where there are so few loads that a curve would have hardly any.
+constexpr size_t MARK_STEP = 5;
+constexpr int FEW_LOADS = 15;
 
 // What the y axis shows.
 struct RANGE {
@@ -50,6 +50,11 @@ constexpr double Y_LABEL = 92;     // left of a panel
 constexpr double KEY_WIDTH = 260;  // right of the panels, unless a place among them is free
 constexpr double RIGHT_EDGE = 24;  // where no key is
 constexpr double PIXELS_PER_INCH = 96;
+
+double LoadTop(const DATA &data)
+{
+    return std::max(Loads(data).back(), 1e-3);
+}
 
 static size_t Columns(const FIGURE &figure)
 {
@@ -109,7 +114,7 @@ struct DRAWN {
 static std::vector<DRAWN> DrawnCurves(const DATA &data, const PANEL &panel)
 {
     std::vector<DRAWN> drawn;
-    std::vector<double> base(LOAD_TOP + 1, 0.0);
+    std::vector<double> base(Loads(data).size(), 0.0);
     for (const CURVE &curve : panel.curves) {
         drawn.push_back({CurvePoints(data, curve, panel.y_unit), base});
         for (size_t load = 0; load < base.size() && panel.scale == SCALE_STACK; ++load) {
@@ -156,12 +161,12 @@ static std::string BlockName(const FIGURE &figure, size_t panel, size_t curve)
     return name.append(figure.name).append(std::to_string(panel)) + "_" + std::to_string(curve);
 }
 
-// A data block: load, value, ends of the interval or edges of the area, and 1 where steady. What
-// cannot be drawn is left out.
+// A data block: load, value, ends of the interval or edges of the area, 1 where steady, and the
+// number of the load. What cannot be drawn is left out.
 static void WriteBlock(std::ostream &script, const std::string &name, const PANEL &panel,
-                       const DRAWN &curve, const RANGE &range)
+                       const DRAWN &curve, const RANGE &range, const std::vector<double> &loads)
 {
-    script << name << " << END\n0 nan nan nan 1\n"; // gnuplot does not take an empty block
+    script << name << " << END\n0 nan nan nan 1 0\n"; // gnuplot does not take an empty block
     for (size_t load = 0; load < curve.points.size(); ++load) {
         const auto [mean, half, is_steady] = curve.points[load];
         if (!IsDrawn(panel, curve.points[load])) {
@@ -172,9 +177,9 @@ static void WriteBlock(std::ostream &script, const std::string &name, const PANE
         const bool is_area = panel.scale == SCALE_STACK;
         const double low = is_area ? base : mean - reach;
         const double high = is_area ? base + mean : mean + reach;
-        script << load << ' ' << mean << ' '
+        script << loads[load] << ' ' << mean << ' '
                << (panel.scale == SCALE_LOG ? std::max(low, range.low) : low) << ' ' << high << ' '
-               << is_steady << '\n';
+               << is_steady << ' ' << load << '\n';
     }
     script << "END\n";
 }
@@ -204,7 +209,7 @@ static void AddArea(PARTS &parts, const std::string &block, const CURVE &curve)
         Text("keyentry with boxes fs solid ls ", style, " title \"", curve.title, '"'));
 }
 
-// Marks stand at loads that leave the remainder `place` when divided by `step`.
+// Marks stand at loads whose numbers leave the remainder `place` when divided by `step`.
 static void AddCurve(PARTS &parts, const std::string &block, const CURVE &curve, size_t step,
                      size_t place, bool has_bars)
 {
@@ -224,7 +229,7 @@ static void AddCurve(PARTS &parts, const std::string &block, const CURVE &curve,
     }
     // The mark of an unsteady point is hollow, and white inside.
     const auto mark = [&](int is_steady, int type, const char *colour) {
-        parts.marks.push_back(Text(block, " using ((int($1)%", step, "==", place,
+        parts.marks.push_back(Text(block, " using ((int($6)%", step, "==", place,
                                    "&&$5==", is_steady, ")?$1:NaN):2 with points", style,
                                    " dt 1 pt ", type, colour, " notitle"));
     };
@@ -233,10 +238,12 @@ static void AddCurve(PARTS &parts, const std::string &block, const CURVE &curve,
     mark(0, filled - 1, "");
 }
 
-static PARTS PlotParts(const FIGURE &figure, size_t number, bool has_bars)
+static PARTS PlotParts(const FIGURE &figure, const DATA &data, size_t number)
 {
     const PANEL &panel = figure.panels[number];
-    const size_t step = panel.curves.size() > 1 ? MARK_STEP : 1;
+    const bool is_dense = data.form->experiment.load_num > FEW_LOADS;
+    const size_t step = panel.curves.size() > 1 && is_dense ? MARK_STEP : 1;
+    const bool has_bars = data.replications > 0;
     PARTS parts;
     for (size_t i = 0; i < panel.curves.size(); ++i) {
         const std::string block = BlockName(figure, number, i);
@@ -269,8 +276,8 @@ static void WritePanel(std::ostream &script, const FIGURE &figure, const DATA &d
            << box.right / whole.right << "\nset tmargin at screen " << 1 - box.top / whole.bottom
            << "\nset bmargin at screen " << 1 - box.bottom / whole.bottom << "\nset title \""
            << panel.title << "\" offset 0,-0.3\nset xlabel \"offered load per flow (Mbit/s)\"\n"
-           << "set ylabel \"" << panel.y_label << "\"\nset yrange [" << range.low << ':'
-           << range.high << "]\n"
+           << "set ylabel \"" << panel.y_label << "\"\nset xrange [0:" << LoadTop(data)
+           << "]\nset yrange [" << range.low << ':' << range.high << "]\n"
            << (panel.scale == SCALE_LOG ? "set logscale y\nset format y '10^{%L}'\n"
                                         : "unset logscale y\nset format y '%g'\n")
            // Areas would hide the grid behind them.
@@ -282,7 +289,7 @@ static void WritePanel(std::ostream &script, const FIGURE &figure, const DATA &d
     if (number > 0) {
         script << "unset key\n";
     }
-    PARTS parts = PlotParts(figure, number, data.replications > 0);
+    PARTS parts = PlotParts(figure, data, number);
     if (panel.scale != SCALE_STACK && HasUnsteadyPoint(drawn)) {
         parts.keys.emplace_back("keyentry with points pt 6 ps 1 lc rgb '#606060' "
                                 "title \"hollow: no steady state\"");
@@ -307,7 +314,7 @@ void WriteFigure(std::ostream &script, const DATA &data, const FIGURE &figure)
         const std::vector<DRAWN> drawn = DrawnCurves(data, panel);
         const RANGE range = FindRange(panel, drawn);
         for (size_t i = 0; i < drawn.size(); ++i) {
-            WriteBlock(script, BlockName(figure, number, i), panel, drawn[i], range);
+            WriteBlock(script, BlockName(figure, number, i), panel, drawn[i], range, Loads(data));
         }
     }
     const BOX whole = FigureBox(figure);

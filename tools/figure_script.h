@@ -20,7 +20,8 @@ struct BOX {
     double bottom;
 };
 
-constexpr int LOAD_TOP = 35; // Mbit/s; the x axes go from 0 to this
+// Where the x axes end, in Mbit/s; they begin at 0.
+double LoadTop(const DATA &data);
 
 // Size of the figure; `left` and `top` are 0.
 BOX FigureBox(const FIGURE &figure);

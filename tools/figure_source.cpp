@@ -57,6 +57,7 @@ std::string ReadCampaignSource(const std::string &dir, SOURCE &source)
         source.programs.insert(replication.program);
         source.is_quick |= replication.is_quick;
         source.trees.push_back(replication.tree);
+        source.form = replication.form;
     }
     return why;
 }
@@ -66,7 +67,7 @@ void ReadTreeSource(const std::string &tree, SOURCE &source)
     std::error_code error;
     const fs::path path = fs::canonical(tree, error);
     const fs::path result = path.parent_path().parent_path();
-    if (error || path.parent_path().filename() != "10node_design") {
+    if (error || path.parent_path().filename() != DESIGN_FOLDER) {
         return;
     }
     // A replication has a manifest of its own, which knows more than that of the run in it.
@@ -83,10 +84,10 @@ void ReadTreeSource(const std::string &tree, SOURCE &source)
 
 // The mean throughputs of the replications, flow by flow and load by load, in the order of the
 // file.
-static std::string MeanThroughputs(const SOURCE &source, std::vector<double> &means,
-                                   std::vector<const CELL *> &cells)
+static std::string MeanThroughputs(const SOURCE &source, const TREE_FORM &tree_form,
+                                   std::vector<double> &means, std::vector<const CELL *> &cells)
 {
-    const auto &forms = ResultForms();
+    const auto &forms = tree_form.files;
     const auto form = std::find_if(forms.begin(), forms.end(), [](const FILE_FORM &candidate) {
         return candidate.name == "throughput.txt";
     });
@@ -138,14 +139,14 @@ std::string CheckSummary(const std::string &summary, const DATA &data, const SOU
     }
     std::vector<double> means;
     std::vector<const CELL *> cells;
-    std::string error = MeanThroughputs(source, means, cells);
+    std::string error = MeanThroughputs(source, *data.form, means, cells);
     if (!error.empty()) {
         return error;
     }
     for (size_t i = 0; i < means.size(); ++i) {
-        const double summarised =
-            FindPoint(data, "throughput.txt", cells[i]->load, "flow", cells[i]->thing, "throughput")
-                .mean;
+        const double summarised = FindPoint(data, "throughput.txt", cells[i]->load_kbps, "flow",
+                                            cells[i]->thing, "throughput")
+                                      .mean;
         if (!(std::fabs(summarised - means[i]) < ROUNDED)) {
             return summary + ": is of other replications than those in " + source.dir +
                    Remedy(source);

@@ -16,6 +16,7 @@ struct SOURCE {
     std::set<std::string> generators;
     std::set<std::string> programs; // version and commit
     bool is_quick = false;
+    const TREE_FORM *form = nullptr; // of the results; null: not known yet
 };
 
 // Reads the manifests of the replications in a campaign. Returns what is wrong, or an empty text.

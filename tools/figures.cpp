@@ -24,6 +24,7 @@
 #include "tools/figure_page.h"
 #include "tools/figure_script.h"
 #include "tools/figure_source.h"
+#include "tools/open_tree.h"
 #include "tools/options.h"
 #include "tools/read_tree.h"
 #include "tools/watched_data.h"
@@ -58,7 +59,7 @@ static std::string DrawInto(const std::string &partial, const DATA &data, const 
     std::ostringstream script;
     script << "# " << source.dir << ", seeds " << SeedText(source.seeds) << '\n';
     std::vector<SHOWN> shown;
-    for (FIGURE &figure : AllFigures()) {
+    for (FIGURE &figure : AllFigures(*data.form)) {
         std::vector<std::string> left_out = TakeEmptyPanels(data, figure);
         if (!figure.panels.empty()) {
             WriteFigure(script, data, figure);
@@ -178,6 +179,8 @@ static std::string Read(SOURCE &source, DATA &data)
         return why;
     }
     if (fs::exists(summary)) {
+        data.form = source.form != nullptr ? source.form : &PublishedForm();
+        data.is_quick = source.is_quick;
         why = ReadSummary(summary, data);
         why += why.empty() ? "" : Remedy(source);
         return !why.empty() || source.trees.empty() ? why : CheckSummary(summary, data, source);
@@ -185,8 +188,15 @@ static std::string Read(SOURCE &source, DATA &data)
     if (!source.trees.empty()) {
         return summary + ": missing" + Remedy(source);
     }
-    source.dir = FindTree(source.dir);
+    TREE tree;
+    why = OpenTree(source.dir, tree);
+    if (!why.empty()) {
+        return why;
+    }
+    source.dir = tree.dir;
     ReadTreeSource(source.dir, source);
+    data.form = tree.form;
+    data.is_quick = source.is_quick;
     return ReadTree(source.dir, data);
 }
 
@@ -212,14 +222,14 @@ static int Main(int argc, char **argv)
     if (!runs_script && fs::is_regular_file(dir, error)) {
         return DrawWatched(dir);
     }
-    SOURCE source{dir, PROGRAM, {}, {}, {}, {}, false};
+    SOURCE source{dir, PROGRAM, {}, {}, {}, {}, false, nullptr};
     for (int i = 1; i < argc; ++i) {
         source.command += " " + ShellWord(argv[i]);
     }
     if (runs_script) {
         return DrawThroughputScript(FindTree(dir));
     }
-    DATA data;
+    DATA data{};
     const std::string why = Read(source, data);
     return why.empty() ? Draw(data, source) : Fail(PROGRAM, why);
 }

@@ -7,9 +7,9 @@
 #include "tools/value_rules.h"
 
 // Mean over the trials of a column of node_stat.txt.
-static double MeanOf(const AUDIT &audit, const SERIES &series, size_t load)
+static double Mean(const AUDIT &audit, const SERIES &series, size_t load)
 {
-    return (audit.At(series[load]) + audit.At(series[load + TREE_LOADS])) / TREE_TRIALS;
+    return MeanOf(audit, load, [&](size_t p) { return audit.At(series[p]); });
 }
 
 // Offered load and throughput are the same wherever they stand.
@@ -17,17 +17,17 @@ static void CheckRates(AUDIT &audit, const std::string &file)
 {
     for (int flow = 0; flow < FLOW_NUM; ++flow) {
         const std::string name = std::to_string(flow);
-        const SERIES &offered = FindSeries(file, "flow", name, "offered_load");
-        const SERIES &throughput = FindSeries(file, "flow", name, "throughput");
-        for (size_t load = 0; load < TREE_LOADS; ++load) {
-            const double arrived = MeanOf(audit, StationSeries(2 * flow, "gene"), load);
-            const double delivered = MeanOf(audit, StationSeries(2 * flow + 1, "rx"), load);
+        const SERIES &offered = FindSeries(audit.Form(), file, "flow", name, "offered_load");
+        const SERIES &throughput = FindSeries(audit.Form(), file, "flow", name, "throughput");
+        for (size_t load = 0; load < LoadNum(audit); ++load) {
+            const double arrived = Mean(audit, StationSeries(audit, 2 * flow, "gene"), load);
+            const double delivered = Mean(audit, StationSeries(audit, 2 * flow + 1, "rx"), load);
             if (!offered.empty()) {
-                audit.Equal(offered[load], RateOf(arrived), EXACT_5,
+                audit.Equal(offered[load], RateOf(audit, arrived), EXACT_5,
                             "gene in node_stat.txt tells so");
             }
             if (!throughput.empty()) {
-                audit.Equal(throughput[load], RateOf(delivered), EXACT_5,
+                audit.Equal(throughput[load], RateOf(audit, delivered), EXACT_5,
                             "rx in node_stat.txt tells so");
             }
         }
@@ -37,29 +37,30 @@ static void CheckRates(AUDIT &audit, const std::string &file)
 // Delays, which nothing else tells: none without packets, and none that a run has no time for.
 static void CheckDelays(AUDIT &audit)
 {
-    constexpr double SHORTEST = 34 + 252; // ticks: DIFS and DATA
-    constexpr double SHOWN = 1e-4;        // of a sum of ten numbers
-    const double longest = WINDOW * RUN_SHARE * ShareRun(audit);
+    const double shortest = DIFS + DataTicks(PacketBytes(audit.Experiment()));
+    constexpr double SHOWN = 1e-4; // of a sum of ten numbers
+    const double longest = Window(audit) * RunShare(audit) * ShareRun(audit);
     for (int flow = 0; flow < FLOW_NUM - 1; ++flow) {
-        const SERIES &delay = FindSeries("delay.txt", "flow", std::to_string(flow), "delay");
-        const SERIES &received = StationSeries(2 * flow + 1, "rx");
-        for (size_t load = 0; load < TREE_LOADS; ++load) {
-            const bool has_packets =
-                audit.At(received[load]) > 0 && audit.At(received[load + TREE_LOADS]) > 0;
+        const SERIES &delay =
+            FindSeries(audit.Form(), "delay.txt", "flow", std::to_string(flow), "delay");
+        const SERIES &received = StationSeries(audit, 2 * flow + 1, "rx");
+        for (size_t load = 0; load < LoadNum(audit); ++load) {
+            const bool has_packets = IsPositive(audit, received, load);
             if (has_packets) {
-                audit.Within(delay[load], SHORTEST, longest,
+                audit.Within(delay[load], shortest, longest,
                              "a run leaves time for no other delay");
             } else {
                 audit.Equal(delay[load], NAN, 0.0, "a trial has no packets of this flow");
             }
         }
     }
-    const SERIES &sum = FindSeries("delay.txt", "network", "", "delay_sum_forward_links");
-    for (size_t load = 0; load < TREE_LOADS; ++load) {
+    const SERIES &sum =
+        FindSeries(audit.Form(), "delay.txt", "network", "", "delay_sum_forward_links");
+    for (size_t load = 0; load < LoadNum(audit); ++load) {
         double links = 0.0;
         for (int i = 0; i < NODE_NUM - 1; ++i) {
-            links += audit.At(
-                FindSeries("delay_node_flow1.txt", "link", LinkName(i, i + 1), "delay")[load]);
+            links += audit.At(FindSeries(audit.Form(), "delay_node_flow1.txt", "link",
+                                         LinkName(i, i + 1), "delay")[load]);
         }
         audit.Equal(sum[load], links, SHOWN, "the sum of delay_node_flow1.txt");
     }
@@ -68,7 +69,7 @@ static void CheckDelays(AUDIT &audit)
 // Columns that nothing fills.
 static void CheckUnused(AUDIT &audit)
 {
-    const std::vector<TREE_PLACE> &places = TreePlaces();
+    const std::vector<TREE_PLACE> &places = TreePlaces(audit.Form());
     for (size_t i = 0; i < places.size(); ++i) {
         const CELL &cell = *places[i].cell;
         if (cell.text == "unused" && !(cell.unit == "us" && std::isnan(audit.At(i)))) {
@@ -81,27 +82,27 @@ static void CheckUnused(AUDIT &audit)
 static void CheckFiller(AUDIT &audit)
 {
     const char *const zeros = "a row of zeros";
-    for (size_t place : FindSeries("throughput.txt", TREE_FILLER, "", "")) {
+    for (size_t place : FindSeries(audit.Form(), "throughput.txt", TREE_FILLER, "", "")) {
         audit.Equal(place, 0.0, 0.0, zeros);
     }
-    const SERIES &filler = FindSeries("result.txt", TREE_FILLER, "", "");
+    const SERIES &filler = FindSeries(audit.Form(), "result.txt", TREE_FILLER, "", "");
     constexpr size_t ROW = 2 * FLOW_NUM + 8;
-    constexpr size_t BLOCKS_END = ROW + 2 * static_cast<size_t>(TREE_LOADS);
+    const size_t blocks_end = ROW + 2 * LoadNum(audit);
     for (size_t i = 0; i < filler.size(); ++i) {
-        if (i < ROW || i >= BLOCKS_END) {
+        if (i < ROW || i >= blocks_end) {
             audit.Equal(filler[i], 0.0, 0.0, zeros);
             continue;
         }
         const bool is_offered = (i - ROW) % 2 == 0;
-        const SERIES &flow =
-            FindSeries("result.txt", "flow", "0", is_offered ? "offered_load" : "throughput");
+        const SERIES &flow = FindSeries(audit.Form(), "result.txt", "flow", "0",
+                                        is_offered ? "offered_load" : "throughput");
         audit.Equal(filler[i], audit.At(flow[(i - ROW) / 2]), 0.0, "that of flow 0");
     }
 }
 
 void CheckFlows(AUDIT &audit)
 {
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &form : audit.Form().files) {
         CheckRates(audit, form.name);
     }
     CheckDelays(audit);
@@ -112,7 +113,7 @@ void CheckFlows(AUDIT &audit)
         double most;
     } times[] = {{"days", 1e6}, {"hours", 23}, {"minutes", 59}, {"seconds", 59}};
     for (const auto &time : times) {
-        audit.Within(FindSeries("result.txt", "run", "", time.metric)[0], 0, time.most,
-                     "a part of the time of a run");
+        audit.Within(FindSeries(audit.Form(), "result.txt", "run", "", time.metric)[0], 0,
+                     time.most, "a part of the time of a run");
     }
 }

@@ -210,15 +210,18 @@ static void WritePacket(const WATCHED_FLOW &flow, const PACKET &packet, bool is_
 }
 
 // Enters what has happened into the counts of a stretch.
-static void Count(COUNTS &counts, NOTE note, int station, const PACKET &packet)
+static void Count(COUNTS &counts, NOTE note, const PACKET &packet)
 {
     switch (note) {
     case NOTE_ARRIVE:
         ++counts.arrived;
         break;
     case NOTE_REFUSE:
+        ++counts.arrived;
         ++counts.refused;
-        counts.arrived += station == packet.src ? 1 : 0;
+        break;
+    case NOTE_REFUSE_RELAY:
+        ++counts.refused;
         break;
     case NOTE_COLLIDE:
         ++counts.collisions;
@@ -289,9 +292,9 @@ static void Note(NOTE note, int station, const PACKET &packet)
         return;
     }
     WATCHED_FLOW &flow = g_watch.flows[static_cast<size_t>(number)];
-    Count(flow.interval, note, station, packet);
+    Count(flow.interval, note, packet);
     if (InWindow()) {
-        Count(flow.window, note, station, packet);
+        Count(flow.window, note, packet);
     }
     if (g_watch.series_file != nullptr) {
         FollowSeries(flow, note, station, number);

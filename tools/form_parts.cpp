@@ -3,6 +3,7 @@
 #include "tools/form_parts.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <sstream>
 
 #include "driver/constants.h"
@@ -20,6 +21,18 @@ std::vector<std::string_view> SplitWords(std::string_view line)
     return words;
 }
 
+std::vector<std::string_view> SplitCells(std::string_view line)
+{
+    std::vector<std::string_view> cells;
+    size_t begin = 0;
+    for (size_t end = line.find(','); end != std::string_view::npos; end = line.find(',', begin)) {
+        cells.push_back(line.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    cells.push_back(line.substr(begin));
+    return cells;
+}
+
 std::string Join(std::initializer_list<std::string_view> parts)
 {
     std::string joined;
@@ -31,7 +44,7 @@ std::string Join(std::initializer_list<std::string_view> parts)
 
 static CELL MakeCell(std::string_view word, const THING &thing)
 {
-    CELL cell{std::string(word), "", "", nullptr, "", thing.trial, thing.load, false, false};
+    CELL cell{std::string(word), "", "", nullptr, "", thing.trial, thing.load_kbps, false, false};
     if (word.front() != '<') {
         return cell;
     }
@@ -56,6 +69,13 @@ void Add(LINE &line, const THING &thing, std::string_view text)
     }
 }
 
+std::string RealText(double number)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%f", number);
+    return text;
+}
+
 void AddLines(FILE_FORM &form, const THING &thing, const std::string &text)
 {
     std::istringstream stream(text);
@@ -64,14 +84,14 @@ void AddLines(FILE_FORM &form, const THING &thing, const std::string &text)
     }
 }
 
-THING Flow(int flow, int load)
+THING Flow(int flow, int load_kbps)
 {
-    return {"flow", std::to_string(flow), TRIAL_MEAN, load};
+    return {"flow", std::to_string(flow), TRIAL_MEAN, load_kbps};
 }
 
-THING Link(int sender, int receiver, int trial, int load)
+THING Link(int sender, int receiver, int trial, int load_kbps)
 {
-    return {"link", std::to_string(sender) + "->" + std::to_string(receiver), trial, load};
+    return {"link", LinkName(sender, receiver), trial, load_kbps};
 }
 
 void VisitLinks(const std::function<void(int, int)> &visit)
@@ -97,18 +117,34 @@ std::string LabelText(LABEL label)
     return text;
 }
 
-void VisitPoints(const std::function<void(const THING &)> &add)
+void VisitPoints(const SETTINGS &experiment, const std::function<void(const THING &)> &add)
 {
-    for (int trial = 1; trial <= TREE_TRIALS; ++trial) {
-        for (int load = 0; load < TREE_LOADS; ++load) {
-            add({"network", "", trial, load});
+    for (int trial = 1; trial <= experiment.trial_num; ++trial) {
+        for (int load = 0; load < experiment.load_num; ++load) {
+            add({"network", "", trial, experiment.load_list[load]});
         }
     }
 }
 
-void AddLeadingValues(LINE &line, int load)
+std::string AirtimeLines(const SETTINGS &experiment, int shown)
+{
+    const int bytes = PacketBytes(experiment);
+    const std::string ack = std::to_string(ACK_TICKS);
+    return "// packet_size = " + std::to_string(shown) + "\n// MH:" + ack +
+           "\n// PAY:" + std::to_string(PayloadTicks(bytes)) +
+           "\n// DAT:" + std::to_string(DataTicks(bytes)) + "\n// ACK:" + ack + "\n";
+}
+
+std::string ShareLine(const SETTINGS &experiment)
+{
+    const int bytes = PacketBytes(experiment);
+    const double share = DataTicks(bytes) / static_cast<double>(ExchangeTicks(bytes));
+    return "// a = " + RealText(share) + "\n";
+}
+
+void AddLeadingValues(LINE &line, int load_kbps)
 {
     for (int flow = 0; flow < 3; ++flow) {
-        Add(line, Flow(flow, load), "<offered_load:Mbit/s> <throughput:Mbit/s>");
+        Add(line, Flow(flow, load_kbps), "<offered_load:Mbit/s> <throughput:Mbit/s>");
     }
 }

@@ -8,16 +8,18 @@
 
 #include "tools/hashes.h"
 #include "tools/plain_file.h"
+#include "tools/read_tree.h"
 #include "tools/result_tree.h"
 
 namespace fs = std::filesystem;
 
 constexpr size_t HASH_DIGITS = 64;
+constexpr char MANIFEST[] = "manifest.json";
 constexpr char HEXADECIMAL[] = "0123456789abcdef";
 
 static bool IsResultFile(const std::string &name)
 {
-    const std::vector<FILE_FORM> &forms = ResultForms();
+    const std::vector<FILE_FORM> &forms = PublishedForm().files;
     return std::any_of(forms.begin(), forms.end(),
                        [&name](const FILE_FORM &form) { return form.name == name; });
 }
@@ -66,7 +68,7 @@ HASH_LIST ReadHashList(const std::string &dir)
             blame(path + ":" + std::to_string(number), what);
         }
     }
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &form : PublishedForm().files) {
         if (!list.hashes.contains(form.name)) {
             blame(path, form.name + " is not listed");
         }
@@ -81,11 +83,11 @@ std::string CompareHash(const std::string &dir, const std::string &name, const H
     if (listed == list.hashes.end()) {
         return "";
     }
-    const std::optional<std::string> hash = HashFile(path);
+    const std::optional<std::string> hash = list.is_manifest ? HashResult(path) : HashFile(path);
     if (!hash || *hash == listed->second) {
         return "";
     }
-    return path + ": differs from its hash in " + HASH_LIST_NAME +
+    return path + ": differs from its hash in " + (list.is_manifest ? MANIFEST : HASH_LIST_NAME) +
            ": it was changed after the run; restore it, or run again";
 }
 
@@ -102,19 +104,51 @@ static std::optional<std::string> TextMember(const std::string &text, const std:
     return text.substr(value, text.find('"', value) - value);
 }
 
+constexpr size_t LONGEST_MANIFEST = 1 << 20; // bytes
+
+HASH_LIST ReadRunHashes(const std::string &dir, const std::vector<FILE_FORM> &files)
+{
+    HASH_LIST list;
+    std::error_code error;
+    const fs::path tree = fs::canonical(dir, error);
+    const fs::path design = tree.parent_path();
+    const std::string path = (design.parent_path() / MANIFEST).string();
+    std::string text;
+    if (error || design.filename() != DESIGN_FOLDER ||
+        !fs::exists(fs::symlink_status(path, error))) {
+        return list;
+    }
+    const std::string why = ReadPlainFile(path, LONGEST_MANIFEST, text);
+    if (!why.empty()) {
+        list.errors.push_back(path + ": " + why + "; restore it, or run again");
+        return list;
+    }
+    list.exists = list.is_manifest = text.find("\"sha256\": {") != std::string::npos;
+    for (const FILE_FORM &file : files) {
+        const std::string name = std::string(DESIGN_FOLDER) + "/" + tree.filename().string() + "/";
+        const std::optional<std::string> hash = TextMember(text, name + file.name);
+        if (hash) {
+            list.hashes.emplace(file.name, *hash);
+        } else if (list.exists) {
+            list.errors.push_back(path + ": " + name + file.name +
+                                  " is not among its hashes; restore it, or run again");
+        }
+    }
+    return list;
+}
+
 std::string CompareManifest(const std::string &dir)
 {
-    constexpr size_t LONGEST = 1 << 20;
     std::error_code error;
     const fs::path tree = fs::canonical(dir, error);
     const fs::path result = tree.parent_path().parent_path();
-    const std::string path = (result.parent_path() / "manifest.json").string();
-    if (error || tree.parent_path().filename() != "10node_design" ||
-        result.filename() != "result" || !fs::exists(fs::symlink_status(path, error))) {
+    const std::string path = (result.parent_path() / MANIFEST).string();
+    if (error || tree.parent_path().filename() != DESIGN_FOLDER ||
+        result.filename() != RESULT_FOLDER || !fs::exists(fs::symlink_status(path, error))) {
         return "";
     }
     std::string text;
-    const std::string why = ReadPlainFile(path, LONGEST, text);
+    const std::string why = ReadPlainFile(path, LONGEST_MANIFEST, text);
     if (!why.empty()) {
         return path + ": " + why + "; restore it, or run the replication again";
     }

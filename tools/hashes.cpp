@@ -137,6 +137,21 @@ std::optional<std::string> HashFile(const std::string &path)
                : std::nullopt;
 }
 
+std::optional<std::string> HashResult(const std::string &path)
+{
+    constexpr size_t LARGEST_FILE = 1 << 30;
+    static const std::string clock_line = "\nsimulation run time : ";
+    std::string text;
+    if (!ReadPlainFile(path, LARGEST_FILE, text).empty()) {
+        return std::nullopt;
+    }
+    const size_t begin = text.find(clock_line);
+    if (begin != std::string::npos) {
+        text.erase(begin + 1, text.find('\n', begin + 1) - begin);
+    }
+    return HashText(text);
+}
+
 // What tools leave beside the results.
 static bool IsAddition(const fs::path &path)
 {

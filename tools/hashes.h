@@ -31,6 +31,10 @@ std::string HashText(std::string_view text);
 // The hash of a plain file's bytes; none if it cannot be read.
 std::optional<std::string> HashFile(const std::string &path);
 
+// The hash of a result file, less the line of result.txt that tells how long the run took on the
+// clock, so that the same experiment has the same hashes. None if it cannot be read.
+std::optional<std::string> HashResult(const std::string &path);
+
 inline constexpr char HASH_LIST_NAME[] = "SHA256SUMS";
 inline constexpr char FIGURE_FOLDER[] = "fig";
 

@@ -9,13 +9,13 @@
 
 std::string ReadPrecision(const std::string &path, PRECISION &worst)
 {
-    constexpr char ROW[] = "throughput.txt,%d,network,,total_throughput,%*[^,],%*d,%lf,%*[^,],%lf";
+    constexpr char ROW[] = "%*[^,],%lf,network,,total_throughput,%*[^,],%*d,%lf,%*[^,],%lf";
     constexpr double PERCENT = 100.0;
     std::ifstream file(path);
     bool is_found = false;
     worst = {};
     for (std::string line; std::getline(file, line);) {
-        int load = 0;
+        double load = 0.0;
         double mean = NAN;
         double half = NAN;
         if (std::sscanf(line.c_str(), ROW, &load, &mean, &half) != 3 || load == 0) {

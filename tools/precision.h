@@ -5,7 +5,7 @@
 
 // The load whose total throughput is known least precisely.
 struct PRECISION {
-    int load = 0;         // Mbit/s
+    double load = 0.0;    // Mbit/s
     double percent = 0.0; // half-width of the 95 % interval, of the mean; infinite if there is none
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <string_view>
 #include <tuple>
@@ -15,7 +16,7 @@ constexpr size_t NO_QUANTITY = SIZE_MAX;
 // Where the inputs of a derived quantity stand.
 struct RECIPE {
     std::vector<size_t> inputs;
-    double (*formula)(const std::vector<double> &inputs);
+    std::function<double(const std::vector<double> &inputs)> formula;
 };
 
 // The quantities, and where each value of a tree goes.
@@ -29,25 +30,25 @@ using NAME = std::tuple<std::string, int, std::string, std::string, std::string,
 
 static NAME Name(const QUANTITY &what)
 {
-    return {what.file, what.load, what.kind, what.thing, what.metric, what.unit};
+    return {what.file, what.load_kbps, what.kind, what.thing, what.metric, what.unit};
 }
 
-static CATALOGUE MakeCatalogue()
+static CATALOGUE MakeCatalogue(const TREE_FORM &tree)
 {
     CATALOGUE made{};
     std::map<NAME, size_t> known;
     const auto enter = [&](const FILE_FORM &form, const CELL &cell) {
-        if (cell.kind == nullptr || cell.load == LOAD_NONE) {
+        if (cell.kind == nullptr || cell.load_kbps == LOAD_NONE) {
             return NO_QUANTITY;
         }
-        const QUANTITY what{form.name, cell.load, cell.kind, cell.thing, cell.text, cell.unit};
+        const QUANTITY what{form.name, cell.load_kbps, cell.kind, cell.thing, cell.text, cell.unit};
         const auto [entry, is_new] = known.try_emplace(Name(what), made.quantities.size());
         if (is_new) {
             made.quantities.push_back(what);
         }
         return entry->second;
     };
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &form : tree.files) {
         for (const LINE &line : form.lines) {
             for (const CELL &cell : line) {
                 if (cell.is_value) {
@@ -56,7 +57,7 @@ static CATALOGUE MakeCatalogue()
             }
         }
     }
-    for (const DERIVED &derived : DerivedQuantities()) {
+    for (const DERIVED &derived : DerivedQuantities(tree)) {
         RECIPE recipe{{}, derived.formula};
         for (const QUANTITY &input : derived.inputs) {
             recipe.inputs.push_back(known.at(Name(input)));
@@ -67,26 +68,29 @@ static CATALOGUE MakeCatalogue()
     return made;
 }
 
-static const CATALOGUE &Catalogue()
+static const CATALOGUE &CatalogueOf(const TREE_FORM &form)
 {
-    static const CATALOGUE catalogue = MakeCatalogue();
-    return catalogue;
+    static std::map<const TREE_FORM *, CATALOGUE> made;
+    const auto found = made.find(&form);
+    return found != made.end() ? found->second
+                               : made.emplace(&form, MakeCatalogue(form)).first->second;
 }
 
-const std::vector<QUANTITY> &Quantities()
+const std::vector<QUANTITY> &Quantities(const TREE_FORM &form)
 {
-    return Catalogue().quantities;
+    return CatalogueOf(form).quantities;
 }
 
-std::string ReadQuantities(const std::string &dir, std::vector<double> &values)
+std::string ReadQuantities(const TREE_FORM &form, const std::string &dir,
+                           std::vector<double> &values)
 {
-    const CATALOGUE &catalogue = Catalogue();
+    const CATALOGUE &catalogue = CatalogueOf(form);
     const size_t in_files = catalogue.quantities.size() - catalogue.recipes.size();
     std::vector<int> count(in_files);
     size_t next = 0;
     values.assign(in_files, 0.0);
     std::string error =
-        ReadResultTree(dir, [&](const FILE_FORM &, const CELL &, std::string_view value) {
+        ReadResultTree(form, dir, [&](const FILE_FORM &, const CELL &, std::string_view value) {
             const size_t index = catalogue.of_value[next++];
             if (index != NO_QUANTITY) {
                 values[index] += std::strtod(std::string(value).c_str(), nullptr);

@@ -2,13 +2,26 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <cmath>
 #include <filesystem>
 #include <map>
+#include <system_error>
 #include <vector>
 
 #include "tools/hash_list.h"
 #include "tools/plain_file.h"
 #include "tools/tree_values.h"
+
+namespace fs = std::filesystem;
+
+// Whether `word` is a real number as a CSV file has it.
+static bool IsReal(std::string_view word)
+{
+    double number = 0.0;
+    const char *const end = word.data() + word.size();
+    return std::from_chars(word.data(), end, number).ptr == end && std::isfinite(number);
+}
 
 // Whether `word` is a number as the program prints it: an integer, or five or six decimals.
 static bool IsNumber(std::string_view word, bool is_integer)
@@ -41,7 +54,7 @@ static std::string Quote(std::string_view word)
 static std::string ReadLine(const FILE_FORM &file, const LINE &form, std::string_view text,
                             const VISITOR &visit)
 {
-    const std::vector<std::string_view> words = SplitWords(text);
+    const std::vector<std::string_view> words = file.is_csv ? SplitCells(text) : SplitWords(text);
     if (words.size() != form.size()) {
         return std::to_string(words.size()) + " columns, expected " + std::to_string(form.size());
     }
@@ -55,9 +68,13 @@ static std::string ReadLine(const FILE_FORM &file, const LINE &form, std::string
             }
             continue;
         }
+        if (file.is_csv && !cell.is_integer && (word.empty() || IsReal(word))) {
+            visit(file, cell, word.empty() ? "nan" : word);
+            continue;
+        }
         const bool has_suffix = word.ends_with(cell.suffix);
         word.remove_suffix(has_suffix ? cell.suffix.size() : 0);
-        if (!has_suffix || !IsNumber(word, cell.is_integer)) {
+        if (!has_suffix || !IsNumber(word, cell.is_integer) || (file.is_csv && !cell.is_integer)) {
             return Quote(words[i]) + " in column " + std::to_string(i + 1) + ", expected " +
                    (cell.is_integer ? "an integer" : "a real number");
         }
@@ -116,14 +133,14 @@ std::string TREE_REPORT::First() const
     return others.empty() ? "" : others.front();
 }
 
-TREE_REPORT CheckTree(const std::string &dir, const VISITOR &visit)
+TREE_REPORT CheckTree(const TREE_FORM &form, const std::string &dir, const VISITOR &visit)
 {
     TREE_REPORT report;
     TREE_VALUES values;
     bool is_whole = true;
-    for (const FILE_FORM &form : ResultForms()) {
+    for (const FILE_FORM &file_form : form.files) {
         const std::string error = ReadResultFile(
-            dir, form, [&](const FILE_FORM &file, const CELL &cell, std::string_view value) {
+            dir, file_form, [&](const FILE_FORM &file, const CELL &cell, std::string_view value) {
                 values.Add(value);
                 visit(file, cell, value);
             });
@@ -134,18 +151,22 @@ TREE_REPORT CheckTree(const std::string &dir, const VISITOR &visit)
         }
     }
     const HASH_LIST list = ReadHashList(dir);
-    const auto wrong = is_whole ? CheckValues(values, dir) : std::map<std::string, std::string>();
+    const HASH_LIST run = ReadRunHashes(dir, form.files);
+    const auto wrong =
+        is_whole ? CheckValues(form, values, dir) : std::map<std::string, std::string>();
     for (size_t i = 0; i < report.files.size(); ++i) {
-        const std::string &name = ResultForms()[i].name;
+        const std::string &name = form.files[i].name;
         const auto found = wrong.find(name);
         for (const std::string &error :
-             {found == wrong.end() ? "" : found->second, CompareHash(dir, name, list)}) {
+             {found == wrong.end() ? "" : found->second, CompareHash(dir, name, list),
+              CompareHash(dir, name, run)}) {
             if (!error.empty()) {
                 report.files[i].push_back(error);
             }
         }
     }
     report.others = list.errors;
+    report.others.insert(report.others.end(), run.errors.begin(), run.errors.end());
     const std::string error = is_whole ? CompareManifest(dir) : "";
     if (!error.empty()) {
         report.others.push_back(error);
@@ -154,18 +175,24 @@ TREE_REPORT CheckTree(const std::string &dir, const VISITOR &visit)
     return report;
 }
 
-std::string ReadResultTree(const std::string &dir, const VISITOR &visit)
+std::string ReadResultTree(const TREE_FORM &form, const std::string &dir, const VISITOR &visit)
 {
-    return CheckTree(dir, visit).First();
+    return CheckTree(form, dir, visit).First();
 }
 
 std::string FindTree(const std::string &dir)
 {
-    for (const char *below : {"/10node_design/1500", "/result/10node_design/1500"}) {
-        if (!std::filesystem::exists(dir + "/result.txt") &&
-            std::filesystem::is_directory(dir + below)) {
-            return dir + below;
+    std::error_code error;
+    const fs::path root(dir);
+    for (const fs::path &design : {root / DESIGN_FOLDER, root / RESULT_FOLDER / DESIGN_FOLDER}) {
+        if (fs::exists(root / "result.txt", error) || !fs::is_directory(design, error)) {
+            continue;
         }
+        std::vector<std::string> sizes; // a folder for each size of packets
+        for (const auto &entry : fs::directory_iterator(design, error)) {
+            sizes.push_back(entry.path().string());
+        }
+        return sizes.size() == 1 ? sizes.front() : (design / "1500").string();
     }
     return dir;
 }

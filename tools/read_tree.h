@@ -27,11 +27,16 @@ struct TREE_REPORT {
 };
 
 // Reads all files and looks at them in every way.
-TREE_REPORT CheckTree(const std::string &dir, const VISITOR &visit);
+TREE_REPORT CheckTree(const TREE_FORM &form, const std::string &dir, const VISITOR &visit);
 
 // The same for those who need a whole tree. Returns the first thing that does not fit; what `visit`
 // was shown is worth nothing then.
-std::string ReadResultTree(const std::string &dir, const VISITOR &visit);
+std::string ReadResultTree(const TREE_FORM &form, const std::string &dir, const VISITOR &visit);
 
-// The directory of the result files: `dir` itself, or below it where a run has put them.
+// Folders that a run makes: the second in the first, and a folder for the size of packets in that.
+constexpr char RESULT_FOLDER[] = "result";
+constexpr char DESIGN_FOLDER[] = "10node_design";
+
+// The directory of the result files: `dir` itself, or below it where a run has put them. Of several
+// sizes of packets that were run there, the published one.
 std::string FindTree(const std::string &dir);

@@ -1,6 +1,6 @@
 // dcfsim-replicate: independent replications of the whole experiment, and their summary.
 //
-//     DIR/campaign.json       first seed and generator, so that the same command goes on with them
+//     DIR/campaign.json       seeds and experiment, so that the same command goes on with them
 //     DIR/seed-N/             a finished replication: result/, stdout.txt, manifest.json
 //     DIR/.partial-N/         one that is being run, or was interrupted; renamed when complete
 //     DIR/.partial-N.lock     held while seed N is being run, by whatever process
@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <iterator>
 #include <optional>
 #include <set>
 #include <span>
@@ -25,31 +24,29 @@
 #include <thread>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "tools/campaign.h"
+#include "tools/campaign_file.h"
 #include "tools/campaign_folder.h"
-#include "tools/json_file.h"
+#include "tools/experiment_file.h"
+#include "tools/experiment_warnings.h"
 #include "tools/options.h"
+#include "tools/plain_file.h"
 #include "tools/precision.h"
 #include "tools/progress.h"
-#include "tools/replace_file.h"
 #include "tools/seeds.h"
 #include "tools/summary.h"
 #include "topology/random.h"
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 
 struct OPTIONS {
     std::string dir;
     int replications = 0;   // 0: ten, or as many as the precision takes
     double precision = 0.0; // percent; 0: not asked for
-    int64_t first_seed = 0; // 0: from the campaign, or the clock
-    std::string generator;  // empty: from the campaign, or the published one
+    CAMPAIGN_FILE campaign; // what is left open comes from DIR, the clock, or is as published
+    std::string experiment; // file; empty: from DIR, or the published one
     int64_t one = 0;        // 0: all
     int jobs = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-    bool quick = false;
     bool list_seeds = false;
     bool summarise = false;
     std::string command; // the command line, for the hint how to go on
@@ -75,7 +72,8 @@ static int Summarise(const std::string &dir)
             break;
         }
         if (why.empty()) {
-            why = WriteSummary(Trees(replications), dir + "/summary.csv");
+            why =
+                WriteSummary(*replications.front().form, Trees(replications), dir + "/summary.csv");
         }
         if (!why.empty()) {
             return Fail(PROGRAM, why);
@@ -92,73 +90,6 @@ static int Summarise(const std::string &dir)
               (replications.front().is_quick ? " QUICK replications, which mean nothing"
                                              : " replications"));
     return 0;
-}
-
-static std::optional<GENERATOR> GeneratorCalled(const std::string &name)
-{
-    const auto *const found =
-        std::find(std::begin(GENERATOR_NAMES), std::end(GENERATOR_NAMES), name);
-    return found == std::end(GENERATOR_NAMES)
-               ? std::nullopt
-               : std::optional(static_cast<GENERATOR>(found - std::begin(GENERATOR_NAMES)));
-}
-
-// Takes from the campaign in the directory, if it holds one, what the command line leaves open.
-// Returns what stands against going on with it, or an empty text.
-static std::string ReadCampaign(OPTIONS &options)
-{
-    const std::string path = options.dir + "/campaign.json";
-    const std::string remedy = "; use another directory";
-    std::error_code error;
-    if (!fs::exists(path, error)) {
-        return error ? path + ": " + error.message() : "";
-    }
-    std::string why;
-    const auto campaign = ReadJson(path, &why);
-    if (!campaign) {
-        return path + ": " + why;
-    }
-    if (!campaign->value("first_seed", json()).is_number_integer()) {
-        return path + ": first_seed: missing, or not an integer";
-    }
-    if (!campaign->value("generator", json("")).is_string()) {
-        return path + ": generator: not a text";
-    }
-    const int64_t first_seed = (*campaign)["first_seed"];
-    const std::string generator = campaign->value("generator", "");
-    if (generator.empty()) {
-        return options.dir +
-               ": holds a campaign of consecutive seeds, whose streams overlap; it "
-               "can be summarised, but not continued" +
-               remedy;
-    }
-    if (first_seed < 1 || first_seed > LARGEST_SEED || !GeneratorCalled(generator)) {
-        return path + ": its seed or its generator is none that this program knows";
-    }
-    if (options.first_seed != 0 && options.first_seed != first_seed) {
-        return options.dir + ": holds a campaign from seed " + std::to_string(first_seed) + " on" +
-               remedy;
-    }
-    if (!options.generator.empty() && options.generator != generator) {
-        return options.dir + ": holds a campaign of generator " + generator + remedy;
-    }
-    if (campaign->value("quick", false) != options.quick) {
-        return options.dir + ": holds a campaign " + (options.quick ? "without" : "with") +
-               " --quick" + remedy;
-    }
-    options.first_seed = first_seed;
-    options.generator = generator;
-    return "";
-}
-
-// Records a new campaign, unless another command has just done so. Returns what stands against it,
-// or an empty text.
-static std::string WriteCampaign(const OPTIONS &options)
-{
-    const json campaign = {{"first_seed", options.first_seed},
-                           {"generator", options.generator},
-                           {"quick", options.quick}};
-    return CreateFile(options.dir + "/campaign.json", campaign.dump(4) + "\n");
 }
 
 // Makes the directory of a campaign. Returns what stands against it, or an empty text.
@@ -186,12 +117,23 @@ static int RunSeeds(const OPTIONS &options, std::span<const int64_t> seeds)
                   " replications were finished before");
     }
     campaign.dir = options.dir;
-    campaign.quick = options.quick;
-    campaign.generator = GeneratorCalled(options.generator).value();
-    campaign.first_seed = options.first_seed;
+    campaign.quick = options.campaign.quick;
+    campaign.generator = GeneratorCalled(options.campaign.generator).value();
+    campaign.first_seed = options.campaign.first_seed;
+    if (options.campaign.experiment) {
+        campaign.experiment = &*options.campaign.experiment;
+        campaign.warnings = WarningsOf(*options.campaign.experiment);
+    }
     campaign.jobs = options.jobs;
     campaign.command = options.command;
     return RunCampaign(campaign);
+}
+
+static std::string Mbps(double load)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.10g", load);
+    return text;
 }
 
 static std::string Percent(double percent)
@@ -220,8 +162,8 @@ static int RunUntilPrecise(const OPTIONS &options, std::span<const int64_t> seed
         if (!why.empty()) {
             return Fail(PROGRAM, why);
         }
-        const std::string found = "the worst load, " + std::to_string(worst.load) +
-                                  " Mbit/s, is known to " + Percent(worst.percent);
+        const std::string found = "the worst load, " + Mbps(worst.load) + " Mbit/s, is known to " +
+                                  Percent(worst.percent);
         if (worst.percent <= options.precision) {
             PrintLine(found + ", " + Percent(options.precision) + " were asked for");
             return 0;
@@ -240,49 +182,71 @@ static int RefuseUse(const std::string &why)
     return STATUS_USAGE;
 }
 
+static SEED_PLAN PlanOf(const OPTIONS &options)
+{
+    return PlanSeeds(options.campaign.experiment.value_or(SETTINGS()),
+                     GeneratorCalled(options.campaign.generator).value());
+}
+
+// Why there are no more replications than the plan has.
+static std::string RefuseMore(const OPTIONS &options, const SEED_PLAN &plan)
+{
+    const std::string other =
+        std::string(" need --generator ") + GENERATOR_NAMES[GENERATOR_MERSENNE];
+    if (plan.step == SEED_STEP) {
+        return "more than " + std::to_string(plan.limit) + " replications" + other +
+               ": on the one cycle of " + options.campaign.generator +
+               " the streams of more would meet at the same load";
+    }
+    return (plan.limit == 0
+                ? std::string("replications of this experiment")
+                : "more than " + std::to_string(plan.limit) + " replications of this experiment") +
+           other + ": one draws up to " + std::to_string(plan.step) +
+           " numbers, and the cycle of " + options.campaign.generator + " has " +
+           std::to_string(LARGEST_SEED);
+}
+
 // How many replications the options mean. Refuses, by an empty result, more than their generator
 // has streams for.
 static std::optional<int> CountReplications(const OPTIONS &options)
 {
     constexpr int USUAL = 10;
-    const int limit = ReplicationLimit(GeneratorCalled(options.generator).value());
-    if (options.replications > limit) {
-        RefuseUse("more than " + std::to_string(limit) + " replications need --generator " +
-                  GENERATOR_NAMES[GENERATOR_MERSENNE] + ": on the one cycle of " +
-                  options.generator + " the streams of more would meet at the same load");
+    const SEED_PLAN plan = PlanOf(options);
+    const int usual = options.precision > 0 ? std::max(plan.limit, 1) : USUAL;
+    const int count = options.replications == 0 ? usual : options.replications;
+    if (count > plan.limit) {
+        RefuseUse(RefuseMore(options, plan));
         return std::nullopt;
     }
-    if (options.replications == 0) {
-        return options.precision > 0 ? limit : USUAL;
-    }
-    return options.replications;
+    return count;
 }
 
 // Fills in what neither the command line nor a campaign says.
 static void CompleteOptions(OPTIONS &options)
 {
-    if (options.generator.empty()) {
-        options.generator = GENERATOR_NAMES[GENERATOR_LCG];
+    if (options.campaign.generator.empty()) {
+        options.campaign.generator = GENERATOR_NAMES[GENERATOR_LCG];
     }
-    if (options.first_seed == 0) {
+    if (options.campaign.first_seed == 0) {
         const int64_t rest = (g_clock() - 1) % LARGEST_SEED;
-        options.first_seed = 1 + rest + (rest < 0 ? LARGEST_SEED : 0);
+        options.campaign.first_seed = 1 + rest + (rest < 0 ? LARGEST_SEED : 0);
     }
 }
 
 static int RunOne(OPTIONS options)
 {
-    const bool is_alone = options.first_seed == 0;
+    const bool is_alone = options.campaign.first_seed == 0;
     CompleteOptions(options);
-    const GENERATOR generator = GeneratorCalled(options.generator).value();
+    const GENERATOR generator = GeneratorCalled(options.campaign.generator).value();
     if (is_alone && generator == GENERATOR_MERSENNE) {
-        return RefuseUse("--one with " + options.generator +
+        return RefuseUse("--one with " + options.campaign.generator +
                          " needs --first-seed, from which the replications are numbered");
     }
-    if (!is_alone && !ReplicationNumber(options.first_seed, options.one, generator)) {
-        return RefuseUse("--one " + std::to_string(options.one) +
-                         ": no seed of the campaign from seed " +
-                         std::to_string(options.first_seed) + " on; --list-seeds prints them");
+    if (!is_alone &&
+        !ReplicationNumber(options.campaign.first_seed, options.one, PlanOf(options))) {
+        return RefuseUse(
+            "--one " + std::to_string(options.one) + ": no seed of the campaign from seed " +
+            std::to_string(options.campaign.first_seed) + " on; --list-seeds prints them");
     }
     return RunSeeds(options, {&options.one, 1});
 }
@@ -295,7 +259,8 @@ static int ListSeeds(OPTIONS options)
         return STATUS_USAGE;
     }
     std::string text;
-    for (const int64_t seed : CampaignSeeds(options.first_seed, *count)) {
+    for (const int64_t seed :
+         CampaignSeeds(options.campaign.first_seed, *count, PlanOf(options).step)) {
         text += std::to_string(seed) + "\n";
     }
     const bool is_printed = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
@@ -311,7 +276,7 @@ static int Run(OPTIONS options)
         return ListSeeds(options);
     }
     const OPTIONS asked = options;
-    std::string why = ReadCampaign(options);
+    std::string why = ReadCampaign(options.dir, options.campaign);
     if (!why.empty()) {
         return Fail(PROGRAM, why);
     }
@@ -326,22 +291,52 @@ static int Run(OPTIONS options)
     }
     why = MakeDirectory(options.dir);
     if (why.empty()) {
-        why = WriteCampaign(options);
+        why = WriteCampaign(options.dir, options.campaign);
     }
     if (why.empty()) {
         // Of two commands that begin the same campaign, one does, and both go by what it wrote.
         options = asked;
-        why = ReadCampaign(options);
+        why = ReadCampaign(options.dir, options.campaign);
     }
     if (!why.empty()) {
         return Fail(PROGRAM, why);
     }
-    const std::vector<int64_t> seeds = CampaignSeeds(options.first_seed, *count);
+    const std::vector<int64_t> seeds =
+        CampaignSeeds(options.campaign.first_seed, *count, PlanOf(options).step);
     if (options.precision > 0) {
         return RunUntilPrecise(options, seeds);
     }
     const int status = RunSeeds(options, seeds);
     return status == 0 ? Summarise(options.dir) : status;
+}
+
+// Reads the file of --experiment, if it is given, and warns. Its seed and its generator hold where
+// no option names others. Returns what is wrong with it.
+static std::string ReadExperiment(OPTIONS &options)
+{
+    if (options.experiment.empty()) {
+        return "";
+    }
+    SETTINGS &experiment = options.campaign.experiment.emplace();
+    const std::string bad = ReadExperiment(options.experiment, experiment);
+    if (!bad.empty()) {
+        return bad;
+    }
+    for (const std::string &warning : WarningsOf(experiment)) {
+        Fail(PROGRAM, OneLine(options.experiment + ": warning: " + warning));
+    }
+    const bool has_seed = experiment.seed != SEED_FROM_CLOCK;
+    if (has_seed && options.campaign.first_seed == 0) {
+        if (experiment.seed < 1 || experiment.seed > LARGEST_SEED) {
+            return options.experiment + ": seed: stands at " + std::to_string(experiment.seed) +
+                   "; allowed in a campaign: 1 .. " + std::to_string(LARGEST_SEED);
+        }
+        options.campaign.first_seed = experiment.seed;
+    }
+    if (experiment.generator != GENERATOR_LCG && options.campaign.generator.empty()) {
+        options.campaign.generator = GENERATOR_NAMES[experiment.generator];
+    }
+    return "";
 }
 
 static int Main(int argc, char **argv)
@@ -353,16 +348,21 @@ static int Main(int argc, char **argv)
                  PROGRAM);
     const auto *dir = app.add_option("DIR", options.dir, "Directory of the campaign");
     auto *replications = app.add_option("-r,--replications", options.replications,
-                                        "Number of replications, 10 unless given, at most 20 "
-                                        "without --generator mt19937-64")
-                             ->check(CLI::Range(1, ReplicationLimit(GENERATOR_MERSENNE)))
+                                        "Number of replications, 10 unless given; of the "
+                                        "published experiment at most 20 without "
+                                        "--generator mt19937-64")
+                             ->check(CLI::Range(1, REPLICATION_LIMIT))
                              ->option_text("N");
-    auto *first = app.add_option("-s,--first-seed", options.first_seed,
+    auto *first = app.add_option("-s,--first-seed", options.campaign.first_seed,
                                  "Seed of the first replication, which the others follow from; "
                                  "from the clock unless given")
                       ->check(CLI::Range(int64_t{1}, LARGEST_SEED))
                       ->option_text("SEED");
-    auto *generator = app.add_option("-g,--generator", options.generator,
+    auto *experiment = app.add_option("-e,--experiment", options.experiment,
+                                      "Replicate the experiment of FILE, as dcfsim-experiment "
+                                      "takes it, instead of the published one")
+                           ->option_text("FILE");
+    auto *generator = app.add_option("-g,--generator", options.campaign.generator,
                                      "Random numbers: lcg-16807, the published ones, or mt19937-64")
                           ->check(CLI::IsMember({GENERATOR_NAMES[0], GENERATOR_NAMES[1]}))
                           ->option_text("NAME");
@@ -393,8 +393,9 @@ static int Main(int argc, char **argv)
         ->excludes(replications)
         ->excludes(first)
         ->excludes(generator)
+        ->excludes(experiment)
         ->excludes(precision);
-    app.add_flag("--quick", options.quick,
+    app.add_flag("--quick", options.campaign.quick,
                  "Cut every load point to a thousandth; the figures mean nothing");
     app.callback([&] {
         if (std::isnan(options.precision)) { // which no range refuses
@@ -411,7 +412,8 @@ static int Main(int argc, char **argv)
         return *status;
     }
     options.command = CommandText(argc, argv);
-    return Run(options);
+    const std::string bad = ReadExperiment(options);
+    return bad.empty() ? Run(options) : RefuseUse(bad);
 }
 
 int main(int argc, char **argv)

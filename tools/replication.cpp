@@ -1,5 +1,6 @@
 #include "tools/replication.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -12,7 +13,9 @@
 
 #include "driver/program.h"
 #include "driver/settings.h"
+#include "output/settings_json.h"
 #include "output/version.h"
+#include "tools/experiment_run.h"
 #include "tools/hashes.h"
 #include "tools/read_tree.h"
 #include "tools/replace_file.h"
@@ -36,9 +39,21 @@ static std::string TimeText(time_t time)
 static void ShortenLoadPoints()
 {
     constexpr uint64_t SHORTENED = 1000;
-    g_settings.sim_ticks /= SHORTENED;
-    g_settings.window_begin /= SHORTENED;
+    const uint64_t ticks = std::max<uint64_t>(g_settings.sim_ticks / SHORTENED, 1);
+    g_settings.sim_ticks = ticks;
+    g_settings.window_begin = std::min(g_settings.window_begin / SHORTENED, ticks - 1);
     g_settings.window_end /= SHORTENED;
+}
+
+// Runs the experiment of `g_settings` into ./result. Returns what went wrong, or an empty text.
+static std::string Run(const REPLICATION &replication)
+{
+    if (replication.experiment == nullptr) {
+        return RunProgram() == 0 ? "" : "the simulation failed";
+    }
+    const EXPERIMENT_RUN run{"dcfsim-replicate", RESULT_FOLDER, replication.warnings, "", ""};
+    const std::string why = PrepareExperiment(run);
+    return why.empty() ? RunExperiment(run) : why;
 }
 
 std::string Replicate(const REPLICATION &replication)
@@ -50,16 +65,26 @@ std::string Replicate(const REPLICATION &replication)
     }
     g_seed = replication.seed;
     g_clock = []() { return g_seed; };
+    if (replication.experiment != nullptr) {
+        g_settings = *replication.experiment;
+        g_settings.seed = g_seed;
+    }
     g_settings.generator = replication.generator;
     g_settings.replication = replication.number;
+    const std::string experiment = SettingsAsJson(g_settings, 0); // less what makes it quick
     if (replication.quick) {
         ShortenLoadPoints();
     }
-    const int status = RunProgram();
-    if (status != 0 || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        return "stdout.txt could not be written, or the simulation failed";
+    std::string error = Run(replication);
+    if (error.empty() && (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)) {
+        error = "stdout.txt could not be written";
     }
-    std::string error = ReadResultTree(FindTree("."), [](auto &&...) {});
+    if (error.empty()) {
+        const bool has_flows = replication.experiment != nullptr;
+        const TREE_FORM &form =
+            has_flows ? FormOf(*replication.experiment, has_flows) : PublishedForm();
+        error = ReadResultTree(form, FindTree("."), [](auto &&...) {});
+    }
     if (!error.empty()) {
         return error;
     }
@@ -76,6 +101,9 @@ std::string Replicate(const REPLICATION &replication)
     };
     if (replication.generator == GENERATOR_MERSENNE) {
         manifest["replication"] = replication.number;
+    }
+    if (replication.experiment != nullptr) {
+        manifest["experiment"] = json::parse(experiment);
     }
     syncfs(fileno(stdout));
     return ReplaceFile("manifest.json", manifest.dump(4) + "\n");

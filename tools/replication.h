@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "driver/settings.h"
 
@@ -11,6 +12,8 @@ struct REPLICATION {
     GENERATOR generator;
     int number; // within the campaign, from 0 on; matters to GENERATOR_MERSENNE only
     bool quick; // a thousandth of every load point
+    const SETTINGS *experiment;        // null: the published one, by the program itself
+    std::vector<std::string> warnings; // of that experiment
 };
 
 // Fills the working directory: result/, stdout.txt, manifest.json. Returns what went wrong, or an

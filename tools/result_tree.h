@@ -1,13 +1,12 @@
 // The result files of a run: the form of each, word by word. All that the tools know about what the
-// files hold is here.
+// files hold is here. The form follows from the experiment: its loads, trials and packets.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-constexpr int TREE_TRIALS = 2;
-constexpr int TREE_LOADS = 36; // 0 to 35 Mbit/s
+#include "driver/settings.h"
 
 constexpr int TRIAL_NONE = -1; // figures of the whole run
 constexpr int TRIAL_MEAN = 0;  // means over the trials
@@ -22,7 +21,7 @@ struct CELL {
     const char *kind; // kind of thing a value belongs to; null: text, or filler not worth exporting
     std::string thing; // the station, flow, link or what else it is
     int trial;         // TRIAL_NONE, TRIAL_MEAN or counted from 1
-    int load;          // Mbit/s per flow, or LOAD_NONE
+    int load_kbps;     // of a flow of weight 1, or LOAD_NONE
     bool is_value;
     bool is_integer; // else a real number, inf or nan
 };
@@ -32,11 +31,42 @@ using LINE = std::vector<CELL>;
 struct FILE_FORM {
     std::string name;
     std::vector<LINE> lines;
-    bool open_end; // the last line ends with a tab instead of a line break
+    bool open_end;       // the last line ends with a tab instead of a line break
+    bool is_csv = false; // words are parted by commas, and missing values are empty
 };
 
-// All 43 files in the order in which a run opens them. Built at the first call.
-const std::vector<FILE_FORM> &ResultForms();
+constexpr char FLOW_FILE[] = "flows.csv"; // that dcfsim-experiment leaves beside the others
 
-// Parts a line into words.
+// The forms of all files of an experiment.
+struct TREE_FORM {
+    SETTINGS experiment;
+    bool has_flows;               // FLOW_FILE is one of them, the last
+    std::vector<FILE_FORM> files; // in the order in which a run opens them
+};
+
+// The form of the results of an experiment. Made at the first call, and there until the program
+// ends.
+const TREE_FORM &FormOf(const SETTINGS &experiment, bool has_flows = false);
+
+// That of the published one.
+const TREE_FORM &PublishedForm();
+
+// A load in Mbit/s, as tables show it: without zeros behind the point.
+std::string LoadText(int load_kbps);
+
+// Whether two experiments differ in nothing but title, seed and generator.
+bool IsSameExperiment(const SETTINGS &a, const SETTINGS &b);
+
+// The name of what goes from one station to another.
+std::string LinkName(int sender, int receiver);
+
+// The flows of an experiment in the order in which they stand there; of several with the same ends,
+// the first.
+std::vector<FLOW> DistinctFlows(const SETTINGS &experiment);
+
+// Whether the flows are those of the five pairs, whatever their weights.
+bool HasPairs(const SETTINGS &experiment);
+
+// Parts a line into words. SplitCells does so for a row of a CSV file.
 std::vector<std::string_view> SplitWords(std::string_view line);
+std::vector<std::string_view> SplitCells(std::string_view line);

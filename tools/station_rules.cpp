@@ -12,7 +12,7 @@ double ShareRun(const AUDIT &audit)
 {
     std::vector<double> sums;
     for (int i = 0; i < NODE_NUM; ++i) {
-        for (size_t place : StationSeries(i, "X+Y+Z")) {
+        for (size_t place : StationSeries(audit, i, "X+Y+Z")) {
             sums.push_back(audit.At(place));
         }
     }
@@ -32,7 +32,7 @@ static void CheckZeros(AUDIT &audit, int station)
         "over", "rx2", "buf", "cw",  "x",    "off",   "qYtime", "qZtime"};
     const bool is_sender = station % 2 == 0;
     for (const char *metric : is_sender ? OF_SENDERS : OF_RECEIVERS) {
-        for (size_t place : StationSeries(station, metric)) {
+        for (size_t place : StationSeries(audit, station, metric)) {
             audit.Equal(place, 0.0, 0.0,
                         is_sender ? "senders have none" : "stations that send no DATA have none");
         }
@@ -42,12 +42,12 @@ static void CheckZeros(AUDIT &audit, int station)
 // What counts and the rates that follow from them say of each other.
 static void CheckCounts(AUDIT &audit, int station, size_t p)
 {
-    const auto place = [station, p](const char *metric) {
-        return StationSeries(station, metric)[p];
+    const auto place = [&audit, station, p](const char *metric) {
+        return StationSeries(audit, station, metric)[p];
     };
     const auto value = [&](const char *metric) { return audit.At(place(metric)); };
-    audit.Equal(place("off"), RateOf(value("gene")), EXACT_5, "gene of this row tells so");
-    audit.Equal(place("thr"), RateOf(value("rx")), EXACT_5, "rx of this row tells so");
+    audit.Equal(place("off"), RateOf(audit, value("gene")), EXACT_5, "gene of this row tells so");
+    audit.Equal(place("thr"), RateOf(audit, value("rx")), EXACT_5, "rx of this row tells so");
     audit.Equal(place("d-rate"), value("drop") / value("gene"), EXACT_5,
                 "drop and gene of this row tell so");
     audit.Equal(place("tx"), value("tx1") + value("tx2"), 0.0, "tx1 and tx2 of this row tell so");
@@ -64,8 +64,8 @@ static void CheckCounts(AUDIT &audit, int station, size_t p)
 static void CheckShares(AUDIT &audit, int station, size_t p, double run)
 {
     constexpr double SHOWN = 2e-6; // of the sums of numbers with six decimals
-    const auto place = [station, p](const char *metric) {
-        return StationSeries(station, metric)[p];
+    const auto place = [&audit, station, p](const char *metric) {
+        return StationSeries(audit, station, metric)[p];
     };
     const auto value = [&](const char *metric) { return audit.At(place(metric)); };
     audit.Equal(place("X+Y+Z"), run, 0.0, "the shares of time add up to the same everywhere");
@@ -79,10 +79,11 @@ static void CheckShares(AUDIT &audit, int station, size_t p, double run)
 
 static void CheckBackoff(AUDIT &audit, int station, size_t p)
 {
-    const size_t cw = StationSeries(station, "cw")[p];
-    const size_t ptr = StationSeries(station, "Ptr")[p];
+    const size_t cw = StationSeries(audit, station, "cw")[p];
+    const size_t ptr = StationSeries(audit, station, "Ptr")[p];
     const double slots = audit.At(cw);
-    audit.Within(StationSeries(station, "buf")[p], 0.0, QUEUE_LIMIT, "the queue holds no more");
+    audit.Within(StationSeries(audit, station, "buf")[p], 0.0, audit.Experiment().queue_limit,
+                 "the queue holds no more");
     audit.Within(cw, 0.0, CW_MAX, "a mean of backoffs");
     // One is the reciprocal of the other, as far as its decimals tell.
     const double tolerance = slots > 0.0 ? EXACT_5 / (slots * slots) + EXACT_6 : 0.0;
@@ -98,30 +99,32 @@ static double Scatter(double arrivals)
 // Arrivals and deliveries of the flow from `sender` to the next station.
 static void CheckFlow(AUDIT &audit, int sender, size_t p, double run)
 {
-    constexpr double PACKETS_PER_MBPS = 2500; // in the window
-    const double load = LoadOf(p) * PACKETS_PER_MBPS * run;
-    const size_t gene = StationSeries(sender, "gene")[p];
-    const size_t delivered = StationSeries(sender + 1, "rx")[p];
-    const double attempts = audit.At(StationSeries(sender, "tx")[p]);
+    const double packets_per_mbps = Window(audit) / PacketBits(audit);
+    const double load = LoadOf(audit, p) * packets_per_mbps * run;
+    const size_t gene = StationSeries(audit, sender, "gene")[p];
+    const size_t delivered = StationSeries(audit, sender + 1, "rx")[p];
+    const double attempts = audit.At(StationSeries(audit, sender, "tx")[p]);
     audit.Within(gene, load > 0 ? std::max(0.0, load - Scatter(load)) : 0.0,
                  load > 0 ? load + Scatter(load) : 0.0, "the load of this block gives so many");
-    const double before = (RUN_SHARE - 1) * load;
+    const double before = (RunShare(audit) - 1) * load;
     audit.Within(delivered, 0.0, audit.At(gene) + (load > 0 ? before + Scatter(before) : 0.0),
                  "not above gene of the sender and what has come before the window");
     // An attempt that began before the window may end in it.
     audit.Within(delivered, 0.0, attempts + 1, "not above tx of the sender");
     // The queue must fill before a packet is refused.
-    audit.Within(StationSeries(sender, "over")[p], 0.0,
-                 std::max(0.0, audit.At(gene) + before + Scatter(before) - QUEUE_LIMIT),
-                 "as many as gene allows beyond a full queue");
-    const double earlier = audit.At(StationSeries(sender, "retx")[p]) * (RUN_SHARE - 1);
-    audit.Within(StationSeries(sender + 1, "dis")[p], 0.0,
-                 audit.At(StationSeries(sender + 1, "rxsu")[p]) - audit.At(delivered) + earlier +
-                     Scatter(earlier),
+    audit.Within(
+        StationSeries(audit, sender, "over")[p], 0.0,
+        std::max(0.0, audit.At(gene) + before + Scatter(before) - audit.Experiment().queue_limit),
+        "as many as gene allows beyond a full queue");
+    const double earlier =
+        audit.At(StationSeries(audit, sender, "retx")[p]) * (RunShare(audit) - 1);
+    audit.Within(StationSeries(audit, sender + 1, "dis")[p], 0.0,
+                 audit.At(StationSeries(audit, sender + 1, "rxsu")[p]) - audit.At(delivered) +
+                     earlier + Scatter(earlier),
                  "rxsu less rx, and what comes before the window");
-    const double again = audit.At(StationSeries(sender + 1, "dis")[p]);
-    const double given_up = audit.At(StationSeries(sender, "drop")[p]);
-    audit.Within(StationSeries(sender, "retx")[p], 0.0,
+    const double again = audit.At(StationSeries(audit, sender + 1, "dis")[p]);
+    const double given_up = audit.At(StationSeries(audit, sender, "drop")[p]);
+    audit.Within(StationSeries(audit, sender, "retx")[p], 0.0,
                  attempts - audit.At(delivered) + again + given_up + 1,
                  "not above tx less what the receiver has as rx");
 }
@@ -131,7 +134,7 @@ void CheckStations(AUDIT &audit)
     const double run = ShareRun(audit);
     for (int i = 0; i < NODE_NUM; ++i) {
         CheckZeros(audit, i);
-        for (size_t p = 0; p < POINT_NUM; ++p) {
+        for (size_t p = 0; p < PointNum(audit); ++p) {
             CheckCounts(audit, i, p);
             CheckShares(audit, i, p, run);
             CheckBackoff(audit, i, p);

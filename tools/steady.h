@@ -7,27 +7,30 @@
 // excess of the load.
 #pragma once
 
-#include <array>
-#include <string>
+#include <cstddef>
 #include <vector>
 
-#include "driver/constants.h"
 #include "tools/quantities.h"
 #include "tools/result_tree.h"
 
 // Packets of each flow that arrived in the windows of all runs and trials together, and how many of
-// them neither left nor were dropped.
+// them neither left nor were dropped. By load, in the order of the experiment, and within it by
+// flow, in that of DistinctFlows.
 struct BALANCE {
-    std::array<std::array<double, FLOW_NUM>, TREE_LOADS> arrived{};
-    std::array<std::array<double, FLOW_NUM>, TREE_LOADS> kept{};
+    const TREE_FORM *form;
+    std::vector<std::vector<double>> arrived;
+    std::vector<std::vector<double>> kept;
 };
+
+BALANCE MakeBalance(const TREE_FORM &form);
 
 // Adds the packets of a run; `values` are its quantities.
 void AddRun(BALANCE &balance, const std::vector<double> &values);
 
-// Whether a flow has a steady state at a load, in Mbit/s.
-bool IsFlowSteady(const BALANCE &balance, int load, int flow);
+// Whether a flow has a steady state at a load.
+bool IsFlowSteady(const BALANCE &balance, size_t load, size_t flow);
 
 // Whether what a quantity is of has one: a flow, a station of its pair or a link between the two if
-// the flow has, anything else if all flows have.
+// the flow has, anything else if all flows have. Stations and links are told apart where the flows
+// are the five pairs.
 bool IsSteady(const BALANCE &balance, const QUANTITY &what);

@@ -18,14 +18,15 @@ static std::string NumberText(double value)
     return text;
 }
 
-static std::string SummaryText(const std::vector<MOMENTS> &moments, const BALANCE &balance)
+static std::string SummaryText(const TREE_FORM &form, const std::vector<MOMENTS> &moments,
+                               const BALANCE &balance)
 {
     std::string csv = "file,load_mbps,kind,thing,metric,unit,n,mean,sd,half_width_95,steady\n";
     for (size_t i = 0; i < moments.size(); ++i) {
-        const QUANTITY &what = Quantities()[i];
+        const QUANTITY &what = Quantities(form)[i];
         const MOMENTS &of = moments[i];
         for (const std::string &field :
-             {what.file, std::to_string(what.load), what.kind, what.thing, what.metric, what.unit,
+             {what.file, LoadText(what.load_kbps), what.kind, what.thing, what.metric, what.unit,
               std::to_string(of.n), NumberText(of.n > 0 ? of.mean : NAN), NumberText(Deviation(of)),
               NumberText(HalfWidth95(of))}) {
             csv.append(field).push_back(',');
@@ -35,13 +36,14 @@ static std::string SummaryText(const std::vector<MOMENTS> &moments, const BALANC
     return csv;
 }
 
-std::string WriteSummary(const std::vector<std::string> &dirs, const std::string &path)
+std::string WriteSummary(const TREE_FORM &form, const std::vector<std::string> &dirs,
+                         const std::string &path)
 {
-    std::vector<MOMENTS> moments(Quantities().size());
-    BALANCE balance;
+    std::vector<MOMENTS> moments(Quantities(form).size());
+    BALANCE balance = MakeBalance(form);
     std::vector<double> values;
     for (const std::string &dir : dirs) {
-        std::string error = ReadQuantities(dir, values);
+        std::string error = ReadQuantities(form, dir, values);
         if (!error.empty()) {
             return error;
         }
@@ -50,5 +52,5 @@ std::string WriteSummary(const std::vector<std::string> &dirs, const std::string
             AddValue(moments[i], values[i]);
         }
     }
-    return ReplaceFile(path, SummaryText(moments, balance));
+    return ReplaceFile(path, SummaryText(form, moments, balance));
 }

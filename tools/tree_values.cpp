@@ -1,5 +1,6 @@
 #include "tools/tree_values.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -14,26 +15,6 @@ void TREE_VALUES::Add(std::string_view text)
     numbers.push_back(std::strtod(texts.back().c_str(), nullptr));
 }
 
-const std::vector<TREE_PLACE> &TreePlaces()
-{
-    static const std::vector<TREE_PLACE> places = [] {
-        std::vector<TREE_PLACE> made;
-        for (const FILE_FORM &form : ResultForms()) {
-            int number = 0;
-            for (const LINE &line : form.lines) {
-                ++number;
-                for (const CELL &cell : line) {
-                    if (cell.is_value) {
-                        made.push_back({&form, &cell, number});
-                    }
-                }
-            }
-        }
-        return made;
-    }();
-    return places;
-}
-
 static std::string Key(const std::string &file, const std::string &kind, const std::string &thing,
                        const std::string &metric, const std::string &unit)
 {
@@ -44,30 +25,63 @@ static std::string Key(const std::string &file, const std::string &kind, const s
     return key;
 }
 
-const SERIES &FindSeries(const std::string &file, const std::string &kind, const std::string &thing,
-                         const std::string &metric, const std::string &unit)
+// Where the values of a form stand, and under which names.
+struct TREE_INDEX {
+    std::vector<TREE_PLACE> places;
+    std::unordered_map<std::string, SERIES> series;
+};
+
+static TREE_INDEX MakeIndex(const TREE_FORM &form)
 {
-    static const std::unordered_map<std::string, SERIES> index = [] {
-        std::unordered_map<std::string, SERIES> made;
-        const std::vector<TREE_PLACE> &places = TreePlaces();
-        for (size_t i = 0; i < places.size(); ++i) {
-            const CELL &cell = *places[i].cell;
-            const std::string &name = places[i].form->name;
-            if (cell.kind == nullptr) {
-                made[Key(name, TREE_FILLER, "", "", "")].push_back(i);
-                continue;
+    TREE_INDEX made;
+    for (const FILE_FORM &file : form.files) {
+        int number = 0;
+        for (const LINE &line : file.lines) {
+            ++number;
+            for (const CELL &cell : line) {
+                if (!cell.is_value) {
+                    continue;
+                }
+                const size_t place = made.places.size();
+                made.places.push_back({&file, &cell, number});
+                if (cell.kind == nullptr) {
+                    made.series[Key(file.name, TREE_FILLER, "", "", "")].push_back(place);
+                    continue;
+                }
+                for (const std::string &unit : {std::string(), cell.unit}) {
+                    made.series[Key(file.name, cell.kind, cell.thing, cell.text, unit)].push_back(
+                        place);
+                }
             }
-            made[Key(name, cell.kind, cell.thing, cell.text, "")].push_back(i);
-            made[Key(name, cell.kind, cell.thing, cell.text, cell.unit)].push_back(i);
         }
-        return made;
-    }();
-    static const SERIES none;
-    const auto found = index.find(Key(file, kind, thing, metric, unit));
-    return found == index.end() ? none : found->second;
+    }
+    return made;
 }
 
-AUDIT::AUDIT(const TREE_VALUES &tree, std::string folder) : values(tree), dir(std::move(folder))
+static const TREE_INDEX &IndexOf(const TREE_FORM &form)
+{
+    static std::map<const TREE_FORM *, TREE_INDEX> made;
+    const auto found = made.find(&form);
+    return found != made.end() ? found->second : made.emplace(&form, MakeIndex(form)).first->second;
+}
+
+const std::vector<TREE_PLACE> &TreePlaces(const TREE_FORM &form)
+{
+    return IndexOf(form).places;
+}
+
+const SERIES &FindSeries(const TREE_FORM &form, const std::string &file, const std::string &kind,
+                         const std::string &thing, const std::string &metric,
+                         const std::string &unit)
+{
+    static const SERIES none;
+    const auto &series = IndexOf(form).series;
+    const auto found = series.find(Key(file, kind, thing, metric, unit));
+    return found == series.end() ? none : found->second;
+}
+
+AUDIT::AUDIT(const TREE_FORM &tree_form, const TREE_VALUES &tree, std::string folder)
+    : form(tree_form), values(tree), dir(std::move(folder))
 {
 }
 
@@ -104,14 +118,14 @@ void AUDIT::Within(size_t place, double low, double high, const char *why)
 
 void AUDIT::Blame(size_t place, const std::string &expected, const char *why)
 {
-    const TREE_PLACE &what = TreePlaces()[place];
+    const TREE_PLACE &what = TreePlaces(form)[place];
     const CELL &cell = *what.cell;
     std::string name = cell.text;
     if (cell.kind != nullptr) {
         name.append(" of ").append(cell.kind).append(cell.thing.empty() ? "" : " " + cell.thing);
     }
-    if (cell.load != LOAD_NONE) {
-        name += " at " + std::to_string(cell.load) + " Mbit/s";
+    if (cell.load_kbps != LOAD_NONE) {
+        name += " at " + LoadText(cell.load_kbps) + " Mbit/s";
     }
     if (cell.trial > 0) {
         name += ", trial " + std::to_string(cell.trial);
@@ -127,22 +141,27 @@ const std::map<std::string, std::string> &AUDIT::Errors() const
     return errors;
 }
 
-// Numbers that count: none is below 0, but for the gap between packets without load.
+// Numbers that count.
 static void CheckSigns(AUDIT &audit)
 {
-    constexpr double MOST = 4e7; // of what happens at most once a tick
-    const std::vector<TREE_PLACE> &places = TreePlaces();
+    const auto most = static_cast<double>(audit.Experiment().sim_ticks); // once a tick
+    const std::vector<TREE_PLACE> &places = TreePlaces(audit.Form());
     for (size_t i = 0; i < places.size(); ++i) {
         const CELL &cell = *places[i].cell;
-        if (cell.is_integer && cell.text != "arrival_gap") {
-            audit.Within(i, 0, MOST, "a count");
+        if (cell.is_integer && (cell.unit == "frames" || cell.unit == "packets")) {
+            audit.Within(i, 0, most, "a count");
         }
     }
 }
 
-std::map<std::string, std::string> CheckValues(const TREE_VALUES &tree, const std::string &dir)
+std::map<std::string, std::string> CheckValues(const TREE_FORM &form, const TREE_VALUES &tree,
+                                               const std::string &dir)
 {
-    AUDIT audit(tree, dir);
+    AUDIT audit(form, tree, dir);
+    if (!FollowsPairs(form.experiment)) {
+        CheckFlowFile(audit);
+        return audit.Errors();
+    }
     CheckSigns(audit);
     CheckStations(audit);
     CheckCollisions(audit);
@@ -152,5 +171,6 @@ std::map<std::string, std::string> CheckValues(const TREE_VALUES &tree, const st
     }
     CheckFlows(audit);
     CheckMeans(audit);
+    CheckFlowFile(audit);
     return audit.Errors();
 }

@@ -9,8 +9,6 @@
 
 #include "tools/result_tree.h"
 
-constexpr size_t POINT_NUM = static_cast<size_t>(TREE_TRIALS) * TREE_LOADS;
-
 // Places of the values of one quantity, in the order of the file: a value per load, or, where the
 // file shows the trials, those of trial 1 and then of trial 2.
 using SERIES = std::vector<size_t>;
@@ -23,25 +21,36 @@ struct TREE_VALUES {
     void Add(std::string_view text);
 };
 
-// The places of a quantity; empty if there is none. `unit` may be left out where the file has one
-// quantity of that name. TREE_FILLER is the kind of numbers that nobody exports.
-constexpr char TREE_FILLER[] = "";
-const SERIES &FindSeries(const std::string &file, const std::string &kind, const std::string &thing,
-                         const std::string &metric, const std::string &unit = "");
-
 // What stands in a place.
 struct TREE_PLACE {
     const FILE_FORM *form;
     const CELL *cell;
     int line;
 };
-const std::vector<TREE_PLACE> &TreePlaces();
+const std::vector<TREE_PLACE> &TreePlaces(const TREE_FORM &form);
+
+// The places of a quantity; empty if there is none. `unit` may be left out where the file has one
+// quantity of that name. TREE_FILLER is the kind of numbers that nobody exports.
+constexpr char TREE_FILLER[] = "";
+const SERIES &FindSeries(const TREE_FORM &form, const std::string &file, const std::string &kind,
+                         const std::string &thing, const std::string &metric,
+                         const std::string &unit = "");
 
 // Collects what does not fit, one message a file.
 class AUDIT
 {
   public:
-    AUDIT(const TREE_VALUES &tree, std::string folder);
+    AUDIT(const TREE_FORM &tree_form, const TREE_VALUES &tree, std::string folder);
+
+    // Whose results these are.
+    [[nodiscard]] const TREE_FORM &Form() const
+    {
+        return form;
+    }
+    [[nodiscard]] const SETTINGS &Experiment() const
+    {
+        return form.experiment;
+    }
 
     [[nodiscard]] double At(size_t place) const;
 
@@ -58,6 +67,7 @@ class AUDIT
     [[nodiscard]] const std::map<std::string, std::string> &Errors() const;
 
   private:
+    const TREE_FORM &form;
     const TREE_VALUES &values;
     std::string dir;
     std::map<std::string, std::string> errors;
@@ -65,4 +75,5 @@ class AUDIT
 
 // Holds the values of a tree in which every file has its form against each other and against the
 // rules of the experiment. Returns what does not fit: a message by the file it is in.
-std::map<std::string, std::string> CheckValues(const TREE_VALUES &tree, const std::string &dir);
+std::map<std::string, std::string> CheckValues(const TREE_FORM &form, const TREE_VALUES &tree,
+                                               const std::string &dir);

@@ -7,15 +7,13 @@
 
 static const char NODE_HEAD[] =
     "// DESIGN\n// trial = 2\n// simulation time = 40\n// trace time = 30\n// Data rate = 54\n"
-    "// Control rate = 24\n// packet_size = 1472\n// MH:28\n// PAY:224\n// DAT:252\n// ACK:28\n"
-    "// a = 0.763636\n";
+    "// Control rate = 24\n";
 static const char COLLISION_HEAD[] =
-    "// DESIGN\n// trial = 2\n// simulation time = 40\n// trace time = 30\n// packet_size = 1500\n"
-    "// MH:28\n// PAY:224\n// DAT:252\n// ACK:28\n// a = 0.763636\n";
+    "// DESIGN\n// trial = 2\n// simulation time = 40\n// trace time = 30\n";
 
 static void AddBlockHead(FILE_FORM &form, const THING &network)
 {
-    const std::string load = std::to_string(network.load) + ".000000";
+    const std::string load = RealText(network.load_kbps / KBPS_PER_MBPS);
     AddLines(form, network,
              "packet length1 = <#packet_length:B>\npacket length2 = <#packet_length2:B>\ntrial = " +
                  std::to_string(network.trial) + "\nnum_off = " + load +
@@ -23,29 +21,30 @@ static void AddBlockHead(FILE_FORM &form, const THING &network)
                  "\ng_ariv_rate = <arrival_rate:1/us> load = <arrival_rate:1/s>\n");
 }
 
-static void FillPairs(FILE_FORM &form)
+static void FillPairs(FILE_FORM &form, const SETTINGS &experiment)
 {
     const std::string values = "<active_together_share> <#starts_while_active:frames>"
                                " <#starts_while_busy:frames> <#starts_while_idle:frames>";
-    VisitPoints([&](const THING &network) {
+    VisitPoints(experiment, [&](const THING &network) {
         AddBlockHead(form, network);
         AddLines(form, TEXT, "2-4 2-8");
         LINE &groups = form.lines.emplace_back();
         for (const char *group : {"0+2+6", "0+2+6+8"}) {
-            Add(groups, {"group", group, network.trial, network.load}, "<active_together_share>");
+            Add(groups, {"group", group, network.trial, network.load_kbps},
+                "<active_together_share>");
         }
         for (int i = 0; i < NODE_NUM - 1; ++i) {
             for (int j = i + 1; j < NODE_NUM; ++j) {
                 const std::string one = std::to_string(i);
                 const std::string other = std::to_string(j);
-                AddLines(form, {"pair", Join({one, "+", other}), network.trial, network.load},
+                AddLines(form, {"pair", Join({one, "+", other}), network.trial, network.load_kbps},
                          Join({"node[", one, "][", other, "] ", values}));
             }
         }
     });
 }
 
-static void FillNodes(FILE_FORM &form)
+static void FillNodes(FILE_FORM &form, const SETTINGS &experiment)
 {
     const std::string before_tx2 = "<#gene:packets> <#tx:frames> <#tx1:frames> ";
     const std::string after_tx2 =
@@ -53,8 +52,10 @@ static void FillNodes(FILE_FORM &form)
         " <#rxsu:frames> <#rx:packets> <#rx1:frames> <#rx2:frames> <#dis:frames> <buf:packets>"
         " <cw:slots> <x> <off:Mbit/s> <thr:Mbit/s> <Ptr:1/slot> <Ytime> <qYtime> <Ztime> <qZtime>"
         " <X+Y+Z>";
-    AddLines(form, TEXT, std::string(DASHES) + NODE_HEAD + DASHES);
-    VisitPoints([&](const THING &network) {
+    AddLines(form, TEXT,
+             Join({DASHES, NODE_HEAD, AirtimeLines(experiment, experiment.data_length),
+                   ShareLine(experiment), DASHES}));
+    VisitPoints(experiment, [&](const THING &network) {
         AddBlockHead(form, network);
         AddLines(form, TEXT,
                  "n gene tx tx1 tx2 retx retx1 V drop d-rate over rxsu rx rx1 rx2 dis buf cw x off"
@@ -62,7 +63,7 @@ static void FillNodes(FILE_FORM &form)
         for (int i = 0; i < NODE_NUM; ++i) {
             const std::string station = std::to_string(i);
             // "tx2" of a sender is a real number without meaning.
-            AddLines(form, {"station", station, network.trial, network.load},
+            AddLines(form, {"station", station, network.trial, network.load_kbps},
                      Join({station, " ", before_tx2, i % 2 == 0 ? "<tx2>" : "<#tx2:frames>",
                            after_tx2}));
         }
@@ -90,20 +91,22 @@ static void AddCollisionDetail(FILE_FORM &form, const THING &link)
     }
 }
 
-static void FillCollisions(FILE_FORM &form)
+static void FillCollisions(FILE_FORM &form, const SETTINGS &experiment)
 {
-    AddLines(form, TEXT, std::string(DASHES) + COLLISION_HEAD + DASHES);
-    VisitPoints([&](const THING &network) {
+    AddLines(form, TEXT,
+             Join({DASHES, COLLISION_HEAD, AirtimeLines(experiment, PacketBytes(experiment)),
+                   ShareLine(experiment), DASHES}));
+    VisitPoints(experiment, [&](const THING &network) {
         AddLines(form, TEXT,
                  "trial = " + std::to_string(network.trial) +
-                     "\nnum_off = " + std::to_string(network.load) +
-                     ".000000\nsend col con hid phy pro hcon dpcon dphid dpphy dppro x p1(total)"
+                     "\nnum_off = " + RealText(network.load_kbps / KBPS_PER_MBPS) +
+                     "\nsend col con hid phy pro hcon dpcon dphid dpphy dppro x p1(total)"
                      " p2(hid) p3(pro) p4(phy) p5(hid_con)\n");
         const auto name = [](int sender, int receiver) {
             return std::to_string(sender) + " -> " + std::to_string(receiver);
         };
         VisitLinks([&](int sender, int receiver) {
-            AddLines(form, Link(sender, receiver, network.trial, network.load),
+            AddLines(form, Link(sender, receiver, network.trial, network.load_kbps),
                      name(sender, receiver) +
                          " <#send:frames> <#col:frames> <#con:frames> <#hid:frames> <#phy:frames>"
                          " <#pro:frames> <#hcon:frames> <#dpcon:frames> <#dphid:frames>"
@@ -115,20 +118,20 @@ static void FillCollisions(FILE_FORM &form)
             AddLines(form, TEXT,
                      (sender < receiver ? "● " : "") + name(sender, receiver) +
                          "\nTOTAL DD DA AD AA p(DD) p(DA) p(AD) p(AA)\n");
-            AddCollisionDetail(form, Link(sender, receiver, network.trial, network.load));
+            AddCollisionDetail(form, Link(sender, receiver, network.trial, network.load_kbps));
         });
         AddLines(form, TEXT, "\n");
     });
 }
 
-bool FillTrials(FILE_FORM &form)
+bool FillTrials(FILE_FORM &form, const SETTINGS &experiment)
 {
     if (form.name == "collision.txt") {
-        FillCollisions(form);
+        FillCollisions(form, experiment);
     } else if (form.name == "trans_con.txt") {
-        FillPairs(form);
+        FillPairs(form, experiment);
     } else if (form.name == "node_stat.txt") {
-        FillNodes(form);
+        FillNodes(form, experiment);
     } else {
         return false;
     }

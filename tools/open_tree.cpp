@@ -1,0 +1,71 @@
+#include "tools/open_tree.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+#include "output/settings_json.h"
+#include "tools/experiment_file.h"
+#include "tools/json_file.h"
+#include "tools/read_tree.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr char REMEDY[] = "; restore it, or run again";
+
+// Reads the experiment that a manifest tells, if it tells one.
+static std::string ReadManifest(const std::string &path, SETTINGS &experiment)
+{
+    std::string why;
+    const auto manifest = ReadJson(path, &why);
+    if (!manifest) {
+        return path + ": " + why + REMEDY;
+    }
+    const auto found = manifest->find("experiment");
+    why = found == manifest->end() ? "" : InterpretExperiment(*found, experiment);
+    return why.empty() ? "" : path + ": experiment: " + why + REMEDY;
+}
+
+std::string OpenTree(const std::string &dir, TREE &tree)
+{
+    SETTINGS experiment;
+    std::error_code error;
+    tree.dir = FindTree(dir);
+    const fs::path path = fs::canonical(tree.dir, error);
+    const fs::path result = path.parent_path().parent_path();
+    if (!error && path.parent_path().filename() == DESIGN_FOLDER) {
+        // A replication has a manifest of its own: that of the run in it has what a quick one was
+        // cut to, while rates are still those of the whole window.
+        const std::string run = (result / "manifest.json").string();
+        const std::string replication = (result.parent_path() / "manifest.json").string();
+        const bool is_replication =
+            result.filename() == RESULT_FOLDER && fs::exists(replication, error);
+        const std::string &manifest = is_replication ? replication : run;
+        std::string why = fs::exists(manifest, error) ? ReadManifest(manifest, experiment) : "";
+        if (!why.empty()) {
+            return why;
+        }
+    }
+    const bool has_flows = fs::exists(tree.dir + "/" + FLOW_FILE, error);
+    if (!has_flows && !HasPairs(experiment)) {
+        return tree.dir + "/" + FLOW_FILE + ": missing" + REMEDY;
+    }
+    tree.form = &FormOf(experiment, has_flows);
+    return "";
+}
+
+std::string DifferentKeys(const SETTINGS &one, const SETTINGS &other)
+{
+    const json a = json::parse(SettingsAsJson(one, 0));
+    const json b = json::parse(SettingsAsJson(other, 0));
+    std::string keys;
+    for (const auto &[key, value] : a.items()) {
+        const bool is_of_run = key == "title" || key == "seed" || key == "generator";
+        if (!is_of_run && b.at(key) != value) {
+            keys += (keys.empty() ? "" : ", ") + key;
+        }
+    }
+    return keys;
+}
