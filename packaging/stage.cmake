@@ -16,7 +16,11 @@ endfunction()
 
 file(GLOB pages ${root}/share/man/man1/*.1)
 compress(${pages})
+# The name that Debian has for it; links to it follow.
 file(RENAME ${doc}/CHANGELOG.md ${doc}/changelog)
+file(READ ${doc}/README.md readme)
+string(REPLACE "](CHANGELOG.md)" "](changelog.gz)" readme "${readme}")
+file(WRITE ${doc}/README.md "${readme}")
 
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH
 file(WRITE ${doc}/changelog.Debian
