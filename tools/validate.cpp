@@ -102,7 +102,7 @@ static double Throughput(int flow)
 }
 
 // What contention in one cell comes to.
-struct CELL {
+struct CONTENTION {
     double throughput; // Mbit/s, all pairs
     double collisions; // per transmission
 };
@@ -114,7 +114,7 @@ struct RULES {
 };
 
 // Fixed point of independent stations that see a constant collision probability, retries limited.
-static CELL Bianchi(int pairs)
+static CONTENTION Bianchi(int pairs)
 {
     double low = 0.0;
     double high = 1.0;
@@ -141,7 +141,7 @@ static CELL Bianchi(int pairs)
 }
 
 // Plays `rounds` contentions of a cell.
-static CELL PlaySlots(int pairs, RULES rules, int rounds)
+static CONTENTION PlaySlots(int pairs, RULES rules, int rounds)
 {
     struct SENDER {
         int slots, cw, retries, late;
@@ -182,9 +182,9 @@ static CELL PlaySlots(int pairs, RULES rules, int rounds)
 }
 
 // The mean of as many load points of `ticks` each.
-static CELL SimulateCell(int pairs, uint64_t ticks, int points)
+static CONTENTION SimulateCell(int pairs, uint64_t ticks, int points)
 {
-    CELL cell = {};
+    CONTENTION cell = {};
     double sent = 0.0;
     double failed = 0.0;
     for (int point = 0; point < points; ++point) {
@@ -287,12 +287,12 @@ static void CompareCells(uint64_t ticks, int points, double noise)
     constexpr int ROUNDS = 1'000'000;
     for (int pairs = 2; pairs <= FLOW_NUM; ++pairs) {
         Head(std::to_string(pairs) + " saturated pairs in one cell");
-        const CELL simulated = SimulateCell(pairs, ticks, points);
-        const CELL fixed_point = Bianchi(pairs);
+        const CONTENTION simulated = SimulateCell(pairs, ticks, points);
+        const CONTENTION fixed_point = Bianchi(pairs);
         Row("fixed point: Mbit/s", fixed_point.throughput, simulated.throughput, 2.0);
         Row("fixed point: collisions", fixed_point.collisions, simulated.collisions, 8.0);
         for (const STEP &step : steps) {
-            const CELL played = PlaySlots(pairs, step.rules, ROUNDS);
+            const CONTENTION played = PlaySlots(pairs, step.rules, ROUNDS);
             Row(step.name + ": Mbit/s", played.throughput, simulated.throughput, step.tolerance);
             Row(step.name + ": collisions", played.collisions, simulated.collisions,
                 step.collision_tolerance);
