@@ -137,7 +137,9 @@ std::vector<DERIVED> DerivedQuantities(const TREE_FORM &form)
 {
     const SETTINGS &experiment = form.experiment;
     const std::vector<int> loads(experiment.load_list, experiment.load_list + experiment.load_num);
+    constexpr size_t PER_LOAD = 2 + FLOW_NUM * 7; // at most
     std::vector<DERIVED> all;
+    all.reserve(loads.size() * PER_LOAD);
     for (const int load : loads) {
         all.push_back({{FlowFile(form), load, "network", "", "total_throughput", "Mbit/s"},
                        FlowThroughputs(form, load),

@@ -32,10 +32,9 @@ static std::string Head(const QUANTITY &what)
 std::vector<double> Loads(const DATA &data)
 {
     const SETTINGS &experiment = data.form->experiment;
-    std::vector<double> loads;
-    for (int32_t i = 0; i < experiment.load_num; ++i) {
-        loads.push_back(experiment.load_list[i] / KBPS_PER_MBPS);
-    }
+    std::vector<double> loads(static_cast<size_t>(experiment.load_num));
+    std::transform(experiment.load_list, experiment.load_list + experiment.load_num, loads.begin(),
+                   [](int32_t kbps) { return kbps / KBPS_PER_MBPS; });
     return loads;
 }
 

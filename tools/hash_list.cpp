@@ -130,7 +130,7 @@ HASH_LIST ReadRunHashes(const std::string &dir, const std::vector<FILE_FORM> &fi
         if (hash) {
             list.hashes.emplace(file.name, *hash);
         } else if (list.exists) {
-            list.errors.push_back(path + ": " + name + file.name +
+            list.errors.push_back(std::string(path).append(": ").append(name).append(file.name) +
                                   " is not among its hashes; restore it, or run again");
         }
     }

@@ -56,14 +56,14 @@ std::string OpenTree(const std::string &dir, TREE &tree)
     return "";
 }
 
-std::string DifferentKeys(const SETTINGS &one, const SETTINGS &other)
+std::string DifferentKeys(const SETTINGS &a, const SETTINGS &b)
 {
-    const json a = json::parse(SettingsAsJson(one, 0));
-    const json b = json::parse(SettingsAsJson(other, 0));
+    const json own = json::parse(SettingsAsJson(a, 0));
+    const json others = json::parse(SettingsAsJson(b, 0));
     std::string keys;
-    for (const auto &[key, value] : a.items()) {
+    for (const auto &[key, value] : own.items()) {
         const bool is_of_run = key == "title" || key == "seed" || key == "generator";
-        if (!is_of_run && b.at(key) != value) {
+        if (!is_of_run && others.at(key) != value) {
             keys += (keys.empty() ? "" : ", ") + key;
         }
     }

@@ -14,10 +14,11 @@
 static POSITION PlaceOf(const SETTINGS &experiment, size_t station)
 {
     constexpr double BETWEEN_PAIRS = 30.0; // metres
+    const size_t pair = station / 2;
+    const size_t end = station % 2;
     return experiment.layout == LAYOUT_EXPLICIT
                ? experiment.position_list[station]
-               : POSITION{BETWEEN_PAIRS * static_cast<double>(station / 2),
-                          static_cast<double>(station % 2)};
+               : POSITION{BETWEEN_PAIRS * static_cast<double>(pair), static_cast<double>(end)};
 }
 
 // Whether two stations hear each other as those of the published layout do: each pair the next

@@ -318,7 +318,7 @@ static std::string ReadExperiment(OPTIONS &options)
         return "";
     }
     SETTINGS &experiment = options.campaign.experiment.emplace();
-    const std::string bad = ReadExperiment(options.experiment, experiment);
+    std::string bad = ReadExperiment(options.experiment, experiment);
     if (!bad.empty()) {
         return bad;
     }
