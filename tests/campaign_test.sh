@@ -175,6 +175,12 @@ JSON
         dcfsim-experiment $name.json --out $name >/dev/null
         dcfsim-check -q $name
     done
+    # Packets of two sizes in one directory: the manifest is that of the last run.
+    dcfsim-experiment full.json --out cut >/dev/null
+    dcfsim-check -q cut
+    dcfsim-check -q cut/10node_design/30
+    Refused 1 'cut/manifest.json is of a run with packets of 30 bytes; give each run a directory' \
+        dcfsim-check -q cut/10node_design/1500
 }
 
 # dcfsim-check must refuse the directory $1, and say $2 in a line.

@@ -7,6 +7,7 @@
 
 #include "output/settings_json.h"
 #include "tools/experiment_file.h"
+#include "tools/form_parts.h"
 #include "tools/json_file.h"
 #include "tools/read_tree.h"
 
@@ -43,10 +44,20 @@ std::string OpenTree(const std::string &dir, TREE &tree)
         const bool is_replication =
             result.filename() == RESULT_FOLDER && fs::exists(replication, error);
         const std::string &manifest = is_replication ? replication : run;
-        std::string why = fs::exists(manifest, error) ? ReadManifest(manifest, experiment) : "";
+        const bool has_manifest = fs::exists(manifest, error);
+        std::string why = has_manifest ? ReadManifest(manifest, experiment) : "";
         if (!why.empty()) {
             return why;
         }
+        // Where runs with packets of several sizes went, the manifest is that of the last one.
+        const std::string size = std::to_string(PacketBytes(experiment));
+        const bool is_other = has_manifest && path.filename() != size;
+        const std::string own = (path.parent_path() / size).string();
+        if (is_other && (tree.dir == dir || !fs::is_directory(own, error))) {
+            return tree.dir + ": " + manifest + " is of a run with packets of " + size +
+                   " bytes; give each run a directory of its own";
+        }
+        tree.dir = is_other ? own : tree.dir;
     }
     const bool has_flows = fs::exists(tree.dir + "/" + FLOW_FILE, error);
     if (!has_flows && !HasPairs(experiment)) {
