@@ -154,9 +154,16 @@ Compared() {
         awk -F, '$2 == 20 && $5 == "total_throughput" { print $8 }' $name/summary.csv
     done | xargs >wanted
     awk -F, '$2 == 20 { print $8, $10 }' all.csv | cmp - wanted || Fail 'means'
+    # A total is one, whichever file tells the flows.
+    FivePairs 25 ', "flows": [{"from": 0, "to": 1}]' >lone.json
+    dcfsim-experiment lone.json --out lone >/dev/null
+    dcfsim-compare 25 lone -m total_throughput -o all.csv >/dev/null || Equal 'status' $? 1
+    Equal 'loads' "$(cut -d, -f2 all.csv | xargs)" 'load_mbps 1.5 14 20'
+    awk 'NR == 4 { printf "%.4f\n", $2 }' lone/10node_design/1500/throughput.txt >wanted
+    awk -F, '$2 == 20 { printf "%.4f\n", $10 }' all.csv | cmp - wanted || Fail 'total of one flow'
     sed -i 's/"loads_kbps": \[[0-9]*, 14000, 20000\]/"loads_kbps": [3000]/' short.json
     dcfsim-experiment short.json --out other >/dev/null
-    Refused 2 'nothing can be compared: the experiments have no load and flow in common' \
+    Refused 2 'nothing can be compared: the experiments have no load in common' \
         dcfsim-compare 30 other
 }
 
