@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of campaigns of experiments of one's own, from the replications to the figures.
-# Cases: Pairs Flows Seeds Compared Damaged Honest
+# Cases: Pairs Flows Seeds Compared Damaged Honest Recorded
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -188,6 +188,23 @@ JSON
     dcfsim-check -q cut/10node_design/30
     Refused 1 'cut/manifest.json is of a run with packets of 30 bytes; give each run a directory' \
         dcfsim-check -q cut/10node_design/1500
+}
+
+# Replications that were run one by one tell their experiment too.
+Recorded() {
+    FivePairs 25 >25.json
+    FivePairs 26 >26.json
+    dcfsim-replicate -e 25.json -s 7 --one 7 one >/dev/null
+    Refused 1 '^dcfsim-replicate: one: holds a campaign of another experiment; use another' \
+        dcfsim-replicate -e 26.json -s 7 -r 2 one
+    dcfsim-replicate -s 7 -r 2 one >/dev/null
+    dcfsim-replicate -e 25.json -r 3 one >/dev/null
+    Equal 'replications' "$(find one -name 'seed-*' | wc -l)" 3
+
+    echo '{ "loads_kbps": [0], "ticks": 1000, "window": [0, 999] }' >silent.json
+    Refused 2 'dcfsim-replicate: --precision needs an experiment with a load above 0' \
+        dcfsim-replicate -e silent.json -p 5 two
+    [[ ! -e two ]] || Fail 'a directory was made'
 }
 
 # dcfsim-check must refuse the directory $1, and say $2 in a line.
