@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of campaigns of experiments of one's own, from the replications to the figures.
-# Cases: Pairs Flows Seeds Compared Damaged Honest Recorded
+# Cases: Pairs Flows Seeds Compared Damaged Honest Recorded Long
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -205,6 +205,15 @@ Recorded() {
     Refused 2 'dcfsim-replicate: --precision needs an experiment with a load above 0' \
         dcfsim-replicate -e silent.json -p 5 two
     [[ ! -e two ]] || Fail 'a directory was made'
+}
+
+# The summary of many loads is read again.
+Long() {
+    gnuplot --version >/dev/null 2>&1 || Skip 'gnuplot is not installed'
+    echo "{ \"loads_kbps\": [$(seq -s, 0 100 35900)], \"trials\": 1, \"ticks\": 200, \"window\": [0, 199] }" >long.json
+    dcfsim-replicate -e long.json -s 7 -r 1 one >/dev/null
+    (($(wc -c <one/summary.csv) > 64 << 20)) || Fail 'the summary is not long'
+    dcfsim-figures one >/dev/null
 }
 
 # dcfsim-check must refuse the directory $1, and say $2 in a line.
