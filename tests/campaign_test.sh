@@ -188,6 +188,10 @@ JSON
     dcfsim-check -q cut/10node_design/30
     Refused 1 'cut/manifest.json is of a run with packets of 30 bytes; give each run a directory' \
         dcfsim-check -q cut/10node_design/1500
+    # Results alone do not tell their experiment.
+    cp -r full/10node_design/30 alone
+    Refused 1 'alone/flows.csv:2: .* without a manifest.json these are taken for .*: copy the whole' \
+        dcfsim-check -q alone
 }
 
 # Replications that were run one by one tell their experiment too.
