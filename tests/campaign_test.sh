@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of campaigns of experiments of one's own, from the replications to the figures.
-# Cases: Pairs Flows Seeds Compared Damaged
+# Cases: Pairs Flows Seeds Compared Damaged Honest Recorded Long
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
@@ -154,10 +154,70 @@ Compared() {
         awk -F, '$2 == 20 && $5 == "total_throughput" { print $8 }' $name/summary.csv
     done | xargs >wanted
     awk -F, '$2 == 20 { print $8, $10 }' all.csv | cmp - wanted || Fail 'means'
+    # A total is one, whichever file tells the flows.
+    FivePairs 25 ', "flows": [{"from": 0, "to": 1}]' >lone.json
+    dcfsim-experiment lone.json --out lone >/dev/null
+    dcfsim-compare 25 lone -m total_throughput -o all.csv >/dev/null || Equal 'status' $? 1
+    Equal 'loads' "$(cut -d, -f2 all.csv | xargs)" 'load_mbps 1.5 14 20'
+    awk 'NR == 4 { printf "%.4f\n", $2 }' lone/10node_design/1500/throughput.txt >wanted
+    awk -F, '$2 == 20 { printf "%.4f\n", $10 }' all.csv | cmp - wanted || Fail 'total of one flow'
     sed -i 's/"loads_kbps": \[[0-9]*, 14000, 20000\]/"loads_kbps": [3000]/' short.json
     dcfsim-experiment short.json --out other >/dev/null
-    Refused 2 'nothing can be compared: the experiments have no load and flow in common' \
+    Refused 2 'nothing can be compared: the experiments have no load in common' \
         dcfsim-compare 30 other
+}
+
+# Honest results of odd experiments pass.
+Honest() {
+    # Packets come in every tick; then also an exchange that the end of the run cuts off.
+    cat >full.json <<'JSON'
+{ "seed": 692173990, "ticks": 500, "window": [250, 500], "loads_kbps": [1234, 10000000],
+  "data_bytes": 2 }
+JSON
+    cat >cut.json <<'JSON'
+{ "seed": 797633241, "trials": 1, "ticks": 3000, "window": [0, 3000], "loads_kbps": [3000000] }
+JSON
+    local name
+    for name in full cut; do
+        dcfsim-experiment $name.json --out $name >/dev/null
+        dcfsim-check -q $name
+    done
+    # Packets of two sizes in one directory: the manifest is that of the last run.
+    dcfsim-experiment full.json --out cut >/dev/null
+    dcfsim-check -q cut
+    dcfsim-check -q cut/10node_design/30
+    Refused 1 'cut/manifest.json is of a run with packets of 30 bytes; give each run a directory' \
+        dcfsim-check -q cut/10node_design/1500
+    # Results alone do not tell their experiment.
+    cp -r full/10node_design/30 alone
+    Refused 1 'alone/flows.csv:2: .* without a manifest.json these are taken for .*: copy the whole' \
+        dcfsim-check -q alone
+}
+
+# Replications that were run one by one tell their experiment too.
+Recorded() {
+    FivePairs 25 >25.json
+    FivePairs 26 >26.json
+    dcfsim-replicate -e 25.json -s 7 --one 7 one >/dev/null
+    Refused 1 '^dcfsim-replicate: one: holds a campaign of another experiment; use another' \
+        dcfsim-replicate -e 26.json -s 7 -r 2 one
+    dcfsim-replicate -s 7 -r 2 one >/dev/null
+    dcfsim-replicate -e 25.json -r 3 one >/dev/null
+    Equal 'replications' "$(find one -name 'seed-*' | wc -l)" 3
+
+    echo '{ "loads_kbps": [0], "ticks": 1000, "window": [0, 999] }' >silent.json
+    Refused 2 'dcfsim-replicate: --precision needs an experiment with a load above 0' \
+        dcfsim-replicate -e silent.json -p 5 two
+    [[ ! -e two ]] || Fail 'a directory was made'
+}
+
+# The summary of many loads is read again.
+Long() {
+    gnuplot --version >/dev/null 2>&1 || Skip 'gnuplot is not installed'
+    echo "{ \"loads_kbps\": [$(seq -s, 0 100 35900)], \"trials\": 1, \"ticks\": 200, \"window\": [0, 199] }" >long.json
+    dcfsim-replicate -e long.json -s 7 -r 1 one >/dev/null
+    (($(wc -c <one/summary.csv) > 64 << 20)) || Fail 'the summary is not long'
+    dcfsim-figures one >/dev/null
 }
 
 # dcfsim-check must refuse the directory $1, and say $2 in a line.

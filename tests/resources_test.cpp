@@ -53,9 +53,11 @@ TEST(Resources, MemoryOfMachineAndControlGroups)
 
 TEST(Resources, JobsThatFitIntoMemory)
 {
-    EXPECT_EQ(JobsThatFit(4, -1), 4);
-    EXPECT_EQ(JobsThatFit(4, 0), 1);
-    EXPECT_EQ(JobsThatFit(4, 3 * 128 * MIB - 1), 2);
-    EXPECT_EQ(JobsThatFit(4, 3 * 128 * MIB), 3);
-    EXPECT_EQ(JobsThatFit(4, 1000 * 128 * MIB), 4);
+    EXPECT_EQ(JobsThatFit(4, -1, 72), 4);
+    EXPECT_EQ(JobsThatFit(4, 0, 72), 1);
+    EXPECT_EQ(JobsThatFit(4, 3 * 128 * MIB - 1, 72), 2);
+    EXPECT_EQ(JobsThatFit(4, 3 * 128 * MIB, 72), 3);
+    EXPECT_EQ(JobsThatFit(4, 1000 * 128 * MIB, 1), 4);
+    // 1000 loads in two trials take 2.4 GiB each.
+    EXPECT_EQ(JobsThatFit(4, 6000 * MIB, 2000), 2);
 }

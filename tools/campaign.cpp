@@ -153,13 +153,19 @@ static void FinishSeed(CAMPAIGN &campaign, const JOB &job, int status)
     UnlockSeed(partial, job.lock);
 }
 
+// Load points of a replication, all trials together.
+static int64_t PointNum(const CAMPAIGN &campaign)
+{
+    static const SETTINGS published;
+    const SETTINGS &experiment = campaign.experiment != nullptr ? *campaign.experiment : published;
+    return int64_t{experiment.trial_num} * experiment.load_num;
+}
+
 // Part of the campaign's work that lies behind, by what the running children have printed.
 static double ShareDone(const CAMPAIGN &campaign)
 {
     constexpr double POINT_BYTES = 226; // that a replication prints at a load point
-    static const SETTINGS published;
-    const SETTINGS &experiment = campaign.experiment != nullptr ? *campaign.experiment : published;
-    const double output_bytes = POINT_BYTES * experiment.trial_num * experiment.load_num;
+    const double output_bytes = POINT_BYTES * static_cast<double>(PointNum(campaign));
     double done = campaign.done + campaign.failed;
     for (const JOB &job : campaign.running) {
         std::error_code error;
@@ -245,7 +251,7 @@ int RunCampaign(CAMPAIGN &campaign)
     const SIGNAL_WATCH watch;
     campaign.all = static_cast<int>(campaign.waiting.size());
     const int64_t memory = AvailableMemory();
-    const int fitting = JobsThatFit(campaign.jobs, memory);
+    const int fitting = JobsThatFit(campaign.jobs, memory, PointNum(campaign));
     if (fitting < std::min(campaign.jobs, campaign.all)) {
         PrintLine(std::to_string(fitting) + " replications at a time instead of " +
                   std::to_string(campaign.jobs) + ": no more fit into the memory available, " +

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "output/settings_json.h"
+#include "tools/campaign_folder.h"
 #include "tools/experiment_file.h"
 #include "tools/json_file.h"
 #include "tools/replace_file.h"
@@ -64,12 +65,31 @@ static std::string CompareExperiments(const std::string &dir, const CAMPAIGN_FIL
            (recorded.experiment ? "another experiment" : "the published experiment") + REMEDY;
 }
 
+// Replications that were run one by one leave no campaign.json; what is finished tells the
+// experiment.
+static std::string ReadUnrecorded(const std::string &dir, CAMPAIGN_FILE &campaign)
+{
+    const std::optional<FINISHED> finished = AnyReplication(dir);
+    if (!finished) {
+        return "";
+    }
+    CAMPAIGN_FILE recorded;
+    if (finished->form->has_flows) {
+        recorded.experiment = finished->form->experiment;
+    }
+    std::string why = CompareExperiments(dir, recorded, campaign);
+    if (why.empty()) {
+        campaign.experiment = recorded.experiment;
+    }
+    return why;
+}
+
 std::string ReadCampaign(const std::string &dir, CAMPAIGN_FILE &campaign)
 {
     const std::string path = dir + "/campaign.json";
     std::error_code error;
     if (!fs::exists(path, error)) {
-        return error ? path + ": " + error.message() : "";
+        return error ? path + ": " + error.message() : ReadUnrecorded(dir, campaign);
     }
     CAMPAIGN_FILE recorded;
     std::string why = ReadFile(path, recorded);

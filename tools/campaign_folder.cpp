@@ -73,6 +73,18 @@ static std::string ReadManifest(const fs::path &path, FINISHED &replication)
     return "";
 }
 
+std::optional<FINISHED> AnyReplication(const std::string &dir)
+{
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(dir, error)) {
+        FINISHED replication;
+        if (IsReplication(entry.path()) && ReadManifest(entry.path(), replication).empty()) {
+            return replication;
+        }
+    }
+    return std::nullopt;
+}
+
 std::string ReadReplications(const std::string &dir, std::vector<FINISHED> &list)
 {
     std::set<std::string> generators;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ struct FINISHED {
 
 // Whether a directory is that of a campaign, finished replications or none.
 bool IsCampaign(const std::string &dir);
+
+// One of the replications in DIR/seed-N/ that can be read, if there is one.
+std::optional<FINISHED> AnyReplication(const std::string &dir);
 
 // Fills `list` with what DIR/seed-N/ hold, by seed. Returns what is wrong with one of them, or that
 // they do not belong together, or that there are none; or an empty text.

@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "tools/campaign_folder.h"
+#include "tools/derived.h"
 #include "tools/open_tree.h"
 #include "tools/quantities.h"
 
@@ -188,23 +189,33 @@ std::string Compare(const PLAN &plan, const std::set<std::string> &metrics,
                     std::vector<COMPARISON> &comparisons)
 {
     using NAME = std::tuple<std::string, int, std::string, std::string, std::string, std::string>;
-    const auto name = [](const QUANTITY &what) {
-        return NAME{what.file, what.load_kbps, what.kind, what.thing, what.metric, what.unit};
+    // What is reckoned from all flows is the same thing, whichever file tells of the flows.
+    const auto name = [](const TREE_FORM &form, const QUANTITY &what) {
+        const bool is_of_all = what.kind == "network" && what.file == FlowFile(form);
+        return NAME{is_of_all ? "" : what.file,
+                    what.load_kbps,
+                    what.kind,
+                    what.thing,
+                    what.metric,
+                    what.unit};
     };
     std::map<NAME, size_t> places;
     for (const QUANTITY &what : Quantities(*plan.b_form)) {
-        places.emplace(name(what), places.size());
+        places.emplace(name(*plan.b_form, what), places.size());
     }
     comparisons.clear();
     for (size_t i = 0; i < Quantities(*plan.a_form).size(); ++i) {
         const QUANTITY &what = Quantities(*plan.a_form)[i];
-        const auto other = places.find(name(what));
+        const auto other = places.find(name(*plan.a_form, what));
         if (other != places.end() && (metrics.empty() || metrics.contains(what.metric))) {
             comparisons.push_back({i, other->second, {}, {}, {}, {}, NAN, false, false});
         }
     }
     if (comparisons.empty()) {
-        return "nothing can be compared: the experiments have no load and flow in common";
+        return metrics.empty()
+                   ? "nothing can be compared: the experiments have no load in common"
+                   : "nothing can be compared: the experiments have these metrics at no "
+                     "load, and of no flow or station, in common";
     }
     std::string why = ReadRuns(plan, comparisons);
     if (why.empty()) {

@@ -82,9 +82,10 @@ static bool ReadRow(const char *text, DATA &data)
 
 std::string ReadSummary(const std::string &path, DATA &data)
 {
-    constexpr size_t LARGEST = 64 << 20; // bytes; a summary has 7 MB
+    constexpr size_t LONGEST_ROW = 512; // bytes; the rows of whole summaries have 150 at most
     std::string text;
-    const std::string why = ReadPlainFile(path, LARGEST, text);
+    const std::string why =
+        ReadPlainFile(path, (Quantities(*data.form).size() + 1) * LONGEST_ROW, text);
     if (!why.empty()) {
         return path + ": " + why;
     }

@@ -99,7 +99,10 @@ static double ActiveShare(const AUDIT &audit, int station, size_t p, double run)
 {
     constexpr double SHOWN = 1e-5;
     const double inside = audit.At(StationSeries(audit, station, "x")[p]);
-    return station % 2 == 1 ? 0.0 : inside + (RunShare(audit) - 1) * run + SHOWN;
+    // An exchange that the end of the run cuts off is not in x.
+    const double cut_off =
+        (DataTicks(PacketBytes(audit.Experiment())) + SIFS + ACK_TICKS) / Window(audit);
+    return station % 2 == 1 ? 0.0 : inside + (RunShare(audit) - 1) * run + cut_off + SHOWN;
 }
 
 static void CheckActive(AUDIT &audit, size_t p, double run)

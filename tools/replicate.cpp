@@ -267,6 +267,13 @@ static int ListSeeds(OPTIONS options)
     return is_printed ? 0 : Fail(PROGRAM, "standard output cannot be written");
 }
 
+// Whether nothing is offered at any load; they ascend.
+static bool IsSilent(const CAMPAIGN_FILE &campaign)
+{
+    const SETTINGS experiment = campaign.experiment.value_or(SETTINGS());
+    return experiment.load_list[experiment.load_num - 1] == 0;
+}
+
 static int Run(OPTIONS options)
 {
     if (options.summarise) {
@@ -288,6 +295,9 @@ static int Run(OPTIONS options)
     const std::optional<int> count = CountReplications(options);
     if (!count) {
         return STATUS_USAGE;
+    }
+    if (options.precision > 0 && IsSilent(options.campaign)) {
+        return RefuseUse("--precision needs an experiment with a load above 0");
     }
     why = MakeDirectory(options.dir);
     if (why.empty()) {

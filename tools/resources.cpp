@@ -13,8 +13,10 @@
 #include <unistd.h>
 
 constexpr int64_t MIB = 1 << 20;
-constexpr int64_t MEMORY_BYTES = 128 * MIB; // of a replication; its queues fill to 92 MB
-constexpr int64_t DISK_BYTES = 3 * MIB;     // of a replication, 2.4 MB and some
+constexpr int64_t MEMORY_BYTES = 128 * MIB;  // of a replication; its queues fill to 92 MB
+constexpr int64_t USUAL_POINTS = 72;         // of loads and trials, for which that is enough
+constexpr int64_t POINT_BYTES = 5 * MIB / 4; // of memory, to check the results of one more
+constexpr int64_t DISK_BYTES = 3 * MIB;      // of a replication, 2.4 MB and some
 
 // The number behind `key` at the beginning of a line, or the first number if the key is empty.
 static std::optional<int64_t> ReadNumber(const std::string &path, const std::string &key)
@@ -87,9 +89,10 @@ int64_t AvailableMemory(const std::string &root)
     return room;
 }
 
-int JobsThatFit(int jobs, int64_t available)
+int JobsThatFit(int jobs, int64_t available, int64_t points)
 {
-    const int64_t fitting = std::max<int64_t>(available / MEMORY_BYTES, 1);
+    const int64_t more = std::max<int64_t>(points - USUAL_POINTS, 0) * POINT_BYTES;
+    const int64_t fitting = std::max<int64_t>(available / (MEMORY_BYTES + more), 1);
     return available < 0 ? jobs : static_cast<int>(std::min<int64_t>(jobs, fitting));
 }
 

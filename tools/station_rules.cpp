@@ -100,7 +100,8 @@ static double Scatter(double arrivals)
 static void CheckFlow(AUDIT &audit, int sender, size_t p, double run)
 {
     const double packets_per_mbps = Window(audit) / PacketBits(audit);
-    const double load = LoadOf(audit, p) * packets_per_mbps * run;
+    const double most = Window(audit) * run / FLOW_NUM; // one packet a tick, of all flows together
+    const double load = std::min(LoadOf(audit, p) * packets_per_mbps * run, most);
     const size_t gene = StationSeries(audit, sender, "gene")[p];
     const size_t delivered = StationSeries(audit, sender + 1, "rx")[p];
     const double attempts = audit.At(StationSeries(audit, sender, "tx")[p]);
