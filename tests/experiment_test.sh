@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests of dcfsim-experiment and of experiment files.
-# Cases: Files Values Sizes Out Again Options Document Schema Recording List Warnings
+# Cases: Files Values Sizes Out Again Options Schema Recording List Warnings
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 BAD=$SOURCE/tests/bad-experiments
@@ -305,21 +305,6 @@ Recording() {
         copy/scripts/record-experiments $arguments >said 2>&1 || status=$?
         Equal "status of '$arguments'" "$status" 2
     done
-}
-
-# The example of the document says and shows what stands there.
-Document() {
-    local document=$SOURCE/docs/experiment-file.md
-    mkdir experiments
-    sed -n '/^    {$/,/^    }$/p' "$document" >experiments/mine.json
-    dcfsim-experiment --check experiments/mine.json 2>err && Fail 'the mistake was not found'
-    sed -n '/^    dcfsim-experiment: exp/,/^$/p' "$document" | xargs -d '\n' | tr -s ' ' >wanted
-    diff -w err wanted || Fail 'another message'
-    sed -i 's/"to": 3/"to": 9/' experiments/mine.json
-    dcfsim-experiment experiments/mine.json --out chain
-    head -4 chain/10node_design/1500/throughput.txt | cut -f 1-6 >table
-    sed -n '/^    #total off/,/^$/p' "$document" | sed '$d' | diff -w table - || Fail 'another table'
-    Equal 'lines of the table' "$(wc -l <table)" 4
 }
 
 # The schema and the program agree on what they both can tell.
