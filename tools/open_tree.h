@@ -17,4 +17,4 @@ std::string OpenTree(const std::string &dir, TREE &tree);
 
 // What two experiments differ in but title, seed and generator: keys of experiment files, parted by
 // commas. Empty if they are the same.
-std::string DifferentKeys(const SETTINGS &one, const SETTINGS &other);
+std::string DifferentKeys(const SETTINGS &a, const SETTINGS &b);
