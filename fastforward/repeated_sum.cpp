@@ -1,14 +1,29 @@
 #include "fastforward/repeated_sum.h"
 
-#include <bit>
 #include <cassert>
+#include <cstring>
 
 constexpr int FRACTION_BITS = 52;
+
+// Younger libraries have std::bit_cast for these two.
+static uint64_t BitsOf(double value)
+{
+    uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+static double DoubleOf(uint64_t bits)
+{
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
 
 // The double's exponent field; equal for all values of one binade (of all subnormals, too).
 static uint64_t Binade(double value)
 {
-    return std::bit_cast<uint64_t>(value) >> FRACTION_BITS;
+    return BitsOf(value) >> FRACTION_BITS;
 }
 
 double RepeatedSum(double sum, double term, uint64_t count)
@@ -36,7 +51,7 @@ double RepeatedSum(double sum, double term, uint64_t count)
         if (Binade(last) == Binade(first)) {
             return last;
         }
-        const double end = std::bit_cast<double>((Binade(first) + 1) << FRACTION_BITS);
+        const double end = DoubleOf((Binade(first) + 1) << FRACTION_BITS);
         const auto inside = static_cast<uint64_t>((end - first) / step);
         if (inside > 1) {
             sum = first + static_cast<double>(inside - 1) * step;

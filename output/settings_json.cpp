@@ -1,11 +1,11 @@
 #include "output/settings_json.h"
 
-#include "driver/constants.h"
-
-#include <charconv>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
+
+#include "driver/constants.h"
+#include "output/print.h"
 
 // Collects the members of the object; lists stand in one line each.
 struct MEMBERS {
@@ -32,9 +32,8 @@ __attribute__((format(printf, 1, 2))) static std::string Format(const char *form
 // The shortest text that reads back as the same number.
 static std::string Real(double value)
 {
-    char text[32];
-    const std::to_chars_result end = std::to_chars(text, text + sizeof text, value);
-    return {text, end.ptr};
+    char text[REAL_BYTES];
+    return {text, WriteReal(text, value)};
 }
 
 // `count` values, each made into text by `format` from its index.

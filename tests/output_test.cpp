@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <random>
 #include <span>
 #include <string>
 
@@ -166,6 +169,31 @@ TEST_F(OutputTest, RoutingTables)
     EXPECT_EQ(Line("result.txt", 2 * 37 + 1), "node[ 3].table[ 7][NEXT] = -10");
     EXPECT_EQ(Line("result.txt", 2 * 99 + 1), "node[ 9].table[ 9][NEXT] = -18");
     EXPECT_EQ(Line("result.txt", 2 * 99 + 2), "");
+}
+
+// The library's own shortest text is the measure. Powers of two of many digits are left out, whose
+// neighbours do not lie as far below as above.
+TEST_F(OutputTest, RealsAreTheShortestTextThatReadsBack)
+{
+    const auto both = [](double value) {
+        char searched[REAL_BYTES];
+        char library[REAL_BYTES];
+        const std::string text(searched, SearchReal(searched, value));
+        EXPECT_EQ(text, std::string(library, std::to_chars(library, std::end(library), value).ptr));
+        EXPECT_EQ(std::string(library, WriteReal(library, value)), text);
+    };
+    for (const double value : {0.0, 1.0, 1e5, 120000.0, 1e22, 1e-5, 0.001, 0.5, 1.0 / 3.0,
+                               123456789012345680.0, 5e-324, 1.7976931348623157e308}) {
+        both(value);
+        both(-value);
+    }
+    std::mt19937_64 engine(1);
+    for (int i = 0; i < 20000; ++i) {
+        const auto number = static_cast<double>(engine() >> 20);
+        both(number / 1000.0);                     // few digits
+        both(std::sqrt(number));                   // many
+        both(std::ldexp(number, i % 2000 - 1000)); // any size
+    }
 }
 
 // Every setting off its default, and no two values alike.

@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
+#include "output/print.h"
 #include "tools/hashes.h"
 #include "tools/replace_file.h"
 
@@ -31,8 +33,14 @@ class CSV_FILE
     // Cells; reals are the shortest text that reads back as the same number.
     template <typename NUMBER> void Cell(NUMBER number)
     {
-        char *end = buffer + length;
-        length = static_cast<size_t>(std::to_chars(end, end + CELL_BYTES, number).ptr - buffer);
+        char *begin = buffer + length;
+        char *end = begin;
+        if constexpr (std::is_floating_point_v<NUMBER>) {
+            end = WriteReal(begin, number);
+        } else {
+            end = std::to_chars(begin, begin + CELL_BYTES, number).ptr;
+        }
+        length = static_cast<size_t>(end - buffer);
         buffer[length++] = ',';
     }
     void EmptyCell()

@@ -111,8 +111,8 @@ class FORM_CHECK : public nlohmann::json_sax<json>
         // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
         std::string text = error.what();
         text.erase(0, std::min(text.find("line "), text.size()));
-        std::ranges::replace_if(
-            text, [](char c) { return (c & 0x80) != 0; }, '?');
+        std::replace_if(
+            text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; }, '?');
         throw BAD_EXPERIMENT(
             Path() + ": not JSON, " +
             (text.empty() ? "byte " + std::to_string(position) : Cut(text, LONGEST)));

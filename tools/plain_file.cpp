@@ -55,7 +55,7 @@ std::string ReadPlainFile(const std::string &path, size_t limit, std::string &te
 
 std::string OneLine(std::string text)
 {
-    std::ranges::replace_if(
-        text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
     return text;
 }
