@@ -26,7 +26,9 @@ std::string ResultDirectory(const std::string &out)
     return DesignDirectory(out) + "/" + std::to_string(PACKET_PAYLOAD_LENGTH);
 }
 
-bool RunPacketSize(int32_t data_length, const std::string &out)
+static bool g_is_open; // all result files could be opened
+
+void OpenPacketSize(int32_t data_length, const std::string &out)
 {
     SetPacketSize(data_length);
     const std::string size_dir = ResultDirectory(out);
@@ -36,7 +38,7 @@ bool RunPacketSize(int32_t data_length, const std::string &out)
     // What dcfsim-experiment has left beside older results, and hashes of these, fit no more.
     unlink((size_dir + "/SHA256SUMS").c_str());
     unlink((size_dir + "/flows.csv").c_str());
-    const bool is_open = fileopen(size_dir.c_str());
+    g_is_open = fileopen(size_dir.c_str());
     load = g_settings.load_num - 1;
     std::printf("load=%d\n", load);
     // Room for every load point and the zero row that the closing tables print behind the last one.
@@ -45,10 +47,20 @@ bool RunPacketSize(int32_t data_length, const std::string &out)
     if (result == nullptr) {
         std::exit(1);
     }
-    simulation();
+}
+
+bool ClosePacketSize()
+{
     std::free(result);
     result = nullptr;
-    return fileclose() && is_open;
+    return fileclose() && g_is_open;
+}
+
+bool RunPacketSize(int32_t data_length, const std::string &out)
+{
+    OpenPacketSize(data_length, out);
+    simulation();
+    return ClosePacketSize();
 }
 
 // Keeps the descriptors of the standard streams taken. With standard output closed, the first

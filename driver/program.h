@@ -13,6 +13,11 @@ std::string ResultDirectory(const std::string &out);
 // in full. Ends the process with status 1 if memory is short.
 bool RunPacketSize(int32_t data_length, const std::string &out);
 
+// Its parts around the sweep, which the caller runs by driver/sweep.h. ClosePacketSize returns what
+// RunPacketSize does.
+void OpenPacketSize(int32_t data_length, const std::string &out);
+bool ClosePacketSize();
+
 // Fixes the seed of the settings, unless one is given, to what the clock shows. From then on all
 // that a run does and says of itself agrees, even if a second passes.
 void FixSeed();

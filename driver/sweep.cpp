@@ -22,6 +22,7 @@
 void (*g_on_progress)(double share) = nullptr;
 static int32_t g_done;    // load points behind
 static int32_t g_planned; // load points of the sweep
+static int64_t g_start;   // seconds on the clock when it began
 
 void SetOfferedLoad(int32_t load_kbps)
 {
@@ -120,9 +121,9 @@ static void WriteLoadPoint(int32_t trial, int32_t load_kbps)
     std::printf("g_counter=%d\n", g_counter);
 }
 
-void simulation()
+void BeginSweep()
 {
-    const int64_t run_start = g_clock();
+    g_start = g_clock();
     if (!AllocateState()) {
         std::exit(1);
     }
@@ -131,20 +132,35 @@ void simulation()
     init_parameter();
     g_planned = g_settings.load_num * g_settings.trial_num;
     g_done = 0;
-    for (int32_t trial = 0; trial < g_settings.trial_num; ++trial) {
-        g_counter = 0;
-        for (int32_t index = 0; index < g_settings.load_num; ++index) {
-            const int32_t kbps = g_settings.load_list[index];
-            const int64_t load_start = g_clock();
-            SimulateLoad(trial, kbps);
-            PrintElapsedTime(SecondsSince(run_start));
-            ++g_done;
-            PrintRemainingTime((g_planned - g_done) * SecondsSince(load_start));
-            WriteLoadPoint(trial, kbps);
-        }
-    }
+}
+
+bool StepSweep()
+{
+    const int32_t trial = g_done / g_settings.load_num;
+    const int32_t index = g_done % g_settings.load_num;
+    const int32_t kbps = g_settings.load_list[index];
+    g_counter = index == 0 ? 0 : g_counter;
+    const int64_t load_start = g_clock();
+    SimulateLoad(trial, kbps);
+    PrintElapsedTime(SecondsSince(g_start));
+    ++g_done;
+    PrintRemainingTime((g_planned - g_done) * SecondsSince(load_start));
+    WriteLoadPoint(trial, kbps);
+    return g_done < g_planned;
+}
+
+void EndSweep()
+{
     WriteTotalResult();
     WriteFinalTables();
-    PrintRunTime(SecondsSince(run_start));
+    PrintRunTime(SecondsSince(g_start));
     FreeState();
+}
+
+void simulation()
+{
+    BeginSweep();
+    while (StepSweep()) {
+    }
+    EndSweep();
 }

@@ -6,6 +6,13 @@
 // Runs the whole sweep and writes its results. Ends the process with status 1 if memory is short.
 void simulation();
 
+// The same in parts, for who does something between two load points: first BeginSweep, then
+// StepSweep, which runs the next load point, as long as it returns that there are more, then
+// EndSweep.
+void BeginSweep();
+bool StepSweep();
+void EndSweep();
+
 // Sets the arrival parameters of an offered load per flow, in kbit/s.
 void SetOfferedLoad(int32_t load_kbps);
 

@@ -10,6 +10,7 @@
 #include "driver/program.h"
 #include "driver/settings.h"
 #include "driver/state.h"
+#include "driver/sweep.h"
 #include "output/files.h"
 #include "output/manifest.h"
 #include "tools/flow_watch.h"
@@ -50,17 +51,25 @@ static void HashResults(const std::string &dir, std::map<std::string, std::strin
 #undef FILE_NAME
 }
 
-std::string RunExperiment(const EXPERIMENT_RUN &run)
+std::string BeginExperiment(const EXPERIMENT_RUN &run)
 {
     const std::string dir = ResultDirectory(run.out);
     std::string why = BeginWatch({dir + "/" + FLOW_FILE, run.packets, run.series, run.interval_ms});
     if (why.empty()) {
         why = BeginManifest(run.out + "/manifest.json", run.program, run.warnings);
     }
-    if (!why.empty()) {
-        return why;
+    if (why.empty()) {
+        OpenPacketSize(g_settings.data_length, run.out);
+        BeginSweep();
     }
-    const bool is_written = RunPacketSize(g_settings.data_length, run.out);
+    return why;
+}
+
+std::string EndExperiment(const EXPERIMENT_RUN &run)
+{
+    const std::string dir = ResultDirectory(run.out);
+    EndSweep();
+    const bool is_written = ClosePacketSize();
     std::map<std::string, std::string> hashes;
     const std::string lost = EndWatch(is_written, hashes);
     const bool is_complete = is_written && lost.empty();
@@ -73,4 +82,15 @@ std::string RunExperiment(const EXPERIMENT_RUN &run)
         return dir + ": not all results could be written; is the disk full?";
     }
     return lost.empty() ? ended : lost;
+}
+
+std::string RunExperiment(const EXPERIMENT_RUN &run)
+{
+    const std::string why = BeginExperiment(run);
+    if (!why.empty()) {
+        return why;
+    }
+    while (StepSweep()) {
+    }
+    return EndExperiment(run);
 }

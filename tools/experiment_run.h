@@ -21,3 +21,9 @@ std::string PrepareExperiment(const EXPERIMENT_RUN &run);
 
 // Runs it; returns what went wrong, or an empty text.
 std::string RunExperiment(const EXPERIMENT_RUN &run);
+
+// The same in parts, for who does something between two load points: in between, StepSweep of
+// driver/sweep.h as long as it returns that there are more. A run is not to be stepped if
+// BeginExperiment has returned a text.
+std::string BeginExperiment(const EXPERIMENT_RUN &run);
+std::string EndExperiment(const EXPERIMENT_RUN &run);
