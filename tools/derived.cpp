@@ -29,15 +29,14 @@ static double Difference(const std::vector<double> &inputs)
     return inputs[0] - inputs[1];
 }
 
-// Jain's index: 1 if all are equal, 1/n if one has everything.
-static double Fairness(const std::vector<double> &inputs)
+double Fairness(const std::vector<double> &throughputs)
 {
     double squares = 0.0;
-    for (double value : inputs) {
+    for (double value : throughputs) {
         squares += value * value;
     }
-    const double sum = Sum(inputs);
-    return sum * sum / (static_cast<double>(inputs.size()) * squares);
+    const double sum = Sum(throughputs);
+    return sum * sum / (static_cast<double>(throughputs.size()) * squares);
 }
 
 // Little's law: the mean time in the queue is its mean length over the rate of packets that enter.

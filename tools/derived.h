@@ -13,6 +13,9 @@ struct DERIVED {
     std::function<double(const std::vector<double> &inputs)> formula; // in the order of `inputs`
 };
 
+// Jain's index of throughputs: 1 if all are equal, 1/n if one has everything, NaN if all are 0.
+double Fairness(const std::vector<double> &throughputs);
+
 // All derived quantities of an experiment, the total throughput at each load first.
 std::vector<DERIVED> DerivedQuantities(const TREE_FORM &form);
 

@@ -1,6 +1,7 @@
 #include "tools/flow_watch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -69,12 +70,12 @@ struct WATCH {
 };
 static WATCH g_watch;
 
-static void BeginRow(CSV_FILE &file, const WATCHED_FLOW &flow)
+static void BeginRow(CSV_FILE &file, int32_t from, int32_t to)
 {
     file.Cell(g_watch.load_kbps);
     file.Cell(g_watch.trial + 1);
-    file.Cell(flow.from);
-    file.Cell(flow.to);
+    file.Cell(from);
+    file.Cell(to);
 }
 
 static void SettleQueue(WATCHED_FLOW &flow, uint64_t now)
@@ -101,7 +102,7 @@ static void WriteInterval(uint64_t begin, uint64_t end)
     for (WATCHED_FLOW &flow : g_watch.flows) {
         SettleQueue(flow, end);
         CSV_FILE &file = *g_watch.series_file;
-        BeginRow(file, flow);
+        BeginRow(file, flow.from, flow.to);
         file.Cell(begin / TICKS_PER_MS);
         file.Cell(begin >= g_settings.window_begin && end <= g_settings.window_end + 1 ? 1 : 0);
         file.Cell(flow.interval.arrived);
@@ -148,6 +149,24 @@ static void BeginLoadPoint(int32_t trial, int32_t load_kbps)
     }
 }
 
+std::vector<FLOW_TOTALS> LastFlowTotals()
+{
+    const double packet_mbits = PACKET_PAYLOAD_LENGTH * static_cast<double>(BITS_PER_BYTE);
+    std::vector<FLOW_TOTALS> all;
+    for (const WATCHED_FLOW &flow : g_watch.flows) {
+        const COUNTS &window = flow.window;
+        const auto arrived = static_cast<double>(window.arrived);
+        const auto delivered = static_cast<double>(window.delivered);
+        const double delay_us = static_cast<double>(window.delay_sum) / delivered;
+        all.push_back({flow.from, flow.to, window.arrived, window.delivered, window.refused,
+                       window.timeouts, window.drops,
+                       arrived * packet_mbits / g_settings.window_ticks,
+                       delivered * packet_mbits / g_settings.window_ticks,
+                       window.delivered == 0 ? NAN : delay_us});
+    }
+    return all;
+}
+
 static void EndLoadPoint()
 {
     WriteIntervals(g_sim_time);
@@ -155,22 +174,19 @@ static void EndLoadPoint()
     if (g_watch.interval > 0 && begun < g_sim_time) { // the last one is shorter
         WriteInterval(begun, g_sim_time);
     }
-    const double packet_mbits = PACKET_PAYLOAD_LENGTH * static_cast<double>(BITS_PER_BYTE);
-    for (const WATCHED_FLOW &flow : g_watch.flows) {
-        const COUNTS &window = flow.window;
-        const auto delivered = static_cast<double>(window.delivered);
+    for (const FLOW_TOTALS &flow : LastFlowTotals()) {
         CSV_FILE &file = *g_watch.flow_file;
-        BeginRow(file, flow);
-        file.Cell(static_cast<double>(window.arrived) * packet_mbits / g_settings.window_ticks);
-        file.Cell(delivered * packet_mbits / g_settings.window_ticks);
-        if (window.delivered == 0) {
+        BeginRow(file, flow.from, flow.to);
+        file.Cell(flow.offered_mbps);
+        file.Cell(flow.delivered_mbps);
+        if (flow.delivered == 0) {
             file.EmptyCell();
         } else {
-            file.Cell(static_cast<double>(window.delay_sum) / delivered);
+            file.Cell(flow.delay_us);
         }
-        file.Cell(window.timeouts);
-        file.Cell(window.drops);
-        file.Cell(window.refused);
+        file.Cell(flow.timeouts);
+        file.Cell(flow.drops);
+        file.Cell(flow.refused);
         file.EndRow();
     }
 }
@@ -197,7 +213,7 @@ static void WritePacket(const WATCHED_FLOW &flow, const PACKET &packet, bool is_
         return;
     }
     CSV_FILE &file = *g_watch.packet_file;
-    BeginRow(file, flow);
+    BeginRow(file, flow.from, flow.to);
     file.Cell(packet.gen_time);
     file.Cell(known.first_attempt);
     if (is_delivered) {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 struct WATCH_FILES {
     std::string flows;       // a row per load point and flow
@@ -16,6 +17,23 @@ struct WATCH_FILES {
     std::string series;      // a row per interval and flow; empty: none
     int64_t interval_ms = 0; // of the series
 };
+
+// What became of the packets of a flow in the measurement window of a load point.
+struct FLOW_TOTALS {
+    int32_t from;
+    int32_t to;
+    uint64_t arrived;   // at the source, refused ones too
+    uint64_t delivered; // new at their end
+    uint64_t refused;   // by a full queue, at the source or on the way
+    uint64_t timeouts;
+    uint64_t drops;
+    double offered_mbps;
+    double delivered_mbps;
+    double delay_us; // mean from arrival to delivery, NaN if none was delivered
+};
+
+// Those of the load point that the watch has seen last, in the order of DistinctFlows.
+std::vector<FLOW_TOTALS> LastFlowTotals();
 
 // Opens the files and watches the sweep of `g_settings` that is run next. Returns what stands
 // against it, or an empty text.
