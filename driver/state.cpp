@@ -76,12 +76,18 @@ static bool AllocateTable(COL *(&table)[NODE_NUM][NODE_NUM])
 
 static QUEUE_MEMORY *g_queue_memory = nullptr;
 
+bool AllocateStations()
+{
+    node = static_cast<NODE *>(std::calloc(NODE_RECORDS, sizeof(NODE)));
+    return node != nullptr;
+}
+
 bool AllocateState()
 {
     // Zero pages are not resident until they are touched, so the long arrays cost what they hold.
-    node = static_cast<NODE *>(std::calloc(NODE_RECORDS, sizeof(NODE)));
     g_queue_memory = static_cast<QUEUE_MEMORY *>(std::calloc(NODE_RECORDS, sizeof(QUEUE_MEMORY)));
-    if (node == nullptr || g_queue_memory == nullptr || !AllocateTable(col) || !AllocateTable(dp)) {
+    if (!AllocateStations() || g_queue_memory == nullptr || !AllocateTable(col) ||
+        !AllocateTable(dp)) {
         return false;
     }
     for (int i = 0; i < NODE_RECORDS; ++i) {

@@ -86,5 +86,9 @@ void SetPacketSize(int32_t data_length);
 // earlier run are used again. Returns false when memory is short.
 bool AllocateState();
 
+// Takes the memory of the stations alone, without queues and tables: for looking at their network.
+// FreeState gives it back.
+bool AllocateStations();
+
 // Gives the stations' memory back; the collision tables stay for the next run.
 void FreeState();

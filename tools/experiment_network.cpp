@@ -23,7 +23,7 @@ struct BORROWED {
 bool WithNetwork(const SETTINGS &settings, const std::function<void()> &look)
 {
     const BORROWED model;
-    if (!AllocateState()) {
+    if (!AllocateStations()) {
         return false;
     }
     g_settings = settings;
