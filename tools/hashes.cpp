@@ -15,7 +15,6 @@
 
 namespace fs = std::filesystem;
 
-constexpr size_t BLOCK_BYTES = DIGEST::BLOCK_BYTES;
 constexpr size_t LENGTH_BYTES = 8; // at the end of the last block: bits of the message
 constexpr int ROUNDS = 64;
 

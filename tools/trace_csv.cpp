@@ -14,8 +14,15 @@ static std::string PacketDetail(const TRACE_EVENT &event)
     return Pair("packet", event.value) + " " + Pair("queue", event.extra);
 }
 
-static std::string Detail(const TRACE &trace, const TRACE_EVENT &event, const FRAME *frame)
+// The frame that an event is of, null if it is of none.
+static const FRAME *FrameOf(const TRACE &trace, const TRACE_EVENT &event)
 {
+    return event.frame == EMPTY ? nullptr : &trace.frames[static_cast<size_t>(event.frame)];
+}
+
+std::string EventDetail(const TRACE &trace, const TRACE_EVENT &event)
+{
+    const FRAME *frame = FrameOf(trace, event);
     switch (event.kind) {
     case EVENT_BEGIN:
         return frame == nullptr || frame->src == EMPTY
@@ -55,8 +62,7 @@ bool WriteTraceCsv(FILE *file, const TRACE &trace)
 {
     std::fputs("tick,station,event,frame,peer,retry,detail\n", file);
     for (const TRACE_EVENT &event : trace.events) {
-        const FRAME *frame =
-            event.frame == EMPTY ? nullptr : &trace.frames[static_cast<size_t>(event.frame)];
+        const FRAME *frame = FrameOf(trace, event);
         std::string peer;
         if (frame != nullptr) {
             const int other = frame->sender == event.station ? frame->receiver : frame->sender;
@@ -66,7 +72,7 @@ bool WriteTraceCsv(FILE *file, const TRACE &trace)
                      event.station, EventName(event.kind, event.value),
                      frame == nullptr ? "" : FrameName(frame->type), peer.c_str(),
                      frame == nullptr ? event.retry : frame->retry,
-                     Detail(trace, event, frame).c_str());
+                     EventDetail(trace, event).c_str());
     }
     return std::ferror(file) == 0;
 }

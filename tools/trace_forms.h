@@ -10,6 +10,9 @@
 
 constexpr uint64_t SVG_TICKS = 200'000; // longest time that is drawn
 
+// What an event tells besides, as the table of events has it; empty if nothing.
+std::string EventDetail(const TRACE &trace, const TRACE_EVENT &event);
+
 // A row per event; docs/results.md describes the columns.
 bool WriteTraceCsv(FILE *file, const TRACE &trace);
 
