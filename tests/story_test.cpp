@@ -1,0 +1,221 @@
+// Stories of frames, whole: expected ticks are those of the timelines drawn above the tests. What a
+// backoff is drawn to is read from the station. Attributed NAVs are held against their lengths.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "driver/state.h"
+#include "tests/chosen_scenes.h"
+#include "tests/model_fixture.h"
+#include "tests/scene.h"
+#include "tools/trace_story.h"
+
+class StoryTest : public ModelTest
+{
+  protected:
+    // The story of the `num`-th frame, from 0, that a station begins or began.
+    static LINES StoryOf(const TRACE &trace, int sender, int num = 0)
+    {
+        for (size_t place = 0; place < trace.frames.size(); ++place) {
+            if (trace.frames[place].sender == sender && num-- == 0) {
+                return FrameStory(trace, place);
+            }
+        }
+        return {};
+    }
+
+    // The draw that a station made last.
+    static std::string Draw(int station)
+    {
+        return "draws a backoff of " + std::to_string(node[station].backoff_slots) +
+               (node[station].backoff_slots == 1 ? " slot" : " slots") + " (window " +
+               std::to_string(node[station].cw) + ")";
+    }
+};
+
+// tick        0          34            79                  331        347          375
+// station 0   |   DIFS   |  5 slots 45 |     DATA 252      |  awaits the ACK       |
+// station 1   |   idle                 | receives          |  SIFS 16 |   ACK 28   |
+TEST_F(StoryTest, UndisturbedExchange)
+{
+    Queue(0, 1, 5 * SLOT);
+    Queue(0, 1, 5 * SLOT);
+    const TRACE trace = Watch(400);
+    const std::string acked =
+        "At tick 375 station 0 has its ACK and " + Draw(0) + "; 1 packet waits in its queue.";
+    const std::string begun = "At tick 79 station 0 begins DATA to 1: packet 0 of 0 for 1, first "
+                              "attempt; it takes 252 us.";
+    const std::string waited = "The medium was idle for DIFS from tick 0, and for 5 slots of "
+                               "backoff from tick 34.";
+    EXPECT_EQ(StoryOf(trace, 0),
+              (LINES{begun, waited, "Stations 1, 2 and 3 hear it from end to end.",
+                     "At tick 79 stations 2 and 3 set their NAV to 268 ticks.",
+                     "At tick 331 station 1 takes packet 0 as new and delivers it.",
+                     "At tick 347 station 1 answers with ACK.", acked}));
+    EXPECT_EQ(StoryOf(trace, 1),
+              (LINES{"At tick 347 station 1 begins ACK to 0; it takes 28 us.",
+                     "It answers DATA of 0, which ended at tick 331, after SIFS.",
+                     "Stations 0, 2 and 3 hear it from end to end.", acked}));
+}
+
+// A line in which 0 and 2 do not hear each other. Both frames meet at 1, and 3 hears one of them.
+//
+// tick        34        52            286       304       331       349
+// station 0   |         DATA          | awaits            | time-out
+// station 2             |         DATA          | awaits            | time-out
+TEST_F(StoryTest, HiddenCollision)
+{
+    UseLine();
+    Queue(0, 9);
+    Queue(2, 0, 2 * SLOT);
+    node[2].retry_count = RETRY_LIMIT;
+    const TRACE trace = Watch(350);
+    const std::string begins = " begins DATA to 1: packet 0 of ";
+    const std::string waited = "The medium was idle for DIFS from tick 0, and for 2 slots of "
+                               "backoff from tick 34.";
+    const std::string hidden = "; their senders are hidden from each other ";
+    const std::string later = "at station 1, DATA of 2, which began later" + hidden;
+    const std::string earlier = "at station 1, DATA of 0, which began earlier" + hidden;
+    EXPECT_EQ(
+        StoryOf(trace, 0),
+        (LINES{"At tick 34 station 0" + begins + "0 for 9, first attempt; it takes 252 us.",
+               "The medium was idle for DIFS from tick 0; no backoff was left.",
+               "At station 1 another signal overlaps it.",
+               "At tick 52 it meets, " + later + "(hid/phy).",
+               "At tick 52 it hits, " + later + "(for that frame hid/pro).",
+               "Station 1 does not answer.",
+               "At tick 331 no ACK has come: station 0 gives up waiting and " + Draw(0) + "."}));
+    EXPECT_EQ(StoryOf(trace, 2),
+              (LINES{"At tick 52 station 2" + begins + "2 for 0, retry 7; it takes 252 us.", waited,
+                     "Station 3 hears it from end to end; at station 1 another signal overlaps it.",
+                     "At tick 52 station 3 sets its NAV to 268 ticks.",
+                     "At tick 52 it hits, " + earlier + "(for that frame hid/phy).",
+                     "At tick 52 it meets, " + earlier + "(hid/pro).", "Station 1 does not answer.",
+                     "At tick 349 no ACK has come: station 2 drops packet 0 and " + Draw(2) +
+                         "; its queue is empty."}));
+}
+
+// In a line station 1 hands on what station 0 has for 9; a packet that its log holds it does not
+// take.
+TEST_F(StoryTest, RelayAndRepetition)
+{
+    UseLine();
+    Queue(0, 9);
+    const LINES story = StoryOf(Watch(310), 0);
+    ASSERT_GE(story.size(), 4U);
+    EXPECT_EQ(story[3], "At tick 286 station 1 takes packet 0 as new and queues it to relay it; 1 "
+                        "packet waits in its queue.");
+}
+
+TEST_F(StoryTest, Repetition)
+{
+    Queue(0, 1);
+    LogFrame(1, node[0].buffer.head);
+    const LINES story = StoryOf(Watch(310), 0);
+    ASSERT_GE(story.size(), 5U);
+    EXPECT_EQ(story[4], "At tick 286 station 1 knows the packet already.");
+}
+
+// Stations 0 and 2 begin in tick 34 and sense each other; 4 hears nothing of 0.
+TEST_F(StoryTest, CommonStart)
+{
+    Queue(0, 1);
+    Queue(2, 3);
+    const LINES story = StoryOf(Watch(340), 0);
+    ASSERT_GE(story.size(), 4U);
+    EXPECT_EQ(story[2],
+              "Station 2 sends meanwhile; at stations 1 and 3 another signal overlaps it.");
+    EXPECT_EQ(story[3], "At tick 34 it meets, at station 1, DATA of 2, which began in the same "
+                        "tick; their senders sense each other: contention (con).");
+}
+
+// DATA of station 0 in the ticks 34 to 285, the ACK in 302 to 329, watched in two parts.
+TEST_F(StoryTest, CutByTheWatch)
+{
+    Queue(0, 1);
+    RunTicks(20);
+    EXPECT_EQ(StoryOf(Watch(100), 0),
+              (LINES{"At tick 34 station 0 begins DATA to 1: packet 0 of 0 for 1, first attempt.",
+                     "The watch ends with tick 99, before the frame does: who hears it to its end "
+                     "and what comes of it lies behind the watch.",
+                     "The medium was idle for DIFS since before the watch; no backoff was left.",
+                     "At tick 34 stations 2 and 3 set their NAV to 268 ticks."}));
+    EXPECT_EQ(StoryOf(Watch(302), 0),
+              (LINES{"At tick 34 already, before the watch, station 0 began DATA to 1: packet 0 of "
+                     "0 for 1, first attempt; it takes 252 us.",
+                     "How others hear it is not known, as its beginning was not watched.",
+                     "At tick 286 station 1 takes packet 0 as new and delivers it.",
+                     "Station 0 still waits for ACK when the watch ends: what comes of it lies "
+                     "behind the watch."}));
+    const LINES ack = StoryOf(Watch(331), 1);
+    ASSERT_GE(ack.size(), 2U);
+    EXPECT_EQ(ack[1], "What it waited for lies before the watch.");
+}
+
+// tick        34    64       80    108       124                  376      392   420
+// station 0   | RTS |        | CTS | SIFS    |        DATA         | awaits      |
+// stations 2 and 3: 356 ticks from 34 end with tick 389; 312 from 80 with 391; DATA adds none.
+TEST_F(StoryTest, RtsExchange)
+{
+    g_settings.rts_threshold = 0;
+    Queue(0, 1);
+    Queue(1, 0, 50 * SLOT);
+    const TRACE trace = Watch(430);
+    const std::string begun = "At tick 34 station 0 begins RTS to 1: packet 0 of 0 for 1, first "
+                              "attempt; it takes 30 us.";
+    EXPECT_EQ(
+        StoryOf(trace, 0),
+        (LINES{begun, "The medium was idle for DIFS from tick 0; no backoff was left.",
+               "Stations 1, 2 and 3 hear it from end to end.",
+               "At tick 34 stations 2 and 3 set their NAV to 356 ticks.",
+               "At tick 80 station 1 answers with CTS.", "At tick 108 station 0 has its CTS."}));
+    EXPECT_EQ(StoryOf(trace, 1), (LINES{"At tick 80 station 1 begins CTS to 0; it takes 28 us.",
+                                        "It answers RTS of 0, which ended at tick 64, after SIFS.",
+                                        "Stations 0, 2 and 3 hear it from end to end.",
+                                        "At tick 80 stations 2 and 3 set their NAV to 312 ticks.",
+                                        "At tick 108 station 0 has its CTS.",
+                                        "At tick 124 station 0 answers with DATA."}));
+    const LINES data = StoryOf(trace, 0, 1);
+    ASSERT_GE(data.size(), 3U);
+    EXPECT_EQ(data[1], "It answers CTS of 1, which ended at tick 108, after SIFS.");
+}
+
+// Every NAV is of one frame, and as long as one of its type: 356 ticks for an RTS, 312 for a CTS,
+// 268 for DATA, 0 for an ACK. No sentence is left empty or unfinished, whatever happens.
+TEST(Stories, NavsAreOfTheirFrames)
+{
+    for (const SCENE &scene : ChosenScenes()) {
+        if (!scene.starts.empty() || (scene.load_kbps < 3000 && scene.sendings.empty())) {
+            continue;
+        }
+        SCOPED_TRACE(scene.name);
+        SetUpScene(scene);
+        const TRACE trace = Watch(scene.start_tick + 20'000);
+        int64_t told = 0;
+        for (size_t place = 0; place < trace.frames.size(); ++place) {
+            static const char *const lengths[] = {"NAV to 356 ", "NAV to 312 ", "NAV to 268 ", "-"};
+            for (const std::string &line : FrameStory(trace, place)) {
+                EXPECT_EQ(line.find("  "), std::string::npos) << line;
+                EXPECT_EQ(line.back(), '.') << line;
+                if (line.find(" NAV to ") != std::string::npos) {
+                    const size_t at = line.find(" station");
+                    const std::string who = line.substr(at, line.find(" set") - at);
+                    told += std::count_if(who.begin(), who.end(),
+                                          [](char c) { return c >= '0' && c <= '9'; });
+                    EXPECT_TRUE(trace.frames[place].type == FRAME_CTS ||
+                                who.find(std::to_string(trace.frames[place].receiver)) ==
+                                    std::string::npos)
+                        << line;
+                    EXPECT_NE(line.find(lengths[trace.frames[place].type]), std::string::npos)
+                        << place << ": " << line;
+                }
+            }
+        }
+        EXPECT_EQ(told, std::count_if(trace.events.begin(), trace.events.end(), [](const auto &e) {
+                      return e.kind == EVENT_NAV && e.value > 0;
+                  }));
+    }
+}
