@@ -58,9 +58,32 @@ HasBuilder() {
     ninja --version >/dev/null 2>&1 || make --version >/dev/null 2>&1
 }
 
-# Fills MISSING; the argument says for what: "run" or "test".
+# What the page is made with.
+FindMissingOfPage() {
+    command -v emcc >/dev/null || MISSING+=(emscripten)
+    node --version >/dev/null 2>&1 || MISSING+=(nodejs)
+    npm --version >/dev/null 2>&1 || MISSING+=(npm)
+    [[ -e /usr/include/nlohmann/json.hpp ]] || MISSING+=(nlohmann-json3-dev)
+}
+
+# Fetches the libraries of web/package-lock.json, unless they are there.
+FetchPageLibraries() {
+    local list=web/package-lock.json have=web/node_modules/.package-lock.json
+    [[ $have -nt $list ]] && return 0
+    echo "Fetching the libraries of $list with npm"
+    npm ci --prefix web --ignore-scripts --no-audit --no-fund --loglevel=error >/dev/null ||
+        Fail "npm could not fetch them; with a network, try: npm ci --prefix web --ignore-scripts"
+}
+
+# Fills MISSING; the argument says for what: "run", "test" or "page".
 FindMissing() {
     MISSING=()
+    if [[ $1 == page ]]; then
+        HasCmake || MISSING+=(cmake)
+        HasBuilder || MISSING+=(ninja-build)
+        FindMissingOfPage
+        return
+    fi
     HasCompiler g++ || MISSING+=(g++)
     HasCmake || MISSING+=(cmake)
     HasBuilder || MISSING+=(ninja-build)
@@ -117,7 +140,7 @@ InstallOptional() {
     fi
 }
 
-# Installs what $1 ("run" or "test") needs and this machine lacks. Where that is not allowed, prints
+# Installs what $1 ("run", "test" or "page") needs and this machine lacks. Where that is not allowed, prints
 # the command for somebody who may.
 InstallMissing() {
     FindMissing "$1"
