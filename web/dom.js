@@ -1,0 +1,18 @@
+// Small makers of elements. Text is text: nothing that is shown is ever read as HTML.
+
+function withAttributes(made, attributes, children) {
+    for (const [key, value] of Object.entries(attributes)) {
+        made.setAttribute(key, value);
+    }
+    made.append(...children);
+    return made;
+}
+
+export function html(name, attributes = {}, ...children) {
+    return withAttributes(document.createElement(name), attributes, children);
+}
+
+export function svg(name, attributes = {}, ...children) {
+    const made = document.createElementNS('http://www.w3.org/2000/svg', name);
+    return withAttributes(made, attributes, children);
+}

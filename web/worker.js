@@ -1,0 +1,175 @@
+// A worker with a simulator in it. It is told one thing after the other and answers each; the main
+// thread ends it in the middle of its work where nobody waits for that any more.
+import createSimulator from 'simulator';
+
+const TRACE_SLICE = 2_000_000; // ticks between two reports of progress
+const KINDS = { collision: 0, drop: 1, timeout: 2 }; // SOUGHT of interface.h
+
+let simulator = null;
+let trace = null; // the trace that is open: settings of its experiment, and where it stands
+
+function call(name, ...values) {
+    const types = values.map((value) => (typeof value === 'string' ? 'string' : 'number'));
+    return simulator.ccall(name, 'string', types, values);
+}
+
+// Calls a function of interface.h that answers with JSON; what is wrong becomes an Error.
+function ask(name, ...values) {
+    const answer = JSON.parse(call(name, ...values));
+    if (answer.error !== undefined) {
+        throw new Error(answer.error);
+    }
+    return answer;
+}
+
+function number(name, ...values) {
+    return simulator.ccall(
+        name,
+        'number',
+        values.map(() => 'number'),
+        values,
+    );
+}
+
+// Reads an experiment. The name stands in messages, and is that of a file in an empty folder.
+function open({ bytes, name }) {
+    simulator.FS.writeFile(name, bytes);
+    try {
+        return ask('OpenExperiment', name);
+    } finally {
+        simulator.FS.unlink(name);
+    }
+}
+
+function filesBelow(folder, prefix, files) {
+    for (const name of simulator.FS.readdir(folder)) {
+        const path = `${folder}/${name}`;
+        if (name === '.' || name === '..') {
+            continue;
+        }
+        if (simulator.FS.isDir(simulator.FS.stat(path).mode)) {
+            filesBelow(path, `${prefix}${name}/`, files);
+        } else {
+            files[prefix + name] = simulator.FS.readFile(path);
+        }
+    }
+    return files;
+}
+
+// Runs an experiment; tells of each load point as it is done. Returns the result files by name.
+function run(request, tell) {
+    open(request);
+    ask('BeginRun', '/run');
+    for (let more = true; more;) {
+        const step = ask('StepRun');
+        tell({ trial: step.trial, point: step.point });
+        more = step.more;
+    }
+    ask('EndRun');
+    return { files: request.keeps ? filesBelow('/run', '', {}) : null };
+}
+
+// The whole state of the simulator is its memory (interface.h).
+function remember() {
+    trace.memory = simulator.HEAPU8.slice();
+    trace.remembered = trace.entered;
+}
+
+function goBack() {
+    simulator.HEAPU8.set(trace.memory);
+    simulator.HEAPU8.fill(0, trace.memory.length);
+    trace.entered = trace.remembered;
+}
+
+function runTo(until, tell, done, all) {
+    for (let tick = number('ClockTick'); tick < until; tick = number('ClockTick')) {
+        number('RunTo', Math.min(tick + TRACE_SLICE, until));
+        tell({ share: (done + number('ClockTick')) / all });
+    }
+}
+
+function openTrace(request) {
+    open(request);
+    if (number('BeginTrace') === 0) {
+        throw new Error('memory is short');
+    }
+    trace = { ...request, entered: 0, remembered: 0 };
+    remember();
+    return {};
+}
+
+// Goes to a tick of a load point: back to its beginning if that is remembered, else from the
+// beginning of the sweep, as the random numbers go on from one load point to the next.
+function goTo({ trial, index, tick }, tell) {
+    const wanted = trial * trace.loads + index + 1; // load points entered by then
+    if (wanted !== trace.remembered) {
+        if (wanted < trace.remembered) {
+            openTrace(trace);
+        }
+        const all = (wanted - 1) * trace.ticks + tick;
+        while (trace.entered < wanted) {
+            if (trace.entered > 0) {
+                runTo(trace.ticks, tell, (trace.entered - 1) * trace.ticks, all);
+            }
+            trace.entered = number('EnterLoadPoint');
+        }
+        remember();
+    } else if (number('ClockTick') > tick) {
+        goBack();
+    }
+    runTo(tick, tell, 0, tick);
+}
+
+function watch(request, tell) {
+    goTo({ ...request, tick: request.from }, tell);
+    const seen = ask('WatchTo', request.from + request.ticks);
+    return { ...seen, trial: request.trial, index: request.index };
+}
+
+// The first tick behind `tick` in which something happens, null if it does not.
+function find({ trial, index, kind, tick }, tell) {
+    goTo({ trial, index, tick: tick + 1 }, tell);
+    let found = -1;
+    while (found < 0 && number('ClockTick') < trace.ticks) {
+        found = number('FindNext', KINDS[kind], number('ClockTick') + TRACE_SLICE);
+        tell({ share: number('ClockTick') / trace.ticks });
+    }
+    return { tick: found < 0 ? null : found };
+}
+
+const WORKS = {
+    open,
+    run,
+    openTrace,
+    watch,
+    find,
+    tell: ({ frame }) => ({ sentences: ask('TellFrame', frame) }),
+    table: () => ({ text: call('TraceTable') }),
+};
+
+async function start(wasm, tell) {
+    simulator = await createSimulator({
+        wasmBinary: wasm,
+        locateFile: (name) => name,
+        print: () => {},
+        printErr: () => {},
+        tellProgress: (share) => tell({ share }),
+    });
+    simulator.FS.mkdir('/experiment');
+    simulator.FS.chdir('/experiment');
+}
+
+let current = 0; // the request that is worked at
+const tell = (part) => self.postMessage({ id: current, part });
+
+self.addEventListener('message', async ({ data }) => {
+    current = data.id;
+    try {
+        if (simulator === null) {
+            await start(data.wasm, tell);
+        }
+        self.postMessage({ id: data.id, answer: WORKS[data.work](data.request, tell) });
+    } catch (error) {
+        self.postMessage({ id: data.id, error: error.message ?? String(error) });
+    }
+});
