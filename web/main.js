@@ -1,0 +1,397 @@
+// The page: one experiment, what it is changed to, and the runs that follow from that. Whoever
+// changes something ends the runs that go on; nothing of them is shown any more.
+import { zipSync } from 'fflate';
+import { createCurves } from './curves.js';
+import { html } from './dom.js';
+import { Simulator, Stopped } from './engine.js';
+import {
+    decodeLink,
+    encodeLink,
+    parseExperiment,
+    sketchOf,
+    writeExperiment,
+} from './experiment.js';
+import { createMap } from './map.js';
+import { createPanel } from './panel.js';
+import { createTimeline } from './timeline.js';
+
+const FIRST = 'example-published';
+const WHOLE = 'whole'; // the choice that is no file: all defaults
+const LINK = '#e=';
+const NAME = 'experiment'; // in messages, of what has no file
+
+const presets = JSON.parse(document.getElementById('experiments').textContent);
+const encoder = new TextEncoder();
+const byId = (id) => document.getElementById(id);
+
+const simulators = {
+    reader: new Simulator(), // reads experiments; never busy for long
+    sketcher: new Simulator(), // runs a short one first
+    runner: new Simulator(), // runs it whole
+    tracer: new Simulator(), // stands at a tick of it
+};
+const state = {
+    experiment: null, // with all keys, a seed too
+    network: null,
+    name: NAME, // of the preset or file that it was
+    reading: 0, // counts what is read, so that the last one wins
+    isTraced: false, // the tracer has the experiment
+    files: null, // results, once it has been run
+};
+
+function say(text) {
+    byId('status').textContent = text;
+}
+
+function complain(message) {
+    byId('message').textContent = message;
+    byId('message-box').hidden = message === '';
+}
+
+// Reads an experiment; null if something else has been read meanwhile.
+async function read(bytes, name) {
+    state.reading += 1;
+    const { reading } = state;
+    const answer = await simulators.reader.ask('open', { bytes, name });
+    if (reading !== state.reading) {
+        return null;
+    }
+    const experiment = parseExperiment(answer.experiment);
+    const seed = experiment.seed ?? Math.floor(Date.now() / 1000);
+    const { title, ...rest } = experiment;
+    const first = title === undefined ? { seed } : { title, seed };
+    return { ...answer, experiment: { ...first, ...rest, seed } };
+}
+
+// Takes an experiment that stands in bytes; what is wrong with it is told, and all stays as it was.
+async function open(bytes, name) {
+    try {
+        const answer = await read(bytes, name.replaceAll(/[/\0]/g, '_') || NAME);
+        if (answer !== null) {
+            take(answer, name);
+        }
+        return true;
+    } catch (error) {
+        complain(error.message);
+        return false;
+    }
+}
+
+// Takes an experiment of which a key has been changed. A message goes to the field of that key.
+async function change(experiment, key) {
+    try {
+        const answer = await read(encoder.encode(writeExperiment(experiment)), NAME);
+        if (answer !== null) {
+            take(answer, state.name);
+        }
+    } catch (error) {
+        const message = error.message.replace(`${NAME}: `, '');
+        const named = /^(\w+)/.exec(message)?.[1];
+        if (!panel.refuse(named, message) && !panel.refuse(key, message)) {
+            complain(message);
+        }
+        map.setNetwork(state.network);
+        showMap();
+    }
+}
+
+function take({ experiment, network, warnings }, name) {
+    Object.assign(state, { experiment, network, name, isTraced: false, files: null });
+    complain('');
+    panel.show(experiment);
+    showMap();
+    map.setNetwork(network);
+    showWarnings(warnings);
+    showPreset();
+    history.replaceState(null, '', LINK + encodeLink(writeExperiment(experiment)));
+    document.title = `${experiment.title ?? 'dcfsim'} - dcfsim`;
+    simulators.tracer.stop();
+    timeline.setExperiment({ ...experiment, ticks: Number(experiment.ticks) });
+    curves.setExperiment(experiment);
+    run();
+}
+
+function showMap() {
+    map.setExperiment({ ...state.experiment, stations: state.network.stations });
+}
+
+function showWarnings(warnings) {
+    byId('warnings').replaceChildren(...warnings.map((text) => html('li', {}, text)));
+    byId('warnings-box').hidden = warnings.length === 0;
+}
+
+function showPreset() {
+    const isPreset = presets[state.name] !== undefined || state.name === WHOLE;
+    byId('preset').value = isPreset ? state.name : '';
+    byId('look').textContent = presets[state.name]?.look ?? '';
+}
+
+function setRunning(isRunning) {
+    byId('stop').disabled = !isRunning;
+    byId('again').disabled = isRunning;
+    byId('progress').hidden = !isRunning;
+    byId('save-results').disabled = state.files === null;
+}
+
+function pointNumber() {
+    return state.experiment.loads_kbps.length * state.experiment.trials;
+}
+
+// Runs the experiment anew: a short one at some loads to see at once what is coming, and itself.
+function run() {
+    state.files = null;
+    simulators.sketcher.stop();
+    simulators.runner.stop();
+    byId('progress').value = 0;
+    setRunning(true);
+    say('running');
+    sketch(state.experiment);
+    runWhole(state.experiment);
+}
+
+async function sketch(experiment) {
+    const { sketcher } = simulators;
+    const bytes = encoder.encode(writeExperiment(sketchOf(experiment)));
+    const show = ({ point }) => {
+        if (point !== undefined) {
+            const index = experiment.loads_kbps.indexOf(point.load_kbps);
+            curves.setPoint({ ...point, index }, 'preview');
+        }
+    };
+    try {
+        await sketcher.ask('run', { bytes, name: NAME, keeps: false }, show);
+        sketcher.stop(); // its memory is not needed any more
+    } catch {
+        // The run itself tells what is wrong.
+    }
+}
+
+async function runWhole(experiment) {
+    const begin = performance.now();
+    const bytes = encoder.encode(writeExperiment(experiment));
+    let done = 0;
+    const show = ({ share, point }) => {
+        byId('progress').value = share ?? byId('progress').value;
+        if (point !== undefined) {
+            done += 1;
+            say(`load point ${done} of ${pointNumber()}`);
+            curves.setPoint(point, 'exact');
+        }
+    };
+    try {
+        const { files } = await simulators.runner.ask(
+            'run',
+            { bytes, name: NAME, keeps: true },
+            show,
+        );
+        state.files = files;
+        simulators.runner.stop();
+        setRunning(false);
+        const seconds = ((performance.now() - begin) / 1000).toFixed(1);
+        say(`all ${pointNumber()} load points are run, in ${seconds} s`);
+    } catch (error) {
+        if (!(error instanceof Stopped)) {
+            setRunning(false);
+            say('the run has ended early');
+            complain(error.message);
+        }
+    }
+}
+
+function stop() {
+    simulators.sketcher.stop();
+    simulators.runner.stop();
+    setRunning(false);
+    say('stopped');
+}
+
+// The tracer, with the experiment opened in it.
+async function traced() {
+    const { tracer } = simulators;
+    if (!state.isTraced) {
+        const { experiment } = state;
+        state.isTraced = true;
+        await tracer.ask('openTrace', {
+            bytes: encoder.encode(writeExperiment(experiment)),
+            name: NAME,
+            loads: experiment.loads_kbps.length,
+            ticks: Number(experiment.ticks),
+        });
+    }
+    return tracer;
+}
+
+async function trace(work, request, text) {
+    const tracer = await traced();
+    const tell = ({ share }) => {
+        if (share !== undefined) {
+            timeline.setBusy(`${text}: ${Math.floor(100 * share)} %`);
+        }
+    };
+    try {
+        return await tracer.ask(work, request, tell);
+    } finally {
+        timeline.setBusy(null);
+    }
+}
+
+function stopTrace() {
+    state.isTraced = false;
+    simulators.tracer.stop();
+}
+
+function download(bytes, name, type) {
+    const address = URL.createObjectURL(new Blob([bytes], { type }));
+    html('a', { href: address, download: name }).click();
+    setTimeout(() => URL.revokeObjectURL(address), 60_000);
+}
+
+function saveResults() {
+    download(zipSync(state.files, { level: 6 }), 'dcfsim-results.zip', 'application/zip');
+}
+
+function saveExperiment() {
+    download(writeExperiment(state.experiment), 'experiment.json', 'application/json');
+}
+
+async function openFile(file) {
+    if (file !== undefined) {
+        await open(new Uint8Array(await file.arrayBuffer()), file.name);
+    }
+}
+
+function openPreset(name) {
+    const text = name === WHOLE ? '{}' : presets[name].text;
+    return open(encoder.encode(text), name);
+}
+
+async function openAddress() {
+    if (!location.hash.startsWith(LINK)) {
+        return false;
+    }
+    try {
+        return await open(decodeLink(location.hash.slice(LINK.length)), NAME);
+    } catch (error) {
+        complain(error.message);
+        return false;
+    }
+}
+
+// The rows or places that a choice by name stands for.
+function listOf(key) {
+    if (key === 'stations_m') {
+        return state.network.stations;
+    }
+    const rows = new Map();
+    for (const path of state.network.paths) {
+        const last = path.length - 1;
+        for (let i = 0; i < last; i += 1) {
+            const there = [path[i], path[last], path[i + 1]];
+            const back = [path[i + 1], path[0], path[i]];
+            rows.set(there.join(), there).set(back.join(), back);
+        }
+    }
+    return [...rows.values()];
+}
+
+// Shows where a station is dragged to; the runs begin anew when it is let go.
+async function move(station, x, y, isFinal) {
+    const stations = state.network.stations.with(station, [x, y]);
+    const experiment = { ...state.experiment, stations_m: stations };
+    if (isFinal) {
+        await change(experiment, 'stations_m');
+        return;
+    }
+    map.setExperiment({ ...experiment, stations });
+    try {
+        const answer = await read(encoder.encode(writeExperiment(experiment)), NAME);
+        if (answer !== null) {
+            map.setNetwork(answer.network);
+        }
+    } catch {
+        map.setNetwork(null); // told when the station is let go
+    }
+}
+
+const map = createMap(byId('map'), { move, select: () => {} });
+const panel = createPanel(byId('panel'), { change, listOf });
+const curves = createCurves(byId('curves'), {
+    chooseLoad: (index) => timeline.open({ trial: 0, index, from: 0 }),
+});
+const timeline = createTimeline(byId('timeline'), {
+    watch: (trial, index, from, ticks) =>
+        trace('watch', { trial, index, from, ticks }, 'on the way to the load point'),
+    find: async (trial, index, kind, tick) =>
+        (await trace('find', { trial, index, kind, tick }, 'looking')).tick,
+    tell: async (frame) => (await trace('tell', { frame }, 'reading')).sentences,
+    stop: stopTrace,
+});
+
+function redraw() {
+    map.redraw();
+    curves.redraw();
+    timeline.redraw();
+}
+
+function switchTheme() {
+    const { dataset } = document.documentElement;
+    const isDark = matchMedia('(prefers-color-scheme: dark)').matches;
+    dataset.theme = (dataset.theme ?? (isDark ? 'dark' : 'light')) === 'dark' ? 'light' : 'dark';
+    redraw();
+}
+
+function pin() {
+    if (curves.pinned() === null) {
+        curves.pin(state.experiment.title ?? state.name);
+    } else {
+        curves.pin(null);
+    }
+    byId('pin').textContent = curves.pinned() === null ? 'Pin these curves' : 'Take the pin out';
+}
+
+async function copyLink() {
+    try {
+        await navigator.clipboard.writeText(location.href);
+        say('the address is copied; it holds the experiment');
+    } catch {
+        say('the address above holds the experiment: copy it from there');
+    }
+}
+
+function listen(id, event, work) {
+    byId(id).addEventListener(event, work);
+}
+
+function begin() {
+    for (const name of Object.keys(presets)) {
+        const { title } = JSON.parse(presets[name].text);
+        byId('preset').append(html('option', { value: name }, `${name}: ${title}`));
+    }
+    listen('preset', 'change', ({ target }) => target.value !== '' && openPreset(target.value));
+    listen('open', 'click', () => byId('file').click());
+    listen('file', 'change', async ({ target }) => {
+        await openFile(target.files[0]);
+        target.value = ''; // the same file may be opened again
+    });
+    listen('save', 'click', saveExperiment);
+    listen('save-results', 'click', saveResults);
+    listen('link', 'click', copyLink);
+    listen('pin', 'click', pin);
+    listen('stop', 'click', stop);
+    listen('again', 'click', run);
+    listen('theme', 'click', switchTheme);
+    listen('dismiss', 'click', () => complain(''));
+    matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
+    addEventListener('hashchange', openAddress);
+    // For those who drive the page by a program.
+    window.dcfsim = {
+        experiment: () => writeExperiment(state.experiment),
+        network: () => state.network,
+        points: () => curves.points(),
+        files: () => state.files,
+        traceTable: async () => (await trace('table', {}, 'reading')).text,
+    };
+}
+
+begin();
+openAddress().then((isOpen) => isOpen || state.experiment !== null || openPreset(FIRST));
