@@ -216,11 +216,29 @@ static TAKE BestTake()
     return TakePortable;
 }
 
-// Bit i is set if byte i of the SEARCH_WIDTH bytes at p agrees with value in the bits of mask.
+uint64_t MatchPortable(const uint8_t *p, uint8_t mask, uint8_t value)
+{
+    constexpr uint64_t ONES = 0x0101010101010101;
+    constexpr uint64_t TO_SIGN = 0x7f * ONES;       // sets the highest bit of all bytes but 0
+    constexpr uint64_t GATHER = 0x0102040810204080; // puts bit 0 of byte i at bit 56 + i
+    uint64_t match = 0;
+    for (size_t i = 0; i < SEARCH_WIDTH; i += sizeof(uint64_t)) {
+        uint64_t bytes = 0;
+        for (size_t k = 0; k < sizeof bytes; ++k) { // one load where the lowest byte comes first
+            bytes |= uint64_t{p[i + k]} << 8 * k;
+        }
+        const uint64_t differing = (bytes ^ value * ONES) & mask * ONES;
+        const uint64_t equal = ~(differing + TO_SIGN) >> 7 & ONES;
+        match |= (equal * GATHER >> 56) << i;
+    }
+    return match;
+}
+
+// The same by what the machine does best.
 static uint64_t MatchBytes(const uint8_t *p, uint8_t mask, uint8_t value)
 {
-    uint64_t match = 0;
 #if STREAM_X86
+    uint64_t match = 0;
     const __m128i masks = _mm_set1_epi8(static_cast<char>(mask));
     const __m128i values = _mm_and_si128(_mm_set1_epi8(static_cast<char>(value)), masks);
 #pragma GCC unroll 4
@@ -229,12 +247,10 @@ static uint64_t MatchBytes(const uint8_t *p, uint8_t mask, uint8_t value)
         const __m128i equal = _mm_cmpeq_epi8(_mm_and_si128(bytes, masks), values);
         match |= static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(equal))) << i;
     }
-#else
-    for (size_t i = 0; i < SEARCH_WIDTH; ++i) {
-        match |= static_cast<uint64_t>(((p[i] ^ value) & mask) == 0) << i;
-    }
-#endif
     return match;
+#else
+    return MatchPortable(p, mask, value);
+#endif
 }
 
 // The value just before a draw of the block in the slot that a byte leads to.

@@ -46,6 +46,11 @@ size_t FindPassing(const BLOCK &block, size_t draw, size_t end);
 // The generator after the first `consumed` draws of a block of the published one, at least one.
 GENERATOR_STATE StateAfter(const BLOCK &block, size_t consumed);
 
+// Bit i of the result is set if byte i of the SEARCH_WIDTH bytes at `p` agrees with `value` in the
+// bits of `mask`. Bytes and mask are below 64, as those of blocks are. For machines without vector
+// instructions, eight bytes at a time.
+uint64_t MatchPortable(const uint8_t *p, uint8_t mask, uint8_t value);
+
 // Keeps later blocks to the instructions every machine has (true) or not (false). The numbers are
 // the same; tests and bench compare the two.
 void StreamUsePortable(bool flag);

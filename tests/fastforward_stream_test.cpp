@@ -160,3 +160,22 @@ TEST(Stream, IsForgottenByAReset)
     ASSERT_EQ(RandUniform(0.0, 1.0), reference.Draw()); // one by one
     ExpectSameState(reference);
 }
+
+TEST(Stream, PortableSearchFindsTheSameBytes)
+{
+    std::mt19937 engine(1);
+    for (int round = 0; round < 1000; ++round) {
+        uint8_t bytes[SEARCH_WIDTH];
+        for (uint8_t &byte : bytes) {
+            byte = static_cast<uint8_t>(engine() & 63U);
+        }
+        for (const uint8_t mask : {uint8_t{31}, uint8_t{32}, uint8_t{63}}) {
+            const auto value = static_cast<uint8_t>(engine() & 63U);
+            uint64_t expected = 0;
+            for (size_t i = 0; i < SEARCH_WIDTH; ++i) {
+                expected |= static_cast<uint64_t>((bytes[i] & mask) == (value & mask)) << i;
+            }
+            ASSERT_EQ(MatchPortable(bytes, mask, value), expected);
+        }
+    }
+}
