@@ -235,6 +235,26 @@ TEST_F(PageTest, TracesAsTheToolsDo)
     EXPECT_TRUE(json::parse(TellFrame(1000000)).empty());
 }
 
+// What a run tells of a load point's beginning takes the place of those before it.
+TEST_F(PageTest, BeginsATraceInTheMiddleOfASweep)
+{
+    ASSERT_FALSE(Open(SMALL).contains("error"));
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(std::string(BeginRun((dir / "out").c_str())), "{}");
+    const json step = json::parse(StepRun());
+    while (json::parse(StepRun())["more"]) {
+    }
+    ASSERT_EQ(std::string(EndRun()), "{}");
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(BeginTrace(), 1);
+    EXPECT_EQ(EnterLoadPointFrom(1, "0123"), 0);
+    EXPECT_EQ(EnterLoadPointFrom(1, step["next"].get<std::string>().c_str()), 2);
+    RunTo(200000);
+    WatchTo(210000);
+    const std::string table = TraceTable();
+    EXPECT_EQ(table, TableOf(WatchedDirectly(200000, 210000)));
+}
+
 // At 30 Mbit/s there is all of it. The first one behind a tick, by the table of events.
 TEST_F(PageTest, FindsWhatTheTraceShows)
 {

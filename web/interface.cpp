@@ -21,6 +21,7 @@
 #include "tools/experiment_run.h"
 #include "tools/experiment_warnings.h"
 #include "tools/flow_watch.h"
+#include "tools/load_point_start.h"
 #include "tools/plain_file.h"
 #include "tools/steady.h"
 #include "tools/trace_forms.h"
@@ -160,8 +161,10 @@ const char *StepRun()
         ++g_step;
         const std::vector<FLOW_TOTALS> flows = LastFlowTotals();
         Add(g_sums[index], index, flows);
-        return Answer(
-            {{"more", more}, {"trial", trial}, {"point", PointOf(g_sums[index], index, flows)}});
+        return Answer({{"more", more},
+                       {"trial", trial},
+                       {"point", PointOf(g_sums[index], index, flows)},
+                       {"next", StartText(SaveStart())}});
     });
 }
 
@@ -185,6 +188,17 @@ int32_t EnterLoadPoint()
     SetOfferedLoad(g_settings.load_list[g_step % g_settings.load_num]);
     StartLoadPoint();
     return ++g_step;
+}
+
+int32_t EnterLoadPointFrom(int32_t number, const char *start)
+{
+    LOAD_POINT_START read;
+    if (!ReadStart(start, read)) {
+        return 0;
+    }
+    RestoreStart(read);
+    g_step = number;
+    return EnterLoadPoint();
 }
 
 // The tick up to which may be run.

@@ -28,7 +28,8 @@ const char *BeginRun(const char *out);
 // are further ones, "trial", from 0 on, and "point", the means of all trials run so far at this
 // load: "load_kbps", its "index", "trials", for each of "flows" the rates "offered" and "delivered"
 // in Mbit/s, "delay_us" (null if nothing was delivered) and whether it is "steady", and of all
-// flows "total", in Mbit/s, and Jain's "fairness" (null if nothing was delivered).
+// flows "total", in Mbit/s, and Jain's "fairness" (null if nothing was delivered). "next" is a text
+// from which a trace can begin at the next load point.
 const char *StepRun();
 
 // Ends a run behind its last load point: all files and the manifest are there. JSON, empty if all
@@ -42,6 +43,11 @@ int32_t BeginTrace();
 // Goes to tick 0 of the next load point. The one before has to be run to its end: the random
 // numbers go on. Returns how many load points have been entered so far.
 int32_t EnterLoadPoint();
+
+// The same for any load point of the sweep, counted from 0, of which StepRun of another instance
+// has told what comes "next": without running those before. Returns 0 and does nothing if it is no
+// such text.
+int32_t EnterLoadPointFrom(int32_t number, const char *start);
 
 // Runs to tick `until`, at most the end of the load point.
 void RunTo(double until);
