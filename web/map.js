@@ -2,8 +2,9 @@
 // It reckons nothing about the network: neighbours, paths and hidden stations are told to it. The
 // one idea: a station's place and its disc are apart, so that of two 1 m apart each can be grabbed.
 
-import { svg } from './dom.js';
-import { describeNeighbours, listInWords } from './map_words.js';
+import { html, svg } from './dom.js';
+import { joinFlows } from './experiment.js';
+import { describeNeighbours, listInWords, tellUnheard, unheardHops } from './map_words.js';
 import { fitView, niceLength, RADIUS, roundTo, spreadDiscs } from './map_places.js';
 
 const STATIONS = 10;
@@ -121,19 +122,24 @@ function head(to, middle, width) {
 
 function drawFlows(map) {
     const used = new Map(); // hops drawn so far by their ends: each next one is bent more
+    const unheard =
+        map.network === null ? [] : unheardHops(map.network).map((hop) => hop.join('>'));
+    const colours = joinFlows(map.experiment.flows).map(({ from, to }) => `${from}>${to}`);
     const groups = map.experiment.flows.map((flow, k) => {
+        const colour = colours.indexOf(`${flow.from}>${flow.to}`) % FLOW_COLOURS;
         const path = map.network?.paths[k] ?? [];
         const isKnown = path.length > 1;
         const hops = isKnown ? path : [flow.from, flow.to];
         const group = svg('g', { class: 'map-flow', 'data-testid': `map-flow-${k}` });
-        group.style.setProperty('--flow', `var(--flow-${k % FLOW_COLOURS})`);
+        group.style.setProperty('--flow', `var(--flow-${colour})`);
         group.append(svg('title', {}, flowTitle(map, flow, path)));
         const width = Math.min(1.5 + Math.log2(Math.max(flow.weight ?? 1, 0.5)), 8);
         for (let hop = 0; hop + 1 < hops.length; hop++) {
             const ends = `${hops[hop]}>${hops[hop + 1]}`;
             const bend = Math.min(4 + 5 * (used.get(ends) ?? 0), 44);
             used.set(ends, (used.get(ends) ?? 0) + 1);
-            const kind = isKnown ? 'map-flow-line' : 'map-flow-line map-flow-unknown';
+            const isHeard = isKnown && !unheard.includes(ends);
+            const kind = isHeard ? 'map-flow-line' : 'map-flow-line map-flow-unknown';
             const [from, to] = [map.discs[hops[hop]], map.discs[hops[hop + 1]]];
             group.append(...arc(from, to, bend, true, kind, width));
         }
@@ -210,14 +216,20 @@ function drawScaleBar(map) {
     const [x, y, length] = [12, map.height - 10, metres * map.view.scale];
     map.layers.scale.replaceChildren(
         svg('path', { d: `M${x} ${y - 4}v4h${length}v-4`, fill: 'none' }),
-        svg('text', { x: x + length + 6, y }, `${metres} m`),
+        svg(
+            'text',
+            { x: x + length + 6, y },
+            metres < 1000 ? `${metres} m` : `${metres / 1000} km`,
+        ),
     );
 }
 
 // Tells what has changed only, as every change is read out.
 function say(map) {
-    let text = 'Choose a station to see whom it hears. Drag one, or move it by the arrow keys.';
-    if (map.chosen !== null) {
+    let text = 'No station is chosen.';
+    if (map.chosen === null) {
+        text += map.network === null ? '' : tellUnheard(map.network);
+    } else {
         text =
             map.network === null
                 ? `Station ${map.chosen}: its neighbours are being reckoned.`
@@ -226,20 +238,33 @@ function say(map) {
     if (map.status.textContent !== text) {
         map.status.textContent = text;
     }
-    const kinds = [['receive', `transmission range ${map.experiment.transmission_range_m} m`]];
-    if (hasOwnSenseRange(map)) {
-        kinds.push(['sense', `carrier sense range ${map.experiment.carrier_sense_range_m} m`]);
+    showLegend(map);
+}
+
+// What stands for what, as far as it is drawn.
+function showLegend(map) {
+    const { experiment, chosen, layers } = map;
+    const isDrawn = (layer, kind) => layers[layer].querySelector(kind) !== null;
+    const kinds = [
+        ['link', 'frames are received', isDrawn('links', '.map-link:not(.map-link-sensed)')],
+        ['sensed', 'only the carrier is sensed', isDrawn('links', '.map-link-sensed')],
+        ['unheard', 'flow that is not heard', isDrawn('flows', '.map-flow-unknown')],
+        ['place', 'true place of a disc moved aside', isDrawn('leaders', '.map-place')],
+        ['receive', `transmission range ${experiment.transmission_range_m} m`, chosen !== null],
+        [
+            'sense',
+            `carrier sense range ${experiment.carrier_sense_range_m} m`,
+            chosen !== null && hasOwnSenseRange(map),
+        ],
+    ].filter((kind) => kind[2]);
+    const spans = kinds.map(([kind, name]) => html('span', { class: `map-legend-${kind}` }, name));
+    const letters = 'R received · S sensed only · H hidden';
+    const items = chosen === null ? spans : [...spans, letters];
+    const text = items.map((item) => item.textContent ?? item).join();
+    if (map.legendText !== text) {
+        map.legendText = text;
+        map.legend.replaceChildren(...items);
     }
-    const texts = map.chosen === null ? [] : ['R received', 'S sensed only', 'H hidden'];
-    map.legend.replaceChildren(
-        ...(map.chosen === null ? [] : kinds).map(([kind, name]) => {
-            const item = document.createElement('span');
-            item.className = `map-legend-${kind}`;
-            item.textContent = name;
-            return item;
-        }),
-        document.createTextNode(texts.join(' · ')),
-    );
 }
 
 function choose(map, station) {
@@ -357,6 +382,8 @@ function makeStation(map, i) {
     disc.addEventListener('pointermove', (event) => drag(map, event));
     disc.addEventListener('pointerup', (event) => release(map, event, false));
     disc.addEventListener('pointercancel', (event) => release(map, event, true));
+    // Or else fingers scroll the page: not all browsers heed touch-action inside of a drawing.
+    disc.addEventListener('touchmove', (event) => event.preventDefault(), { passive: false });
     return disc;
 }
 

@@ -2,8 +2,11 @@
 
 export const RADIUS = 12; // pixels, of a disc
 const DISC_GAP = 2 * RADIUS + 22; // pixels between two centres: a flow's arrow fits between discs
+const NARROW = 500; // pixels of width below which discs stand closer, so that ten fit in a line
+const NARROW_GAP = 2 * RADIUS + 9;
 const EDGE = RADIUS + 6; // pixels from the edge of the drawing to the centre of a disc
 const MARGIN = 44; // pixels around the outermost stations
+const NARROW_MARGIN = 24;
 const MIN_SPAN_M = 10; // metres shown at least, where stations coincide
 
 // Metres to the nearest `step`, free of the noise of binary fractions and of -0.
@@ -14,12 +17,13 @@ export function roundTo(metres, step) {
 // Where discs go that belong at `places` (pixels): moved apart until none overlaps, by the same
 // way every time, and kept inside the drawing. The disc number `pinned`, if any, stays.
 export function spreadDiscs(places, width, height, pinned = null) {
+    const gap = width < NARROW ? NARROW_GAP : DISC_GAP;
     const discs = places.map(([x, y], i) => [x + 0.01 * Math.cos(i), y + 0.01 * Math.sin(i)]);
     for (let round = 0; round < 300; round++) {
         let moved = false;
         for (let i = 0; i < discs.length; i++) {
             for (let j = 0; j < i; j++) {
-                moved = pushApart(discs, i, j, pinned) || moved;
+                moved = pushApart(discs, i, j, pinned, gap) || moved;
             }
         }
         discs.forEach((disc, i) => {
@@ -35,14 +39,14 @@ export function spreadDiscs(places, width, height, pinned = null) {
     return discs;
 }
 
-function pushApart(discs, i, j, pinned) {
+function pushApart(discs, i, j, pinned, gap) {
     const dx = discs[i][0] - discs[j][0];
     const dy = discs[i][1] - discs[j][1];
     const distance = Math.hypot(dx, dy) || 1e-9;
-    if (distance >= DISC_GAP - 0.1) {
+    if (distance >= gap - 0.1) {
         return false;
     }
-    const push = (DISC_GAP - distance) / distance;
+    const push = (gap - distance) / distance;
     const share = pinned === i ? 1 : pinned === j ? 0 : 0.5; // of the way, that goes to j
     discs[i][0] += dx * push * (1 - share);
     discs[i][1] += dy * push * (1 - share);
@@ -57,8 +61,9 @@ export function fitView(places, width, height) {
     const ys = places.map((place) => place[1]);
     const span = (values) => Math.max(Math.max(...values) - Math.min(...values), MIN_SPAN_M);
     const middle = (values) => (Math.max(...values) + Math.min(...values)) / 2;
+    const margin = width < NARROW ? NARROW_MARGIN : MARGIN;
     const scale = Math.min(
-        Math.max(width - 2 * MARGIN, 1) / span(xs),
+        Math.max(width - 2 * margin, 1) / span(xs),
         Math.max(height - 2 * MARGIN, 1) / span(ys),
     );
     return { scale, x: width / 2 - middle(xs) * scale, y: height / 2 - middle(ys) * scale };
