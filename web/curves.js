@@ -3,16 +3,18 @@
 // are (undefined: not there yet, skipped; null: there, but without a value, a gap).
 
 import uPlot from 'uplot';
-import { corners, FLOW_COLOURS, flowDash, sample } from './curves_marks.js';
+import { alphaOf, isShown, showLegend } from './curves_legend.js';
+import { corners, FLOW_COLOURS, flowDash, layerOf } from './curves_marks.js';
 import { html } from './dom.js';
-import { flowName, pointAt, showNotes, showValues } from './curves_values.js';
+import { joinFlows } from './experiment.js';
+import { pointAt, showNotes, showValues } from './curves_values.js';
 
 const HEIGHT = 240; // pixels of a chart, axes included
 const MAX_MARKS = 4000; // in a chart; beyond, and where they would touch, lines alone
 const MARK_PIXELS = 9; // of width for each load, that marks need
 const STYLES = {
     exact: { width: 1.8, alpha: 1 },
-    preview: { width: 0.8, alpha: 0.45 },
+    preview: { width: 1, alpha: 0.5 },
     pinned: { width: 1.3, alpha: 0.85, dash: [6, 5] },
 };
 const CHARTS = [
@@ -99,33 +101,37 @@ function chartData(curves, view) {
     return [curves.rows.map((row) => row.load / 1000), ...lines];
 }
 
-// What is drawn in a chart, the last on top: {kind, flow}; flow null is the line of all flows.
+// What is drawn in a chart, the last on top: {kind, flow}; flow null is the line of all flows, which
+// is below the others as it is the one that is easily told from them.
 function linesOf(curves, chart) {
     const kinds = { pinned: curves.pinned !== null, preview: curves.isPreviewed, exact: true };
     const drawn = Object.keys(kinds).filter((kind) => kinds[kind]);
     return drawn.flatMap((kind) => {
         const flows = kind === 'pinned' ? curves.pinned.experiment.flows : curves.experiment.flows;
         const lines = chart.ofFlow ? flows.map((_, flow) => ({ kind, flow })) : [];
-        return chart.ofAll ? [...lines, { kind, flow: null }] : lines;
+        return chart.ofAll ? [{ kind, flow: null }, ...lines] : lines;
     });
-}
-
-function isShown(curves, line) {
-    return !curves.hidden.has(line.flow ?? 'all');
 }
 
 function colourOf(curves, line) {
     return line.flow === null ? curves.colours.ink : curves.colours.flows[line.flow % FLOW_COLOURS];
 }
 
+// Lines below others are wider, so that where they coincide each is seen.
+function layerIn(curves, line) {
+    const { flows } = (line.kind === 'pinned' ? curves.pinned : curves).experiment;
+    return layerOf(line.flow, flows.length);
+}
+
 function seriesOf(curves, line) {
     const style = STYLES[line.kind];
+    const isPinned = line.kind === 'pinned'; // thin, as wide dashes run into each other
     return {
         show: isShown(curves, line),
         scale: 'y',
         stroke: () => colourOf(curves, line),
-        width: line.flow === null ? style.width + 0.6 : style.width,
-        alpha: style.alpha,
+        width: style.width + (isPinned ? 0 : 0.4 * layerIn(curves, line)),
+        alpha: alphaOf(curves, line, style.alpha),
         dash: style.dash ?? (line.flow === null ? undefined : flowDash(line.flow)),
         points: { show: false },
     };
@@ -186,9 +192,18 @@ function options(curves, view) {
         },
         hooks: {
             drawSeries: [(u, i) => drawMarks(curves, view, u, i)],
-            setCursor: [(u) => u.cursor.idx !== null && pointTo(curves, u.cursor.idx)],
+            setCursor: [(u) => followCursor(curves, u)],
         },
     };
+}
+
+// Loads may share a pixel: the row that is told stays where the cursor stands on it.
+function followCursor(curves, u) {
+    const row = curves.rows[curves.row];
+    const isThere = row && Math.abs(u.valToPos(row.load / 1000, 'x') - u.cursor.left) <= 0.5;
+    if (u.cursor.idx !== null && !isThere) {
+        pointTo(curves, u.cursor.idx);
+    }
 }
 
 // The cursor stands on loads only.
@@ -209,22 +224,23 @@ function hasMarks(curves, view, times) {
 function drawMarks(curves, view, u, series) {
     const line = view.lines[series - 1];
     const hasMarks = line?.kind === 'pinned' ? view.pinnedMarks : view.marks;
-    if (!hasMarks || line === undefined || !isShown(curves, line)) {
+    if (!hasMarks || line === undefined || curves.isStale || !isShown(curves, line)) {
         return;
     }
     const ratio = devicePixelRatio;
-    const shape = corners(line.flow ?? 0, (line.kind === 'exact' ? 4 : 3) * ratio);
+    const radius = line.kind === 'exact' ? 3.6 + 0.6 * layerIn(curves, line) : 3;
+    const shape = corners(line.flow ?? 0, radius * ratio);
     const { ctx } = u;
     ctx.save();
-    ctx.globalAlpha = STYLES[line.kind].alpha;
+    ctx.globalAlpha = alphaOf(curves, line, STYLES[line.kind].alpha);
     ctx.strokeStyle = colourOf(curves, line);
     ctx.lineWidth = 1.3 * ratio;
     ctx.setLineDash([]);
     u.data[series].forEach((value, i) => {
-        if (value === null || value === undefined) {
-            return;
+        const point = curves.rows[i] && pointAt(curves, line.kind, curves.rows[i]);
+        if (value === null || value === undefined || point === undefined) {
+            return; // no point: it has been cleared, and the next frame draws what is there
         }
-        const point = pointAt(curves, line.kind, curves.rows[i]);
         const isHollow = line.flow !== null && point.flows[line.flow].steady === false;
         ctx.fillStyle = isHollow ? curves.colours.panel : ctx.strokeStyle;
         const [x, y] = [u.valToPos(u.data[0][i], 'x', true), u.valToPos(value, 'y', true)];
@@ -287,7 +303,7 @@ function rebuild(curves) {
     const chosen = curves.rows[curves.row];
     curves.rows = rowsOf(loads, curves.pinned?.experiment.loads_kbps);
     const row = curves.rows.findIndex((other) => other.load === chosen?.load);
-    curves.row = row < 0 ? null : row;
+    curves.row = row < 0 ? curves.rows.length - 1 : row; // so that there are values at once
     for (const view of curves.views) {
         view.plot?.destroy();
         view.lines = linesOf(curves, view.chart);
@@ -298,7 +314,7 @@ function rebuild(curves) {
 }
 
 function chooseLoad(curves, row) {
-    const index = curves.rows[row]?.index ?? null;
+    const index = curves.rows[row]?.index ?? null; // null: of the pinned experiment alone
     if (index !== null) {
         curves.actions.chooseLoad(index);
     }
@@ -345,32 +361,6 @@ function pressKey(curves, event) {
     }
 }
 
-function showLegend(curves) {
-    const entry = (key, name) => {
-        const button = html('button', { type: 'button', 'data-testid': `curves-flow-${key}` });
-        button.append(sample(key === 'all' ? null : key), name);
-        button.setAttribute('aria-pressed', String(!curves.hidden.has(key)));
-        button.addEventListener('click', () => toggle(curves, key, button));
-        return button;
-    };
-    const flows = curves.experiment.flows.map((flow, k) => entry(k, flowName(flow)));
-    curves.legend.replaceChildren(...flows, entry('all', 'all flows'));
-}
-
-function toggle(curves, key, button) {
-    if (!curves.hidden.delete(key)) {
-        curves.hidden.add(key);
-    }
-    button.setAttribute('aria-pressed', String(!curves.hidden.has(key)));
-    for (const { plot, lines } of curves.views) {
-        lines.forEach((line, i) => {
-            if ((line.flow ?? 'all') === key) {
-                plot.setSeries(i + 1, { show: isShown(curves, line) });
-            }
-        });
-    }
-}
-
 function makeView(curves, chart) {
     const box = html('div', {
         class: 'curves-chart',
@@ -404,7 +394,11 @@ function build(curves) {
     curves.head = html('thead', { hidden: '' }, html('tr', {}, ...titles));
     curves.body = html('tbody');
     const table = html('table', {}, curves.head, curves.body);
-    const scrolled = html('div', { class: 'curves-table', tabindex: 0 }, table);
+    const scrolled = html(
+        'div',
+        { class: 'curves-table', tabindex: 0, role: 'region', 'aria-label': 'Values by flow' },
+        table,
+    );
     curves.root.classList.add('curves');
     curves.root.replaceChildren(
         curves.legend,
@@ -423,6 +417,8 @@ function newCurves(root, actions) {
         root,
         actions,
         syncKey: `curves-${made}`,
+        styleOf: (line) => STYLES[line.kind],
+        legendNames: '',
         experiment: null,
         exact: new Map(), // points by index of load
         preview: new Map(),
@@ -431,6 +427,7 @@ function newCurves(root, actions) {
         rows: [],
         row: null, // under the pointer, or last there
         hidden: new Set(), // flows by number, and 'all'
+        raised: null, // a flow or 'all', beside which others are pale
         colours: null,
         frame: 0,
         isStale: false, // the lines are no longer those to be drawn
@@ -450,11 +447,14 @@ function exactPoints(curves) {
 
 function setExperiment(curves, experiment) {
     const names = (flows) => flows?.map((flow) => `${flow.from} ${flow.to}`).join();
-    if (names(curves.experiment?.flows) !== names(experiment.flows)) {
+    const flows = joinFlows(experiment.flows);
+    const isSame = names(curves.experiment?.flows) === names(flows);
+    curves.experiment = { ...structuredClone(experiment), flows };
+    curves.raised = null;
+    clear(curves);
+    if (!isSame) {
         curves.hidden.clear();
     }
-    curves.experiment = structuredClone(experiment);
-    clear(curves);
     showLegend(curves);
     schedule(curves, true);
 }

@@ -23,6 +23,16 @@ export function corners(k, radius) {
     });
 }
 
+// How many steps wider a line and its marks are for the lines that are drawn on top of it. With too
+// many flows it would take too much room.
+export function layerOf(flow, flowNum) {
+    const MOST_LAYERS = 8;
+    if (flow === null) {
+        return flowNum === 1 ? 4 : 1.2;
+    }
+    return flowNum <= MOST_LAYERS ? flowNum - 1 - flow : 0;
+}
+
 export function flowDash(k) {
     return DASHES[Math.floor(k / FLOW_COLOURS) % DASHES.length];
 }

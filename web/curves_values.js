@@ -19,11 +19,11 @@ export function pointAt(curves, kind, row) {
 
 export function showNotes(curves) {
     const notes = [];
-    if (curves.exact.size === 0 && !curves.isPreviewed) {
-        notes.push('No point yet.');
+    if (curves.exact.size === 0) {
+        notes.push(curves.isPreviewed ? 'Only a preview so far.' : 'No point yet.');
     }
     if (curves.isPreviewed) {
-        notes.push('Thin and pale: preview: shorter run, other random numbers.');
+        notes.push('Thin and pale: a shorter run with other random numbers.');
     }
     if (curves.pinned !== null) {
         notes.push(`Dashed: ${curves.pinned.name}.`);
@@ -33,14 +33,14 @@ export function showNotes(curves) {
         notes.push('Hollow: no steady state.');
     }
     curves.notes.textContent = notes.join(' ');
+    curves.notes.classList.toggle('curves-sketched', curves.isPreviewed);
 }
 
 // The table of values: numbers as they came, in full.
 export function showValues(curves) {
     const row = curves.rows[curves.row];
     if (row === undefined) {
-        curves.caption.textContent =
-            'Values appear here: point at a chart, or Tab to one and use the arrow keys.';
+        curves.caption.textContent = '';
         curves.head.hidden = true;
         curves.body.replaceChildren();
         return;
@@ -53,7 +53,7 @@ export function showValues(curves) {
         told.push(`${curves.pinned.name}: ${totals(pinned)}`);
     }
     curves.caption.textContent = `${told.join('. ')}.`;
-    curves.head.hidden = !point && !pinned;
+    curves.head.hidden = false;
     curves.body.replaceChildren(
         ...valueRows(curves.experiment.flows, point, ''),
         ...(pinned ? valueRows(curves.pinned.experiment.flows, pinned, curves.pinned.name) : []),
@@ -66,7 +66,7 @@ function pointInWords(curves, kind, point) {
     }
     const source =
         kind === 'preview'
-            ? 'preview: shorter run, other random numbers'
+            ? 'preview, a shorter run with other random numbers'
             : `mean of ${point.trials} of ${curves.experiment.trials} trials`;
     return `${source}, ${totals(point)}`;
 }
@@ -75,12 +75,17 @@ function totals(point) {
     return `total ${point.total} Mbit/s, Jain’s fairness ${point.fairness ?? 'none'}`;
 }
 
+function cellsOf(flow) {
+    const delay = flow.delay_us === null ? 'none' : String(flow.delay_us);
+    const state = flow.steady ? 'steady' : 'no steady state';
+    return [String(flow.offered), String(flow.delivered), delay, state];
+}
+
 function valueRows(flows, point, name) {
-    return (point?.flows ?? []).map((flow, k) => {
-        const who = flowName(flows[k] ?? flow);
-        const delay = flow.delay_us === null ? 'none' : String(flow.delay_us);
-        const state = flow.steady ? 'steady' : 'no steady state';
-        const cells = [String(flow.offered), String(flow.delivered), delay, state];
+    // A row for each flow, told or not: what stands below would jump up and down otherwise.
+    return flows.map((ends, k) => {
+        const who = flowName(ends);
+        const cells = point === undefined ? ['–', '–', '–', '–'] : cellsOf(point.flows[k]);
         const title = html('th', { scope: 'row' }, sample(k), name ? `${name}: ${who}` : who);
         return html('tr', {}, title, ...cells.map((text) => html('td', {}, text)));
     });
