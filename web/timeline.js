@@ -3,6 +3,7 @@
 // the part about the view is watched anew and replaces it.
 import { html } from './dom.js';
 import { drawTimeline, readColors } from './timeline_draw.js';
+import { ZOOM_STEP, listenToCanvas } from './timeline_input.js';
 import { build, fillSelect, sizeCanvas } from './timeline_parts.js';
 import {
     MOST_TICKS,
@@ -20,9 +21,11 @@ import {
 import { KINDS, foundText, tellPlace } from './timeline_words.js';
 
 const FIRST_TICKS = 2000; // in the first view
-const ZOOM_STEP = 1.5;
-const CLICK_PIXELS = 5; // a pointer that moves less has clicked
-const HINT = 'Choose a frame to read its story, or any place in a lane to read what happens there.';
+const HINT =
+    'Choose a frame to read its story, or any place in a lane to read what happens there. Drag to ' +
+    'move; the wheel zooms once the drawing has been clicked, or with Ctrl.';
+
+const EMPTY = 'Nothing is shown yet: choose a load and press Show, or click a load in a chart.';
 
 class Timeline {
     constructor(root, actions) {
@@ -34,6 +37,8 @@ class Timeline {
         this.epoch = 0; // experiments and load points so far: answers of earlier ones are stale
         this.told = 0; // stories asked for so far
         this.ticks = 0; // of a load point; 0 before there is an experiment
+        this.loads = []; // of the experiment, as texts
+        this.last = null; // the selection before the experiment was changed
         this.clear();
         this.listen();
         new ResizeObserver(() => this.draw()).observe(root);
@@ -49,18 +54,23 @@ class Timeline {
         this.isMoved = false; // the simulator holds another part than the one shown
         this.unselect();
         this.cursor = null;
-        this.say(this.ticks > 0 ? 'Nothing is shown yet: choose a load and press Show.' : '');
+        this.say(this.ticks > 0 ? EMPTY : '');
         this.draw();
     }
 
-    setExperiment({ loads_kbps: loads, trials, ticks }) {
+    // `begin` is the tick where it is offered to be seen.
+    setExperiment({ loads_kbps: loads, trials, ticks, from: begin }) {
         const { load, trial, from } = this.parts;
-        const old = load.options.length > 0 ? load.selectedIndex : loads.length >> 1;
-        fillSelect(
-            load,
-            loads.map((kbps) => `${kbps / 1000} Mbit/s`),
-            old,
-        );
+        const texts = loads.map((kbps) => `${kbps / 1000} Mbit/s`);
+        const isSame = texts.join() === this.loads.join() && ticks === this.ticks;
+        if (!isSame) {
+            this.last = null;
+        } else if (this.point !== null && this.point.trial < trials) {
+            this.last = this.selection();
+        }
+        this.loads = texts;
+        this.begin = begin;
+        fillSelect(load, texts, isSame ? load.selectedIndex : loads.length >> 1);
         fillSelect(
             trial,
             Array.from({ length: trials }, (_, i) => String(i + 1)),
@@ -69,6 +79,17 @@ class Timeline {
         from.max = Math.max(ticks - 1, 0);
         this.ticks = ticks;
         this.clear();
+    }
+
+    // Shows what was looked at before the experiment was changed, or else the chosen load, or one
+    // below it, as long as not more than `most` load points have to be run for that.
+    offer(most) {
+        const { trial, index, from = this.begin, ticks } = this.last ?? this.chosen();
+        const way = trial * this.loads.length + from / this.ticks;
+        const nearest = Math.min(index, Math.floor(most - way));
+        if (this.point === null && nearest >= 0 && (this.last === null || nearest === index)) {
+            this.open({ trial, index: nearest, from, ticks });
+        }
     }
 
     say(text) {
@@ -381,7 +402,7 @@ class Timeline {
     }
 
     listen() {
-        const { form, load, trial, stop, canvas, zoomIn, zoomOut, previous, next } = this.parts;
+        const { form, load, trial, stop, zoomIn, zoomOut, previous, next } = this.parts;
         form.addEventListener('submit', (event) => {
             event.preventDefault();
             if (this.ticks > 0) {
@@ -401,86 +422,7 @@ class Timeline {
         next.addEventListener('click', () => this.step(1));
         zoomIn.addEventListener('click', () => this.zoom(ZOOM_STEP));
         zoomOut.addEventListener('click', () => this.zoom(1 / ZOOM_STEP));
-        canvas.addEventListener('wheel', (event) => this.wheel(event), { passive: false });
-        canvas.addEventListener('keydown', (event) => this.key(event));
-        canvas.addEventListener('pointerdown', (event) => this.press(event));
-        canvas.addEventListener('pointermove', (event) => this.drag(event));
-        canvas.addEventListener('pointerup', (event) => this.release(event));
-        canvas.addEventListener('pointercancel', ({ pointerId }) =>
-            this.pointers.delete(pointerId),
-        );
-    }
-
-    wheel(event) {
-        event.preventDefault();
-        const unit = [1, 16, 400][event.deltaMode];
-        const sideways = event.shiftKey ? event.deltaY : event.deltaX;
-        if (event.shiftKey || Math.abs(event.deltaX) > Math.abs(event.deltaY)) {
-            this.pan(sideways * unit);
-            return;
-        }
-        const speed = event.ctrlKey ? 0.01 : 0.002; // a pinch on a touchpad comes in small steps
-        this.zoom(Math.exp(-event.deltaY * unit * speed), event.offsetX);
-    }
-
-    key(event) {
-        const quarter = this.layout.plot / 4;
-        const { scale } = this.view;
-        const acts = {
-            ArrowLeft: () => this.pan(-quarter),
-            ArrowRight: () => this.pan(quarter),
-            '+': () => this.zoom(ZOOM_STEP),
-            '=': () => this.zoom(ZOOM_STEP),
-            '-': () => this.zoom(1 / ZOOM_STEP),
-            Home: () => this.move({ first: 0, scale }),
-            End: () => this.move({ first: this.ticks, scale }),
-            '[': () => this.step(-1),
-            ']': () => this.step(1),
-            p: () => this.step(-1),
-            n: () => this.step(1),
-            Escape: () => this.unselect(),
-        };
-        const isPlain = !event.ctrlKey && !event.metaKey;
-        if (isPlain && Object.hasOwn(acts, event.key)) {
-            event.preventDefault();
-            acts[event.key]();
-        }
-    }
-
-    press(event) {
-        const { offsetX: x, offsetY: y, pointerId, button: pressed } = event;
-        if (pressed === 0) {
-            this.parts.canvas.setPointerCapture(pointerId);
-            this.pointers.set(pointerId, { x, y, startX: x, isClick: this.pointers.size === 0 });
-        }
-    }
-
-    // One pointer pans; two zoom about the point between them, which moves along.
-    drag({ offsetX: x, offsetY: y, pointerId }) {
-        const own = this.pointers.get(pointerId);
-        if (own === undefined) {
-            return;
-        }
-        const other = [...this.pointers.values()].find((each) => each !== own);
-        own.isClick &&= other === undefined && Math.abs(x - own.startX) < CLICK_PIXELS;
-        if (other === undefined && !own.isClick) {
-            this.pan(own.x - x);
-        } else if (other !== undefined) {
-            other.isClick = false;
-            const spread = (at) => Math.max(Math.abs(at - other.x), 20);
-            this.pan((own.x - x) / 2);
-            this.zoom(spread(x) / spread(own.x), (x + other.x) / 2);
-        }
-        if (!own.isClick) {
-            Object.assign(own, { x, y });
-        }
-    }
-
-    release({ offsetX: x, offsetY: y, pointerId, pointerType }) {
-        if (this.pointers.get(pointerId)?.isClick) {
-            this.choose(x, y, pointerType === 'mouse' ? 3 : 8);
-        }
-        this.pointers.delete(pointerId);
+        listenToCanvas(this);
     }
 }
 
@@ -490,6 +432,7 @@ export function createTimeline(root, actions) {
     const timeline = new Timeline(root, actions);
     return {
         setExperiment: (experiment) => timeline.setExperiment(experiment),
+        offer: (most) => timeline.offer(most),
         show: (trace) => timeline.show(trace),
         goTo: (tick) => timeline.goTo(tick),
         open: (selection) => timeline.open(selection),

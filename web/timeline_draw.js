@@ -111,6 +111,12 @@ function drawBlock(sheet, begin, end, y, height, color, edge, font, texts) {
     ctx.strokeStyle = edge;
     ctx.lineWidth = 0.7;
     ctx.strokeRect(x, y + 0.35, right - x, height - 0.7);
+    drawFitting(sheet, x, right, y, height, color, font, texts);
+}
+
+// The first of the texts that fits between two edges, in the middle.
+function drawFitting(sheet, x, right, y, height, color, font, texts) {
+    const { ctx } = sheet;
     const room = right - x - 4;
     const text = room < 6 ? undefined : texts.find((each) => widthOf(ctx, font, each) <= room);
     if (text) {
@@ -182,9 +188,21 @@ function drawPhases(sheet, lane, top) {
     });
 }
 
-function drawNavs(sheet, lane, top) {
+// The widest of the gaps that labels leave between two edges.
+function widestGap(labels, left, right) {
+    let widest = [left, left];
+    let from = left;
+    const within = labels.filter((label) => label.right > left && label.x < right);
+    for (const { x, right: end } of [...within, { x: right, right }]) {
+        widest = x - from > widest[1] - widest[0] ? [from, x] : widest;
+        from = Math.max(from, end);
+    }
+    return widest;
+}
+
+function drawNavs(sheet, lane, top, labels) {
     const y = top + FRAME_ROW + STATE_ROW + 1;
-    const { colors } = sheet;
+    const { colors, layout, view } = sheet;
     eachSpan(sheet, lane.navs, ([begin, end, ticks]) => {
         const texts = [`NAV ${ticks}`, 'NAV'];
         drawBlock(
@@ -196,29 +214,43 @@ function drawNavs(sheet, lane, top) {
             colors['--nav'],
             colors['--muted'],
             SMALL_FONT,
-            texts,
+            [],
         );
+        const left = Math.max(xAt(layout, view, begin), layout.left);
+        const right = Math.min(xAt(layout, view, end), layout.width);
+        const gap = widestGap(labels, left, right);
+        drawFitting(sheet, ...gap, y, NAV_ROW, colors['--nav'], SMALL_FONT, texts);
     });
 }
 
-// Changes of the queue: a line, and the number of packets where there is room.
-function drawQueue(sheet, lane, top) {
-    const { ctx, layout, view, colors } = sheet;
-    const y = top + FRAME_ROW + STATE_ROW + 1;
+// Changes of the queue that are seen: where, and the number of packets where there is room.
+function queueLabels(sheet, lane) {
+    const { ctx, layout, view } = sheet;
+    const labels = [];
     let freeFrom = layout.left;
     const isSeen = (step) => step[0] >= sheet.first && step[0] > sheet.trace.from;
     for (let i = firstPlace(lane.queue, isSeen); i < lane.queue.length; ++i) {
         const [tick, packets] = lane.queue[i];
         if (tick >= sheet.last) {
-            return;
+            break;
         }
         const x = xAt(layout, view, tick);
+        const text = x >= freeFrom ? `q${packets}` : '';
+        const right = text === '' ? x + 1 : x + 6 + widthOf(ctx, SMALL_FONT, text);
+        labels.push({ x, right, text });
+        freeFrom = Math.max(freeFrom, right);
+    }
+    return labels;
+}
+
+function drawQueue(sheet, top, labels) {
+    const { ctx, colors } = sheet;
+    const y = top + FRAME_ROW + STATE_ROW + 1;
+    for (const { x, text } of labels) {
         ctx.fillStyle = colors['--ink'];
         ctx.fillRect(x, y, 1, NAV_ROW);
-        if (x >= freeFrom) {
-            const text = `q${packets}`;
+        if (text !== '') {
             haloText(sheet, text, x + 3, y + NAV_ROW - 2, SMALL_FONT, '--ink');
-            freeFrom = x + 6 + widthOf(ctx, SMALL_FONT, text);
         }
     }
 }
@@ -427,8 +459,9 @@ function drawLane(sheet, station) {
     ctx.clip();
     const lane = trace.lanes[station];
     drawPhases(sheet, lane, top);
-    drawNavs(sheet, lane, top);
-    drawQueue(sheet, lane, top);
+    const labels = queueLabels(sheet, lane);
+    drawNavs(sheet, lane, top, labels);
+    drawQueue(sheet, top, labels);
     drawFrames(sheet, station, top);
     drawOverlaps(sheet, lane, top);
     drawAlarms(sheet, station, top);

@@ -19,8 +19,13 @@ const LEGEND = [
     ['backoff', 'backoff, by slots'],
     ['nav', 'NAV'],
     ['overlap', 'signals overlap'],
-    ['alarm', 'class of a collision, at the receiver; red words: what else goes wrong'],
-    ['text', 'q5: 5 packets queued; r1: retry 1'],
+    ['alarm', 'collision, at the receiver; red words: what else goes wrong'],
+    ['text', 'con: the two senders sense each other'],
+    [
+        'text',
+        'hid: they do not; phy, pro, hcon: the other frame began later, earlier, in the same tick',
+    ],
+    ['text', 'q5: 5 packets queued; r1: retry 1; CW: contention window'],
 ];
 
 const tagged = (name) => ({ 'data-testid': `timeline-${name}` });
@@ -94,7 +99,9 @@ export function build(root) {
         ...tagged('story'),
     });
     root.classList.add('timeline');
-    root.replaceChildren(form, row, busy, status, canvas, story, buildLegend());
+    // In a line of their own height, whatever is told: else the drawing would jump.
+    const told = html('div', { class: 'timeline-told' }, busy, status);
+    root.replaceChildren(form, row, told, canvas, story, buildLegend());
     return { ...controls, stop, busy, busyText, status, canvas, story };
 }
 

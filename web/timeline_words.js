@@ -3,6 +3,13 @@ import { lookOf, slotsOf, valueAt } from './timeline_draw.js';
 import { firstPlace } from './timeline_view.js';
 
 const CONTENDING = new Set(['defer', 'DIFS', 'EIFS', 'backoff']);
+// The classes of collisions, as docs/model.md has them.
+const CLASSES = {
+    con: 'contention, the two senders sense each other',
+    'hid/phy': 'hidden sender, whose frame began later',
+    'hid/pro': 'hidden sender, whose frame had begun earlier',
+    'hid/hcon': 'hidden sender, whose frame began in the same tick',
+};
 const plural = (num, word) => `${num} ${word}${num === 1 ? '' : 's'}`;
 
 // Kinds of marks that are searched for, and what they are called.
@@ -12,7 +19,10 @@ export const KINDS = { collision: 'collision', drop: 'drop', timeout: 'time-out'
 export function foundText(trace, kind, tick) {
     const found = trace.marks.filter((mark) => mark[0] === tick && mark[2] === kind);
     const places = found.map((mark) => `station ${mark[1]}${mark[3] ? ` (${mark[3]})` : ''}`);
-    return places.length > 0 ? `Tick ${tick}: ${KINDS[kind]} at ${places.join(', ')}.` : '';
+    const classes = new Set(found.map((mark) => mark[3]?.split(' ')[0]));
+    const meanings = [...classes].filter((name) => Object.hasOwn(CLASSES, name ?? ''));
+    const told = meanings.map((name) => ` ${name}: ${CLASSES[name]}.`).join('');
+    return places.length > 0 ? `Tick ${tick}: ${KINDS[kind]} at ${places.join(', ')}.${told}` : '';
 }
 
 function spanAt(spans, tick) {
