@@ -101,10 +101,14 @@ function limitsOf(key) {
 class Panel {
     constructor(root, actions) {
         this.actions = actions;
-        this.fields = new Map(); // by key: the control
+        this.experiment = {};
+        this.edits = {}; // by key: changed since the last experiment that was taken
+        this.fields = new Map(); // by key: what shows its value
         this.errors = new Map(); // by key: where a message stands
+        this.shown = new WeakMap(); // by control: the text that was shown, or changed to
         this.form = html('form', { 'aria-label': 'Experiment', autocomplete: 'off' });
         this.form.addEventListener('submit', (event) => event.preventDefault());
+        this.addExplainer();
         for (const [key, label, form] of FIELDS) {
             this.addField(key, label, form);
         }
@@ -117,12 +121,53 @@ class Panel {
         root.append(this.form);
     }
 
+    // What the keys mean is shown for all at once: a pointer can hover for it, fingers cannot.
+    addExplainer() {
+        const button = html(
+            'button',
+            { type: 'button', 'aria-pressed': 'false', 'data-testid': 'panel-explain' },
+            'Explain the fields',
+        );
+        button.addEventListener('click', () => {
+            const isOn = this.form.classList.toggle('explained');
+            button.setAttribute('aria-pressed', String(isOn));
+        });
+        this.form.append(button);
+    }
+
     describe(key, control, id = `panel-${key}`) {
-        const text = schema.properties[key].description;
         control.id = id;
         control.dataset.testid = id;
-        control.title = text;
-        control.setAttribute('aria-describedby', `panel-error-${key}`);
+        control.title = schema.properties[key].description;
+        control.setAttribute('aria-describedby', `panel-error-${key} panel-about-${key}`);
+    }
+
+    // What tells of a key, and where a message to it stands.
+    notesOf(key) {
+        const { description } = schema.properties[key];
+        const about = html('p', { class: 'about', id: `panel-about-${key}` }, description);
+        const error = html('p', { class: 'error', id: `panel-error-${key}`, role: 'alert' });
+        this.errors.set(key, error);
+        return [about, error];
+    }
+
+    // Shows a text, but not over one that is being typed.
+    showText(control, text) {
+        const isTyped =
+            control === document.activeElement &&
+            this.shown.has(control) &&
+            control.value !== this.shown.get(control);
+        if (!isTyped) {
+            control.value = text;
+            this.shown.set(control, text);
+        }
+    }
+
+    onChange(control, work) {
+        control.addEventListener('change', () => {
+            this.shown.set(control, control.value);
+            work(control.value);
+        });
     }
 
     addTo(key, label, control) {
@@ -131,9 +176,7 @@ class Panel {
         const holder = html('div', { class: 'field' }, line, control);
         this.form.append(holder);
         if (!this.errors.has(key)) {
-            const error = html('p', { class: 'error', id: `panel-error-${key}`, role: 'alert' });
-            this.errors.set(key, error);
-            holder.append(error);
+            holder.append(...this.notesOf(key));
         }
         return holder;
     }
@@ -141,9 +184,9 @@ class Panel {
     addField(key, label, form) {
         const input = html('input', { type: 'text', spellcheck: 'false' });
         this.describe(key, input);
-        input.addEventListener('change', () => this.change(key, form.read(input.value)));
+        this.onChange(input, (text) => this.change(key, form.read(text)));
         this.fields.set(key, (value) => {
-            input.value = value === undefined ? '' : form.write(value);
+            this.showText(input, value === undefined ? '' : form.write(value));
         });
         this.addTo(key, label, input);
     }
@@ -167,58 +210,80 @@ class Panel {
     addRows(key, label) {
         const area = html('textarea', { rows: 5, spellcheck: 'false' });
         this.describe(key, area, `panel-${key}-rows`);
-        area.addEventListener('change', () => this.change(key, readRows(area.value)));
+        this.onChange(area, (text) => this.change(key, readRows(text)));
         const holder = this.addTo(key, label, area);
         const showChoice = this.fields.get(key);
         this.fields.set(key, (value) => {
             showChoice(value);
             holder.hidden = typeof value === 'string';
-            area.value = typeof value === 'string' ? '' : rowsText(value);
+            this.showText(area, typeof value === 'string' ? '' : rowsText(value));
         });
     }
 
     addFlows() {
         const head = ['from', 'to', 'weight', ''].map((text) => html('th', { scope: 'col' }, text));
-        const body = html('tbody');
-        const add = html(
+        this.flowBody = html('tbody');
+        this.flowAdder = html(
             'button',
             { type: 'button', 'data-testid': 'panel-add-flow' },
             'Add a flow',
         );
-        add.addEventListener('click', () => {
-            this.change('flows', [...this.experiment.flows, { from: 0, to: 1, weight: 1 }]);
+        this.flowAdder.addEventListener('click', () => {
+            this.changeFlows([...this.flows(), { from: 0, to: 1, weight: 1 }]);
+            this.flowBody.lastElementChild.querySelector('input').focus();
         });
-        const error = html('p', { class: 'error', role: 'alert' });
-        this.errors.set('flows', error);
         const caption = html('caption', {}, 'Flows: from station to station, weight 1 .. 100');
-        this.form.append(
-            html(
-                'div',
-                { class: 'field' },
-                html('table', {}, caption, html('thead', {}, html('tr', {}, ...head)), body),
-                add,
-                error,
-            ),
+        const table = html(
+            'table',
+            {},
+            caption,
+            html('thead', {}, html('tr', {}, ...head)),
+            this.flowBody,
         );
-        this.fields.set('flows', (flows) => {
-            body.replaceChildren(...flows.map((flow, k) => this.flowRow(flow, k)));
+        const notes = this.notesOf('flows');
+        const rows = html('div', { class: 'flow-rows' }, table);
+        this.form.append(html('div', { class: 'field' }, rows, this.flowAdder, ...notes));
+        this.fields.set('flows', (flows) => this.showFlows(flows));
+    }
+
+    flows() {
+        return this.edits.flows ?? this.experiment.flows ?? [];
+    }
+
+    // Rows are kept where they can be, as one that is taken out loses the focus.
+    showFlows(flows) {
+        const { rows } = this.flowBody;
+        while (rows.length > flows.length) {
+            this.flowBody.lastElementChild.remove();
+        }
+        while (rows.length < flows.length) {
+            this.flowBody.append(this.flowRow(rows.length));
+        }
+        flows.forEach((flow, k) => {
+            for (const input of rows[k].querySelectorAll('input')) {
+                this.showText(input, String(flow[input.name]));
+            }
         });
     }
 
-    flowRow(flow, k) {
+    changeFlows(flows) {
+        this.showFlows(flows);
+        this.change('flows', flows);
+    }
+
+    flowRow(k) {
         const cells = ['from', 'to', 'weight'].map((key) => {
             const input = html('input', {
                 type: 'text',
-                value: flow[key],
+                name: key,
+                inputmode: 'numeric',
                 'aria-label': `flow ${k + 1}: ${key}`,
+                'aria-describedby': 'panel-error-flows panel-about-flows',
                 'data-testid': `panel-flow-${k}-${key}`,
             });
-            input.addEventListener('change', () => {
-                const flows = this.experiment.flows.with(k, {
-                    ...this.experiment.flows[k],
-                    [key]: readNumber(input.value),
-                });
-                this.change('flows', flows);
+            this.onChange(input, (text) => {
+                const flows = this.flows();
+                this.change('flows', flows.with(k, { ...flows[k], [key]: readNumber(text) }));
             });
             return html('td', {}, input);
         });
@@ -228,14 +293,19 @@ class Panel {
             '×',
         );
         remove.addEventListener('click', () => {
-            this.change('flows', this.experiment.flows.toSpliced(k, 1));
+            this.changeFlows(this.flows().toSpliced(k, 1));
+            const next = this.flowBody.rows[k] ?? this.flowBody.lastElementChild;
+            (next?.querySelector('button') ?? this.flowAdder).focus();
         });
         return html('tr', {}, ...cells, html('td', {}, remove));
     }
 
+    // Asks for all that has been changed since the last experiment was taken: answers take a while,
+    // and what was refused still stands in its field.
     change(key, value) {
-        const next = { ...this.experiment, [key]: value };
-        if (key === 'title' && value.trim() === '') {
+        this.edits[key] = value;
+        const next = { ...this.experiment, ...this.edits };
+        if (next.title?.trim() === '') {
             delete next.title;
         }
         this.actions.change(next, key);
@@ -244,11 +314,19 @@ class Panel {
     // Shows an experiment, with all keys filled in; messages go.
     show(experiment) {
         this.experiment = experiment;
+        this.edits = {};
         for (const [key, show] of this.fields) {
             show(experiment[key]);
         }
+        this.clearErrors();
+    }
+
+    clearErrors() {
         for (const error of this.errors.values()) {
             error.textContent = '';
+        }
+        for (const control of this.form.querySelectorAll('[aria-invalid]')) {
+            control.removeAttribute('aria-invalid');
         }
     }
 
@@ -256,7 +334,9 @@ class Panel {
     refuse(key, message) {
         const error = this.errors.get(key);
         if (error !== undefined) {
+            this.clearErrors();
             error.textContent = message;
+            document.getElementById(`panel-${key}`)?.setAttribute('aria-invalid', 'true');
         }
         return error !== undefined;
     }
