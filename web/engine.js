@@ -7,9 +7,14 @@ function embedded(id) {
     return document.getElementById(id).textContent;
 }
 
+// A plain loop: a call for each of a million bytes would hold up the first picture.
 function decode(text) {
     const binary = atob(text);
-    return Uint8Array.from(binary, (letter) => letter.charCodeAt(0));
+    const bytes = new Uint8Array(binary.length);
+    for (let i = 0; i < bytes.length; i += 1) {
+        bytes[i] = binary.charCodeAt(i);
+    }
+    return bytes;
 }
 
 let workerAddress = null;

@@ -46,6 +46,16 @@ function valueText(value) {
     return JSON.stringify(value);
 }
 
+// The flows that results tell of: those with the same ends are one, with all their weight.
+export function joinFlows(flows) {
+    const joined = new Map();
+    for (const { from, to, weight = 1 } of flows) {
+        const ends = `${from}>${to}`;
+        joined.set(ends, { from, to, weight: weight + (joined.get(ends)?.weight ?? 0) });
+    }
+    return [...joined.values()];
+}
+
 // A shorter one at fewer loads, which is run before the experiment itself: seconds become tenths.
 export function sketchOf(experiment) {
     const SHORTER = 20;

@@ -17,7 +17,12 @@ import { createTimeline } from './timeline.js';
 
 const FIRST = 'example-published';
 const WHOLE = 'whole'; // the choice that is no file: all defaults
+const LOOK_OF_WHOLE =
+    'All loads of the published experiment at their full length: it takes long, and may be stopped.';
 const LINK = '#e=';
+const QUICK_MS = 800; // that the tracer may take for a timeline that nobody has asked for
+const SETTLED_US = 2000; // into the window: something goes on by then
+const MOST_STARTS = 2000; // of 10 kB each
 const NAME = 'experiment'; // in messages, of what has no file
 
 const presets = JSON.parse(document.getElementById('experiments').textContent);
@@ -34,9 +39,12 @@ const state = {
     experiment: null, // with all keys, a seed too
     network: null,
     name: NAME, // of the preset or file that it was
+    isChanged: false, // since then
     reading: 0, // counts what is read, so that the last one wins
     isTraced: false, // the tracer has the experiment
     files: null, // results, once it has been run
+    starts: [], // by load point that the run has passed: where a trace can begin
+    times: {}, // seconds from the beginning of the run to its first curve and to its end
 };
 
 function say(text) {
@@ -52,8 +60,13 @@ function complain(message) {
 async function read(bytes, name) {
     state.reading += 1;
     const { reading } = state;
-    const answer = await simulators.reader.ask('open', { bytes, name });
-    if (reading !== state.reading) {
+    const isLast = () => reading === state.reading;
+    const answer = await simulators.reader.ask('open', { bytes, name }).catch((error) => {
+        if (isLast()) {
+            throw error;
+        }
+    });
+    if (!isLast()) {
         return null;
     }
     const experiment = parseExperiment(answer.experiment);
@@ -82,7 +95,7 @@ async function change(experiment, key) {
     try {
         const answer = await read(encoder.encode(writeExperiment(experiment)), NAME);
         if (answer !== null) {
-            take(answer, state.name);
+            take(answer, state.name, true);
         }
     } catch (error) {
         const message = error.message.replace(`${NAME}: `, '');
@@ -95,8 +108,9 @@ async function change(experiment, key) {
     }
 }
 
-function take({ experiment, network, warnings }, name) {
-    Object.assign(state, { experiment, network, name, isTraced: false, files: null });
+function take({ experiment, network, warnings }, name, isChanged = false) {
+    const isTraced = false;
+    Object.assign(state, { experiment, network, name, isChanged, isTraced, files: null });
     complain('');
     panel.show(experiment);
     showMap();
@@ -106,7 +120,7 @@ function take({ experiment, network, warnings }, name) {
     history.replaceState(null, '', LINK + encodeLink(writeExperiment(experiment)));
     document.title = `${experiment.title ?? 'dcfsim'} - dcfsim`;
     simulators.tracer.stop();
-    timeline.setExperiment({ ...experiment, ticks: Number(experiment.ticks) });
+    timeline.setExperiment({ ...experiment, ticks: Number(experiment.ticks), from: firstTick() });
     curves.setExperiment(experiment);
     run();
 }
@@ -122,11 +136,18 @@ function showWarnings(warnings) {
 
 function showPreset() {
     const isPreset = presets[state.name] !== undefined || state.name === WHOLE;
-    byId('preset').value = isPreset ? state.name : '';
-    byId('look').textContent = presets[state.name]?.look ?? '';
+    // One that is changed can be chosen again, to have it back as it was.
+    byId('preset').value = isPreset && !state.isChanged ? state.name : '';
+    const look = presets[state.name]?.look;
+    const own = state.experiment.title ?? 'An experiment of your own.';
+    const text = state.name === WHOLE ? LOOK_OF_WHOLE : (look ?? own);
+    byId('look').textContent =
+        isPreset && state.isChanged ? `Changed from ${state.name}. Of that: ${text}` : text;
 }
 
 function setRunning(isRunning) {
+    // Counts go by too fast to be read out; how it ends is.
+    byId('status').setAttribute('aria-live', isRunning ? 'off' : 'polite');
     byId('stop').disabled = !isRunning;
     byId('again').disabled = isRunning;
     byId('progress').hidden = !isRunning;
@@ -137,9 +158,17 @@ function pointNumber() {
     return state.experiment.loads_kbps.length * state.experiment.trials;
 }
 
+// Where a timeline begins that is opened without a tick.
+function firstTick() {
+    const { ticks, window } = state.experiment;
+    return Math.min(Number(window[0]) + SETTLED_US, Number(ticks) - 1);
+}
+
 // Runs the experiment anew: a short one at some loads to see at once what is coming, and itself.
 function run() {
     state.files = null;
+    state.starts = [undefined];
+    state.times = { begin: performance.now() };
     simulators.sketcher.stop();
     simulators.runner.stop();
     byId('progress').value = 0;
@@ -149,6 +178,10 @@ function run() {
     runWhole(state.experiment);
 }
 
+function noteTime(name) {
+    state.times[name] ??= (performance.now() - state.times.begin) / 1000;
+}
+
 async function sketch(experiment) {
     const { sketcher } = simulators;
     const bytes = encoder.encode(writeExperiment(sketchOf(experiment)));
@@ -156,6 +189,7 @@ async function sketch(experiment) {
         if (point !== undefined) {
             const index = experiment.loads_kbps.indexOf(point.load_kbps);
             curves.setPoint({ ...point, index }, 'preview');
+            noteTime('first');
         }
     };
     try {
@@ -170,10 +204,14 @@ async function runWhole(experiment) {
     const begin = performance.now();
     const bytes = encoder.encode(writeExperiment(experiment));
     let done = 0;
-    const show = ({ share, point }) => {
+    const show = ({ share, point, next }) => {
         byId('progress').value = share ?? byId('progress').value;
         if (point !== undefined) {
             done += 1;
+            if (done < MOST_STARTS) {
+                state.starts.push(next);
+            }
+            noteTime('first');
             say(`load point ${done} of ${pointNumber()}`);
             curves.setPoint(point, 'exact');
         }
@@ -185,10 +223,12 @@ async function runWhole(experiment) {
             show,
         );
         state.files = files;
+        noteTime('all');
         simulators.runner.stop();
         setRunning(false);
-        const seconds = ((performance.now() - begin) / 1000).toFixed(1);
-        say(`all ${pointNumber()} load points are run, in ${seconds} s`);
+        const ms = performance.now() - begin;
+        say(`all ${pointNumber()} load points are run, in ${(ms / 1000).toFixed(1)} s`);
+        timeline.offer(QUICK_MS / (ms / pointNumber()));
     } catch (error) {
         if (!(error instanceof Stopped)) {
             setRunning(false);
@@ -211,25 +251,31 @@ async function traced() {
     if (!state.isTraced) {
         const { experiment } = state;
         state.isTraced = true;
-        await tracer.ask('openTrace', {
-            bytes: encoder.encode(writeExperiment(experiment)),
-            name: NAME,
-            loads: experiment.loads_kbps.length,
-            ticks: Number(experiment.ticks),
-        });
+        try {
+            await tracer.ask('openTrace', {
+                bytes: encoder.encode(writeExperiment(experiment)),
+                name: NAME,
+                loads: experiment.loads_kbps.length,
+                ticks: Number(experiment.ticks),
+            });
+        } catch (error) {
+            state.isTraced &&= state.experiment !== experiment; // an other one may be open by now
+            throw error;
+        }
     }
     return tracer;
 }
 
 async function trace(work, request, text) {
     const tracer = await traced();
+    const start = state.starts[request.trial * state.experiment.loads_kbps.length + request.index];
     const tell = ({ share }) => {
         if (share !== undefined) {
             timeline.setBusy(`${text}: ${Math.floor(100 * share)} %`);
         }
     };
     try {
-        return await tracer.ask(work, request, tell);
+        return await tracer.ask(work, { ...request, start }, tell);
     } finally {
         timeline.setBusy(null);
     }
@@ -316,7 +362,10 @@ async function move(station, x, y, isFinal) {
 const map = createMap(byId('map'), { move, select: () => {} });
 const panel = createPanel(byId('panel'), { change, listOf });
 const curves = createCurves(byId('curves'), {
-    chooseLoad: (index) => timeline.open({ trial: 0, index, from: 0 }),
+    chooseLoad: (index) => {
+        byId('timeline-head').scrollIntoView({ block: 'start' });
+        timeline.open({ trial: 0, index, from: firstTick() });
+    },
 });
 const timeline = createTimeline(byId('timeline'), {
     watch: (trial, index, from, ticks) =>
@@ -341,7 +390,9 @@ function switchTheme() {
 }
 
 function pin() {
-    if (curves.pinned() === null) {
+    if (curves.pinned() === null && curves.points().length === 0) {
+        say('there is no load point to pin yet');
+    } else if (curves.pinned() === null) {
         curves.pin(state.experiment.title ?? state.name);
     } else {
         curves.pin(null);
@@ -381,6 +432,8 @@ function begin() {
     listen('again', 'click', run);
     listen('theme', 'click', switchTheme);
     listen('dismiss', 'click', () => complain(''));
+    // Where all stands in one column, the fields would push the map out of sight.
+    document.querySelector('.side').open = !matchMedia('(max-width: 800px)').matches;
     matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
     addEventListener('hashchange', openAddress);
     // For those who drive the page by a program.
@@ -389,9 +442,21 @@ function begin() {
         network: () => state.network,
         points: () => curves.points(),
         files: () => state.files,
+        times: () => state.times,
         traceTable: async () => (await trace('table', {}, 'reading')).text,
     };
 }
 
+// What is shown first: the experiment of the address, or else a preset, with what is wrong with the
+// address.
+async function openFirst() {
+    const isOpen = await openAddress();
+    if (!isOpen && state.experiment === null) {
+        const message = byId('message').textContent;
+        await openPreset(FIRST);
+        complain(message);
+    }
+}
+
 begin();
-openAddress().then((isOpen) => isOpen || state.experiment !== null || openPreset(FIRST));
+openFirst();

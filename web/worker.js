@@ -8,9 +8,12 @@ const KINDS = { collision: 0, drop: 1, timeout: 2 }; // SOUGHT of interface.h
 let simulator = null;
 let trace = null; // the trace that is open: settings of its experiment, and where it stands
 
+function typesOf(values) {
+    return values.map((value) => (typeof value === 'string' ? 'string' : 'number'));
+}
+
 function call(name, ...values) {
-    const types = values.map((value) => (typeof value === 'string' ? 'string' : 'number'));
-    return simulator.ccall(name, 'string', types, values);
+    return simulator.ccall(name, 'string', typesOf(values), values);
 }
 
 // Calls a function of interface.h that answers with JSON; what is wrong becomes an Error.
@@ -23,12 +26,7 @@ function ask(name, ...values) {
 }
 
 function number(name, ...values) {
-    return simulator.ccall(
-        name,
-        'number',
-        values.map(() => 'number'),
-        values,
-    );
+    return simulator.ccall(name, 'number', typesOf(values), values);
 }
 
 // Reads an experiment. The name stands in messages, and is that of a file in an empty folder.
@@ -62,7 +60,7 @@ function run(request, tell) {
     ask('BeginRun', '/run');
     for (let more = true; more;) {
         const step = ask('StepRun');
-        tell({ trial: step.trial, point: step.point });
+        tell({ trial: step.trial, point: step.point, next: step.next });
         more = step.more;
     }
     ask('EndRun');
@@ -98,22 +96,30 @@ function openTrace(request) {
     return {};
 }
 
-// Goes to a tick of a load point: back to its beginning if that is remembered, else from the
-// beginning of the sweep, as the random numbers go on from one load point to the next.
-function goTo({ trial, index, tick }, tell) {
+// Enters the load point that is entered as number `wanted`: from its start, if a run has told that,
+// else from those before it, as the random numbers go on from one to the next.
+function enter(wanted, { start, tick }, tell) {
+    if (start !== undefined) {
+        trace.entered = number('EnterLoadPointFrom', wanted - 1, start);
+    } else if (wanted <= trace.entered) {
+        openTrace(trace);
+    }
+    const all = (wanted - 1) * trace.ticks + tick;
+    while (trace.entered < wanted) {
+        if (trace.entered > 0) {
+            runTo(trace.ticks, tell, (trace.entered - 1) * trace.ticks, all);
+        }
+        trace.entered = number('EnterLoadPoint');
+    }
+    remember();
+}
+
+// Goes to a tick of a load point: back to its beginning, where that is remembered.
+function goTo(request, tell) {
+    const { trial, index, tick } = request;
     const wanted = trial * trace.loads + index + 1; // load points entered by then
     if (wanted !== trace.remembered) {
-        if (wanted < trace.remembered) {
-            openTrace(trace);
-        }
-        const all = (wanted - 1) * trace.ticks + tick;
-        while (trace.entered < wanted) {
-            if (trace.entered > 0) {
-                runTo(trace.ticks, tell, (trace.entered - 1) * trace.ticks, all);
-            }
-            trace.entered = number('EnterLoadPoint');
-        }
-        remember();
+        enter(wanted, request, tell);
     } else if (number('ClockTick') > tick) {
         goBack();
     }
@@ -127,8 +133,9 @@ function watch(request, tell) {
 }
 
 // The first tick behind `tick` in which something happens, null if it does not.
-function find({ trial, index, kind, tick }, tell) {
-    goTo({ trial, index, tick: tick + 1 }, tell);
+function find(request, tell) {
+    const { kind, tick } = request;
+    goTo({ ...request, tick: tick + 1 }, tell);
     let found = -1;
     while (found < 0 && number('ClockTick') < trace.ticks) {
         found = number('FindNext', KINDS[kind], number('ClockTick') + TRACE_SLICE);
@@ -159,15 +166,15 @@ async function start(wasm, tell) {
     simulator.FS.chdir('/experiment');
 }
 
+let starting = null; // the second request may come while the simulator is made
 let current = 0; // the request that is worked at
 const tell = (part) => self.postMessage({ id: current, part });
 
 self.addEventListener('message', async ({ data }) => {
-    current = data.id;
     try {
-        if (simulator === null) {
-            await start(data.wasm, tell);
-        }
+        starting ??= start(data.wasm, tell);
+        await starting;
+        current = data.id;
         self.postMessage({ id: data.id, answer: WORKS[data.work](data.request, tell) });
     } catch (error) {
         self.postMessage({ id: data.id, error: error.message ?? String(error) });
