@@ -9,11 +9,11 @@ export default [
         rules: { eqeqeq: 'error', 'prefer-const': 'error', 'no-console': 'error' },
     },
     {
-        files: ['worker.js'],
+        files: ['**/worker.js'],
         languageOptions: { globals: { ...globals.worker } },
     },
     {
-        files: ['*.mjs'],
-        languageOptions: { ecmaVersion: 2022, globals: { ...globals.node } },
+        files: ['**/*.mjs'],
+        languageOptions: { ecmaVersion: 2022, globals: { ...globals.node, ...globals.browser } },
     },
 ];
