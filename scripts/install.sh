@@ -128,6 +128,10 @@ StartsNoServices() {
 InstallOptional() {
     chromium --version >/dev/null 2>&1 || TryInstalling chromium fonts-dejavu-core
     tshark --version >/dev/null 2>&1 || TryInstalling tshark
+    # For the page.
+    MISSING=()
+    FindMissingOfPage
+    ((${#MISSING[@]} == 0)) || TryInstalling "${MISSING[@]}"
     # For the Debian package.
     dpkg-shlibdeps --version >/dev/null 2>&1 || TryInstalling dpkg-dev
     file --version >/dev/null 2>&1 || TryInstalling file
