@@ -296,6 +296,17 @@ def Speed(tools):
     ]) + ["", tools.Machine()]
 
 
+def Page(tools):
+    said = json.loads(tools.Run("scripts/page-figures.mjs", str(tools.build),
+                                *(["--short"] if tools.is_short else [])))
+    return Table(["figure", "value"], [
+        ["the page, MB", f"{said['bytes'] / 1e6:.2f}"],
+        ["first curve of the published experiment, s", f"{said['first_s']:.1f}"],
+        ["all of it: 36 loads, 2 trials, s", f"{said['all_s']:.0f}"],
+        ["all of it / `dcfsim-experiment`", f"{said['ratio']:.2f}"],
+    ]) + ["", tools.Machine()]
+
+
 def ReportRows(report, folders):
     """Counts of a table of gcovr, [items, reached] by folder; long names have a line of their own."""
     counts = {folder: [0, 0] for folder in folders}

@@ -9,11 +9,11 @@
 #   drawing, output, excerpt, formula    nothing to run
 # What takes long, or builds, runs short: Substitute says how. What cannot be tried is in ELSEWHERE.
 #
-# Cases: Blocks CONTRIBUTING README changing_the_experiment cluster experiment_file peers results validation
+# Cases: Blocks CONTRIBUTING README changing_the_experiment cluster experiment_file page peers results validation
 # shellcheck source=tests/shell_tests.sh
 source "$(dirname "$(readlink -f "$0")")/shell_tests.sh"
 
-COMMANDS='\./[a-z]+|(build/[a-z]+/)?dcfsim[-_a-z]*|scripts/[-a-z]+|cmake|ctest|cpack|g\+\+'
+COMMANDS='\./[a-z]+|web/build|(build/[a-z]+/)?dcfsim[-_a-z]*|scripts/[-a-z]+|cmake|ctest|cpack|g\+\+'
 COMMANDS+='|[a-z]+=.*|cd|cut|diff|export|parallel|python3|sbatch|sh|valgrind|(sudo )?apt-get'
 KINDS='file [^ ]+|drawing|output|excerpt|formula'
 
@@ -21,6 +21,8 @@ KINDS='file [^ ]+|drawing|output|excerpt|formula'
 ELSEWHERE=(
     'sbatch       needs a Slurm cluster'
     'sshlogin     needs other machines'
+    'web/build    needs emscripten, and is tested by ./test itself'
+    'lint-page    needs npm, and is run by ./test itself'
     'apt-get      needs root, and would change this machine'
 )
 

@@ -438,7 +438,7 @@ function begin() {
     addEventListener('hashchange', openAddress);
     // For those who drive the page by a program.
     window.dcfsim = {
-        experiment: () => writeExperiment(state.experiment),
+        experiment: () => (state.experiment === null ? '' : writeExperiment(state.experiment)),
         network: () => state.network,
         points: () => curves.points(),
         files: () => state.files,
