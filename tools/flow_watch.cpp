@@ -19,22 +19,11 @@ static const char SERIES_HEAD[] =
     "load_kbps,trial,from,to,begin_ms,in_window,arrived,delivered,refused,"
     "retries,collisions,mean_queue,share";
 
-// What has happened to the packets of a flow in a stretch of time.
-struct COUNTS {
-    uint64_t arrived;   // at the source, refused ones too
-    uint64_t delivered; // new at their end
-    uint64_t refused;   // by a full queue, at the source or on the way
-    uint64_t timeouts;
-    uint64_t collisions;
-    uint64_t drops;
-    uint64_t delay_sum; // ticks from arrival to delivery
-};
-
 struct WATCHED_FLOW {
     int32_t from;
     int32_t to;
-    COUNTS window;         // of the measurement window
-    COUNTS interval;       // of the interval that goes on
+    FLOW_COUNTS window;    // of the measurement window
+    FLOW_COUNTS interval;  // of the interval that goes on
     uint64_t queue_sum;    // packets in queues, summed over its ticks
     uint64_t exchange_sum; // its ticks in which an exchange of the flow was under way
     uint64_t queued;       // packets in queues now
@@ -154,15 +143,13 @@ std::vector<FLOW_TOTALS> LastFlowTotals()
     const double packet_mbits = PACKET_PAYLOAD_LENGTH * static_cast<double>(BITS_PER_BYTE);
     std::vector<FLOW_TOTALS> all;
     for (const WATCHED_FLOW &flow : g_watch.flows) {
-        const COUNTS &window = flow.window;
-        const auto arrived = static_cast<double>(window.arrived);
-        const auto delivered = static_cast<double>(window.delivered);
-        const double delay_us = static_cast<double>(window.delay_sum) / delivered;
-        all.push_back({flow.from, flow.to, window.arrived, window.delivered, window.refused,
-                       window.timeouts, window.drops,
+        const auto arrived = static_cast<double>(flow.window.arrived);
+        const auto delivered = static_cast<double>(flow.window.delivered);
+        const double delay_us = static_cast<double>(flow.window.delay_sum) / delivered;
+        all.push_back({flow.from, flow.to, flow.window,
                        arrived * packet_mbits / g_settings.window_ticks,
                        delivered * packet_mbits / g_settings.window_ticks,
-                       window.delivered == 0 ? NAN : delay_us});
+                       flow.window.delivered == 0 ? NAN : delay_us});
     }
     return all;
 }
@@ -179,14 +166,14 @@ static void EndLoadPoint()
         BeginRow(file, flow.from, flow.to);
         file.Cell(flow.offered_mbps);
         file.Cell(flow.delivered_mbps);
-        if (flow.delivered == 0) {
+        if (flow.window.delivered == 0) {
             file.EmptyCell();
         } else {
             file.Cell(flow.delay_us);
         }
-        file.Cell(flow.timeouts);
-        file.Cell(flow.drops);
-        file.Cell(flow.refused);
+        file.Cell(flow.window.timeouts);
+        file.Cell(flow.window.drops);
+        file.Cell(flow.window.refused);
         file.EndRow();
     }
 }
@@ -226,7 +213,7 @@ static void WritePacket(const WATCHED_FLOW &flow, const PACKET &packet, bool is_
 }
 
 // Enters what has happened into the counts of a stretch.
-static void Count(COUNTS &counts, NOTE note, const PACKET &packet)
+static void Count(FLOW_COUNTS &counts, NOTE note, const PACKET &packet)
 {
     switch (note) {
     case NOTE_ARRIVE:

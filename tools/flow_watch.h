@@ -18,15 +18,22 @@ struct WATCH_FILES {
     int64_t interval_ms = 0; // of the series
 };
 
-// What became of the packets of a flow in the measurement window of a load point.
-struct FLOW_TOTALS {
-    int32_t from;
-    int32_t to;
+// What has happened to the packets of a flow in a stretch of time.
+struct FLOW_COUNTS {
     uint64_t arrived;   // at the source, refused ones too
     uint64_t delivered; // new at their end
     uint64_t refused;   // by a full queue, at the source or on the way
     uint64_t timeouts;
+    uint64_t collisions;
     uint64_t drops;
+    uint64_t delay_sum; // ticks from arrival to delivery
+};
+
+// A flow in a load point.
+struct FLOW_TOTALS {
+    int32_t from;
+    int32_t to;
+    FLOW_COUNTS window; // in the measurement window
     double offered_mbps;
     double delivered_mbps;
     double delay_us; // mean from arrival to delivery, NaN if none was delivered

@@ -118,14 +118,14 @@ static void Add(LOAD_SUMS &sums, size_t index, const std::vector<FLOW_TOTALS> &f
         const FLOW_TOTALS &flow = flows[k];
         sums.offered[k] += flow.offered_mbps;
         sums.delivered[k] += flow.delivered_mbps;
-        if (flow.delivered > 0) {
+        if (flow.window.delivered > 0) {
             sums.delay_us[k] += flow.delay_us;
             ++sums.delay_num[k];
         }
-        const auto arrived = static_cast<double>(flow.arrived);
+        const auto arrived = static_cast<double>(flow.window.arrived);
         g_balance.arrived[index][k] += arrived;
-        g_balance.kept[index][k] +=
-            arrived - static_cast<double>(flow.delivered) - static_cast<double>(flow.drops);
+        g_balance.kept[index][k] += arrived - static_cast<double>(flow.window.delivered) -
+                                    static_cast<double>(flow.window.drops);
     }
 }
 
