@@ -382,11 +382,15 @@ function redraw() {
     timeline.redraw();
 }
 
-function switchTheme() {
-    const { dataset } = document.documentElement;
-    const isDark = matchMedia('(prefers-color-scheme: dark)').matches;
-    dataset.theme = (dataset.theme ?? (isDark ? 'dark' : 'light')) === 'dark' ? 'light' : 'dark';
+const darkMedia = matchMedia('(prefers-color-scheme: dark)');
+
+function showTheme(isDark) {
+    document.documentElement.dataset.theme = isDark ? 'dark' : 'light';
     redraw();
+}
+
+function switchTheme() {
+    showTheme(document.documentElement.dataset.theme !== 'dark');
 }
 
 function pin() {
@@ -434,7 +438,8 @@ function begin() {
     listen('dismiss', 'click', () => complain(''));
     // Where all stands in one column, the fields would push the map out of sight.
     document.querySelector('.side').open = !matchMedia('(max-width: 800px)').matches;
-    matchMedia('(prefers-color-scheme: dark)').addEventListener('change', redraw);
+    showTheme(darkMedia.matches);
+    darkMedia.addEventListener('change', () => showTheme(darkMedia.matches));
     addEventListener('hashchange', openAddress);
     // For those who drive the page by a program.
     window.dcfsim = {
