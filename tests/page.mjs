@@ -113,7 +113,7 @@ async function stations(tab) {
     });
     const dragged = (await experimentOf(tab)).stations_m;
     assert.ok(dragged[3][0] < before[3][0] - 10 && dragged[3][1] > before[3][1], dragged[3]);
-    assert.deepEqual(dragged.with(3, before[3]), before);
+    assert.deepEqual(Object.assign([...dragged], { 3: before[3] }), before);
     await sameNeighbours(tab);
     await (await find(tab, 'station-9')).evaluate((each) => each.focus());
     await change(tab, () => keyboard.press('ArrowUp'));
@@ -122,7 +122,10 @@ async function stations(tab) {
     await change(tab, () => keyboard.press('ArrowLeft'));
     await keyboard.up('Shift');
     const [left, top] = before[9]; // a key is 1 m, with Shift 10 m
-    assert.deepEqual((await experimentOf(tab)).stations_m, dragged.with(9, [left - 20, top - 1]));
+    assert.deepEqual(
+        (await experimentOf(tab)).stations_m,
+        Object.assign([...dragged], { 9: [left - 20, top - 1] }),
+    );
     await sameNeighbours(tab);
 }
 
