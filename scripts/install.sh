@@ -71,7 +71,8 @@ FetchPageLibraries() {
     local list=web/package-lock.json have=web/node_modules/.package-lock.json
     [[ $have -nt $list ]] && return 0
     echo "Fetching the libraries of $list with npm"
-    npm ci --prefix web --ignore-scripts --no-audit --no-fund --loglevel=error >/dev/null ||
+    npm ci --prefix web --ignore-scripts --no-audit --no-fund --no-update-notifier \
+        --loglevel=error >/dev/null ||
         Fail "npm could not fetch them; with a network, try: npm ci --prefix web --ignore-scripts"
 }
 
