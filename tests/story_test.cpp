@@ -46,8 +46,9 @@ TEST_F(StoryTest, UndisturbedExchange)
     const TRACE trace = Watch(400);
     const std::string acked =
         "At tick 375 station 0 has its ACK and " + Draw(0) + "; 1 packet waits in its queue.";
-    const std::string begun = "At tick 79 station 0 begins DATA to 1: packet 0 of 0 for 1, first "
-                              "attempt; it takes 252 us.";
+    const std::string begun =
+        "At tick 79 station 0 begins DATA to 1: packet 0 of 0 for 1, retry 0; it "
+        "takes 252 us.";
     const std::string waited = "The medium was idle for DIFS from tick 0, and for 5 slots of "
                                "backoff from tick 34.";
     EXPECT_EQ(StoryOf(trace, 0),
@@ -81,7 +82,7 @@ TEST_F(StoryTest, HiddenCollision)
     const std::string earlier = "at station 1, DATA of 0, which began earlier" + hidden;
     EXPECT_EQ(
         StoryOf(trace, 0),
-        (LINES{"At tick 34 station 0" + begins + "0 for 9, first attempt; it takes 252 us.",
+        (LINES{"At tick 34 station 0" + begins + "0 for 9, retry 0; it takes 252 us.",
                "The medium was idle for DIFS from tick 0; no backoff was left.",
                "At station 1 another signal overlaps it.",
                "At tick 52 it meets, " + later + "(hid/phy).",
@@ -138,14 +139,14 @@ TEST_F(StoryTest, CutByTheWatch)
     Queue(0, 1);
     RunTicks(20);
     EXPECT_EQ(StoryOf(Watch(100), 0),
-              (LINES{"At tick 34 station 0 begins DATA to 1: packet 0 of 0 for 1, first attempt.",
+              (LINES{"At tick 34 station 0 begins DATA to 1: packet 0 of 0 for 1, retry 0.",
                      "The watch ends with tick 99, before the frame does: who hears it to its end "
                      "and what comes of it lies behind the watch.",
                      "The medium was idle for DIFS since before the watch; no backoff was left.",
                      "At tick 34 stations 2 and 3 set their NAV to 268 ticks."}));
     EXPECT_EQ(StoryOf(Watch(302), 0),
               (LINES{"At tick 34 already, before the watch, station 0 began DATA to 1: packet 0 of "
-                     "0 for 1, first attempt; it takes 252 us.",
+                     "0 for 1, retry 0; it takes 252 us.",
                      "How others hear it is not known, as its beginning was not watched.",
                      "At tick 286 station 1 takes packet 0 as new and delivers it.",
                      "Station 0 still waits for ACK when the watch ends: what comes of it lies "
@@ -164,8 +165,9 @@ TEST_F(StoryTest, RtsExchange)
     Queue(0, 1);
     Queue(1, 0, 50 * SLOT);
     const TRACE trace = Watch(430);
-    const std::string begun = "At tick 34 station 0 begins RTS to 1: packet 0 of 0 for 1, first "
-                              "attempt; it takes 30 us.";
+    const std::string begun =
+        "At tick 34 station 0 begins RTS to 1: packet 0 of 0 for 1, retry 0; it "
+        "takes 30 us.";
     EXPECT_EQ(
         StoryOf(trace, 0),
         (LINES{begun, "The medium was idle for DIFS from tick 0; no backoff was left.",
@@ -217,5 +219,72 @@ TEST(Stories, NavsAreOfTheirFrames)
         EXPECT_EQ(told, std::count_if(trace.events.begin(), trace.events.end(), [](const auto &e) {
                       return e.kind == EVENT_NAV && e.value > 0;
                   }));
+    }
+}
+
+// The number behind a text in a line, 0 if the line has none.
+static uint64_t NumberBehind(const std::string &line, const std::string &text)
+{
+    const size_t at = line.find(text);
+    return at == std::string::npos ? 0 : std::stoull("0" + line.substr(at + text.size()));
+}
+
+// A wait that was watched whole lasts 34 or 78 ticks, and 9 for each slot of backoff, up to the
+// frame.
+static void ExpectWholeWait(const std::string &line, const FRAME &frame)
+{
+    const bool is_difs = line.find(" DIFS from tick ") != std::string::npos;
+    const uint64_t begin = NumberBehind(line, is_difs ? "DIFS from tick " : "EIFS from tick ");
+    const uint64_t slots = NumberBehind(line, ", and for ");
+    if (begin != 0) {
+        EXPECT_EQ(begin + (is_difs ? 34 : 78) + slots * 9, frame.begin) << line;
+    }
+}
+
+// What is told of the answer is so: none is there, or it goes to whom it is due.
+static void ExpectTrueAnswer(const std::string &line, const TRACE &trace, const FRAME &frame)
+{
+    const bool is_answered =
+        std::any_of(trace.frames.begin(), trace.frames.end(), [&frame](const FRAME &other) {
+            return other.type == frame.type + 1 && other.sender == frame.receiver &&
+                   other.receiver == frame.sender && other.begin == frame.end + SIFS;
+        });
+    if (line.find(" does not answer") != std::string::npos) {
+        EXPECT_FALSE(is_answered) << line;
+        const uint64_t end = NumberBehind(line, "its NAV runs until tick ");
+        EXPECT_TRUE(end == 0 || std::any_of(trace.events.begin(), trace.events.end(),
+                                            [&frame, end](const TRACE_EVENT &event) {
+                                                return event.kind == EVENT_NAV &&
+                                                       event.station == frame.receiver &&
+                                                       event.value == 0 && event.tick + 1 == end;
+                                            }))
+            << line;
+    } else if (line.find(" answers with ") != std::string::npos &&
+               line.find(", but to ") == std::string::npos) {
+        EXPECT_TRUE(std::any_of(trace.frames.begin(), trace.frames.end(),
+                                [&frame](const FRAME &other) {
+                                    return other.type == frame.type + 1 &&
+                                           other.sender == frame.receiver &&
+                                           other.receiver == frame.sender &&
+                                           other.begin >= frame.end &&
+                                           other.begin <= frame.end + ANSWER_TIMEOUT;
+                                }))
+            << line;
+    }
+}
+
+// Where all kinds of frames meet, behind NAVs and with answers that go astray.
+TEST(Stories, WaitsAndAnswersAreThoseOfTheTrace)
+{
+    for (const SCENE &scene : ChosenScenes()) {
+        SCOPED_TRACE(scene.name);
+        SetUpScene(scene);
+        const TRACE trace = Watch(scene.start_tick + 20'000);
+        for (size_t place = 0; place < trace.frames.size(); ++place) {
+            for (const std::string &line : FrameStory(trace, place)) {
+                ExpectWholeWait(line, trace.frames[place]);
+                ExpectTrueAnswer(line, trace, trace.frames[place]);
+            }
+        }
     }
 }

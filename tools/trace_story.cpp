@@ -12,49 +12,10 @@
 #include <cctype>
 
 #include "driver/station_set.h"
+#include "tools/story_words.h"
 #include "tools/trace_spans.h"
 
 using STORY = std::vector<std::string>;
-
-static std::string Number(int64_t value)
-{
-    return std::to_string(value);
-}
-
-static std::string AtTick(uint64_t tick)
-{
-    return "At tick " + std::to_string(tick) + " ";
-}
-
-static std::string Station(int station)
-{
-    return "station " + Number(station);
-}
-
-// "1 slot", "2 slots".
-static std::string Count(int64_t num, const char *what)
-{
-    return Number(num) + " " + what + (num == 1 ? "" : "s");
-}
-
-// "station 2", "stations 2, 3 and 6".
-static std::string Stations(uint32_t set)
-{
-    std::string text = std::has_single_bit(set) ? "station " : "stations ";
-    uint32_t rest = set;
-    for (const int station : STATION_SET{set}) {
-        Put(rest, station, false);
-        text += Number(station);
-        text += rest == 0 ? "" : std::has_single_bit(rest) ? " and " : ", ";
-    }
-    return text;
-}
-
-// "s" behind a verb of one station.
-static const char *Ending(uint32_t set)
-{
-    return std::has_single_bit(set) ? "s" : "";
-}
 
 static void Say(STORY &story, std::string sentence)
 {
@@ -115,14 +76,20 @@ static int Answered(const TRACE &trace, size_t place)
     if (wait == nullptr || wait->value != SifsState(frame.type)) {
         return EMPTY;
     }
+    // An answer may go astray, but rarely does: the frame of whom it is for comes first.
+    int astray = EMPTY;
     for (size_t k = place; k > 0; --k) {
         const FRAME &other = trace.frames[k - 1];
-        if (other.type == frame.type - 1 && other.receiver == frame.sender &&
-            other.end <= frame.begin && frame.begin - other.end <= ANSWER_TIMEOUT) {
+        if (other.type != frame.type - 1 || other.receiver != frame.sender ||
+            other.end > frame.begin || frame.begin - other.end > ANSWER_TIMEOUT) {
+            continue;
+        }
+        if (other.sender == frame.receiver) {
             return static_cast<int>(k - 1);
         }
+        astray = astray == EMPTY ? static_cast<int>(k - 1) : astray;
     }
-    return EMPTY;
+    return astray;
 }
 static_assert(FRAME_RTS + 1 == FRAME_CTS && FRAME_CTS + 1 == FRAME_DATA &&
               FRAME_DATA + 1 == FRAME_ACK); // each answers the one before
@@ -150,8 +117,7 @@ static void TellBegin(STORY &story, const TRACE &trace, const FRAME &frame)
                        FrameName(frame.type) + " to " + StationText(frame.receiver);
     if (frame.src != EMPTY) {
         text += ": packet " + Number(frame.seq) + " of " + Number(frame.src) + " for " +
-                Number(frame.dst) + ", " +
-                (frame.retry == 0 ? "first attempt" : "retry " + Number(frame.retry));
+                Number(frame.dst) + ", retry " + Number(frame.retry);
     }
     if (IsEnded(frame)) {
         text += "; it takes " + std::to_string(frame.end - frame.begin) + " us";
@@ -176,8 +142,14 @@ static bool IsCut(const TRACE &trace, int station, const SPAN &span)
 // "from tick 34", or what is known if it was so already when the watch began.
 static std::string FromTick(const TRACE &trace, int station, const SPAN &span)
 {
-    return IsCut(trace, station, span) ? "since before the watch"
-                                       : "from tick " + std::to_string(span.begin);
+    if (IsCut(trace, station, span)) {
+        return "since before the watch";
+    }
+    // The span of a wait behind a NAV begins with the last tick of the NAV, which does not count.
+    const uint64_t begin = span.value == PHASE_DIFS   ? span.end - DIFS
+                           : span.value == PHASE_EIFS ? span.end - EIFS
+                                                      : span.begin;
+    return "from tick " + std::to_string(begin);
 }
 
 // How a contending station came to send.
@@ -255,24 +227,28 @@ static void TellHearing(STORY &story, const FRAME &frame)
     add(with[OUTCOME_SPOILED],
         "at " + Stations(with[OUTCOME_SPOILED]) + " another signal overlaps it");
     add(with[OUTCOME_MISSED],
-        who(OUTCOME_MISSED, " never lock") + " to it, as others overlapped already");
+        who(OUTCOME_MISSED, " never lock") + " to it, as others overlapped just before");
     Say(story, text);
 }
 
-// Whether a NAV raised at a station in a tick is of this frame: the copy that the station got last,
-// on the air at least up to this tick. Of frames begun together the last one in the trace is copied
-// last. An ACK sets none.
-static bool IsNavOf(const TRACE &trace, size_t place, int station, uint64_t tick)
+// Whether a station has in a tick this frame as the copy that it got last. Of frames begun together
+// the last one in the trace is copied last.
+static bool IsLatestCopy(const TRACE &trace, size_t place, int station, uint64_t tick)
 {
-    const FRAME &frame = trace.frames[place];
     const auto is_copied = [&](const FRAME &one) {
         return one.begin <= tick && Has(one.hearers, station) && !Has(one.missed, station);
     };
-    if (!frame.is_begun || frame.type == FRAME_ACK || tick > frame.end || !is_copied(frame)) {
-        return false;
-    }
     const auto later = trace.frames.begin() + static_cast<std::ptrdiff_t>(place) + 1;
-    return std::none_of(later, trace.frames.end(), is_copied);
+    return is_copied(trace.frames[place]) && std::none_of(later, trace.frames.end(), is_copied);
+}
+
+// Whether a NAV raised at a station in a tick is of this frame: the latest copy, on the air at
+// least up to this tick. An ACK sets none.
+static bool IsNavOf(const TRACE &trace, size_t place, int station, uint64_t tick)
+{
+    const FRAME &frame = trace.frames[place];
+    return frame.is_begun && frame.type != FRAME_ACK && tick <= frame.end &&
+           IsLatestCopy(trace, place, station, tick);
 }
 
 static void TellNavs(STORY &story, const TRACE &trace, size_t place)
@@ -352,7 +328,7 @@ static std::string TimeoutText(const TRACE &trace, const TRACE_EVENT &event)
                                     ? "the SIFS has not passed"
                                     : std::string("no ") + FrameName(event.value) + " has come";
     std::string text = missing + ": " + Station(event.station);
-    text += drop == nullptr ? " gives up waiting" : " drops packet " + Number(drop->value);
+    text += drop == nullptr ? " gives up waiting" : " drops " + Packet(drop->value);
     text += DrawText(trace, event);
     return drop == nullptr ? text : text + "; " + QueueText(drop->extra);
 }
@@ -360,7 +336,7 @@ static std::string TimeoutText(const TRACE &trace, const TRACE_EVENT &event)
 // What an event that names the frame says of it, empty if that is told elsewhere.
 static std::string FateText(const TRACE &trace, const TRACE_EVENT &event)
 {
-    const std::string packet = "packet " + Number(event.value);
+    const std::string packet = Packet(event.value);
     switch (event.kind) {
     case EVENT_DELIVER:
         return Station(event.station) + " takes " + packet + " as new and delivers it";
@@ -407,46 +383,54 @@ static void TellWait(STORY &story, const TRACE &trace, size_t place)
 }
 
 // Whether the receiver has refused the packet: it acknowledges it all the same.
-static bool IsRefused(const TRACE &trace, const FRAME &frame)
+static bool IsRefused(const TRACE &trace, size_t place)
 {
+    const FRAME &frame = trace.frames[place];
     const auto has = [&](EVENT_KIND kind) {
         return EventAt(trace, frame.end, frame.receiver, kind) != nullptr;
     };
     const TRACE_EVENT *phase = EventAt(trace, frame.end, frame.receiver, EVENT_PHASE);
     return frame.type == FRAME_DATA && frame.dst != frame.receiver && has(EVENT_REFUSED) &&
            !has(EVENT_RELAY) && !has(EVENT_DUPLICATE) && phase != nullptr &&
-           phase->value == STATE_WTACK;
+           phase->value == STATE_WTACK && IsLatestCopy(trace, place, frame.receiver, frame.end);
 }
 
 // "; its NAV runs until tick 390", if it runs where the frame ends.
 static std::string NavText(const TRACE &trace, const FRAME &frame)
 {
+    uint64_t end = 0;
     for (const SPAN &span : NavSpans(trace, frame.receiver)) {
-        if (span.begin <= frame.end && frame.end < span.end) {
-            return span.end == trace.until
-                       ? "; its NAV runs"
-                       : "; its NAV runs until tick " + std::to_string(span.end);
-        }
+        const bool is_here = span.begin <= frame.end && frame.end < span.end;
+        const bool is_raised = end != 0 && span.begin == end; // while it ran
+        end = is_here || is_raised ? span.end : end;
     }
-    return "";
+    if (end == 0) {
+        return "";
+    }
+    return end == trace.until ? "; its NAV runs"
+                              : "; its NAV runs until tick " + std::to_string(end);
 }
 
 static void TellAnswer(STORY &story, const TRACE &trace, size_t place)
 {
     const FRAME &frame = trace.frames[place];
     const FRAME *answer = AnswerOf(trace, place);
-    if (IsRefused(trace, frame)) {
+    if (IsRefused(trace, place)) {
         Say(story, AtTick(frame.end) + Station(frame.receiver) + " refuses packet " +
                        Number(frame.seq) + ", as its queue is full");
     }
     if (answer != nullptr) {
+        const bool is_astray = answer->receiver != frame.sender;
         Say(story, AtTick(answer->begin) + Station(answer->sender) + " answers with " +
-                       FrameName(answer->type));
+                       FrameName(answer->type) +
+                       (is_astray ? ", but to " + StationText(answer->receiver) : ""));
         return;
     }
     const bool is_known = IsEnded(frame) && frame.end + ANSWER_TIMEOUT < trace.until;
     if (frame.type != FRAME_ACK && frame.receiver != EMPTY && is_known) {
-        Say(story, Station(frame.receiver) + " does not answer" + NavText(trace, frame));
+        const bool is_far = !Has(frame.hearers, frame.receiver);
+        Say(story, Station(frame.receiver) + " does not answer" +
+                       (is_far ? ": it is out of range" : NavText(trace, frame)));
     }
 }
 
