@@ -281,3 +281,52 @@ TEST_F(PageTest, FindsWhatTheTraceShows)
     EnterSecond();
     EXPECT_EQ(FindNext(SOUGHT_TIMEOUT, 10), EMPTY); // no frame takes so short
 }
+
+// A page that asks out of turn is told so, and loses nothing of what goes on.
+TEST_F(PageTest, DoesNothingOutOfTurn)
+{
+    const auto is_refused = [](const char *answer) {
+        return json::parse(answer).contains("error");
+    };
+    const std::string out = (dir / "out").string();
+    ASSERT_TRUE(Open("{").contains("error"));
+    EXPECT_TRUE(is_refused(BeginRun(out.c_str())));
+    EXPECT_EQ(BeginTrace(), 0);
+    ASSERT_FALSE(Open(SMALL).contains("error"));
+    EXPECT_TRUE(is_refused(StepRun()));
+    EXPECT_TRUE(is_refused(EndRun()));
+    EXPECT_EQ(EnterLoadPoint(), 0);
+
+    ASSERT_EQ(BeginTrace(), 1);
+    RunTo(100);
+    EXPECT_TRUE(is_refused(WatchTo(100)));
+    EXPECT_EQ(FindNext(SOUGHT_COLLISION, 100), EMPTY);
+    ASSERT_EQ(EnterLoadPoint(), 1);
+    RunTo(100);
+    for (const double until : {-1.0, 50.0, std::nan(""), -HUGE_VAL}) {
+        RunTo(until);
+        EXPECT_EQ(json::parse(WatchTo(until))["until"], 100);
+        EXPECT_EQ(FindNext(SOUGHT_TIMEOUT, until), EMPTY);
+        EXPECT_EQ(ClockTick(), 100.0);
+    }
+    EXPECT_TRUE(json::parse(TellFrame(-1)).empty());
+    RunTo(HUGE_VAL);
+    EXPECT_EQ(ClockTick(), 300000.0);
+
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(std::string(BeginRun(out.c_str())), "{}"); // ends the trace
+    const std::string start = json::parse(StepRun())["next"];
+    EXPECT_TRUE(Open(SMALL).contains("error"));
+    EXPECT_TRUE(is_refused(BeginRun(out.c_str())));
+    EXPECT_TRUE(is_refused(EndRun()));
+    EXPECT_EQ(BeginTrace(), 0);
+    while (json::parse(StepRun())["more"]) {
+    }
+    EXPECT_TRUE(is_refused(StepRun()));
+    EXPECT_EQ(std::string(EndRun()), "{}");
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(BeginTrace(), 1);
+    for (const int32_t number : {-1, 6}) {
+        EXPECT_EQ(EnterLoadPointFrom(number, start.c_str()), 0);
+    }
+}

@@ -42,6 +42,16 @@ struct LOAD_SUMS {
     std::vector<int32_t> delay_num; // how many these are
 };
 
+// What the instance is at.
+enum WORK_STAGE : int32_t {
+    NOTHING_OPEN, // no experiment that could be run
+    OPEN,
+    RUNNING,
+    TRACING, // in front of the first load point
+    IN_LOAD_POINT,
+};
+
+static WORK_STAGE g_work = NOTHING_OPEN;
 static std::string g_answer; // what was returned last
 static EXPERIMENT_RUN g_run;
 static std::vector<LOAD_SUMS> g_sums; // by load
@@ -72,10 +82,20 @@ template <class WORK> static const char *Guarded(WORK work)
     }
 }
 
+// Load points of the sweep.
+static int32_t PlannedSteps()
+{
+    return g_settings.load_num * g_settings.trial_num;
+}
+
 const char *OpenExperiment(const char *path)
 {
     return Guarded([path] {
+        if (g_work == RUNNING) {
+            return Refusal("a run is going on");
+        }
         FreeState(); // of a trace
+        g_work = NOTHING_OPEN;
         const std::string bad = ReadExperiment(path, g_settings);
         if (!bad.empty()) {
             return Refusal(bad);
@@ -85,6 +105,7 @@ const char *OpenExperiment(const char *path)
             return Refusal("memory is short");
         }
         const std::vector<std::string> warnings = WarningsOf(g_settings);
+        g_work = OPEN;
         // A page cannot hold a seed of 64 bits, so the experiment stays a text.
         return Answer({{"experiment", SettingsAsJson(g_settings, 0)},
                        {"warnings", warnings},
@@ -95,14 +116,21 @@ const char *OpenExperiment(const char *path)
 const char *BeginRun(const char *out)
 {
     return Guarded([out] {
+        if (g_work == NOTHING_OPEN || g_work == RUNNING) {
+            return Refusal(g_work == RUNNING ? "a run is going on" : "no experiment is open");
+        }
+        FreeState(); // of a trace
+        g_work = OPEN;
         FixSeed();
         g_run = {"dcfsim.html", out, WarningsOf(g_settings), "", "", 0};
         g_sums.assign(static_cast<size_t>(g_settings.load_num), {});
         g_balance = MakeBalance(FormOf(g_settings, true));
         g_step = 0;
         g_on_progress = TellProgress;
-        const std::string refusal = PrepareExperiment(g_run);
-        return Refusal(refusal.empty() ? BeginExperiment(g_run) : refusal);
+        std::string refusal = PrepareExperiment(g_run);
+        refusal = refusal.empty() ? BeginExperiment(g_run) : refusal;
+        g_work = refusal.empty() ? RUNNING : OPEN;
+        return Refusal(refusal);
     });
 }
 
@@ -155,12 +183,17 @@ static json PointOf(const LOAD_SUMS &sums, size_t index, const std::vector<FLOW_
 const char *StepRun()
 {
     return Guarded([] {
+        if (g_work != RUNNING || g_step == PlannedSteps()) {
+            return Refusal("no load point is to be run");
+        }
+        g_work = OPEN; // unless all goes well
         const auto index = static_cast<size_t>(g_step % g_settings.load_num);
         const int32_t trial = g_step / g_settings.load_num;
         const bool more = StepSweep();
         ++g_step;
         const std::vector<FLOW_TOTALS> flows = LastFlowTotals();
         Add(g_sums[index], index, flows);
+        g_work = RUNNING;
         return Answer({{"more", more},
                        {"trial", trial},
                        {"point", PointOf(g_sums[index], index, flows)},
@@ -170,21 +203,40 @@ const char *StepRun()
 
 const char *EndRun()
 {
-    return Guarded([] { return Refusal(EndExperiment(g_run)); });
+    return Guarded([] {
+        if (g_work != RUNNING || g_step != PlannedSteps()) {
+            return Refusal("no run has reached its end");
+        }
+        g_work = OPEN;
+        return Refusal(EndExperiment(g_run));
+    });
 }
 
 int32_t BeginTrace()
 {
+    if (g_work == NOTHING_OPEN || g_work == RUNNING) {
+        return 0;
+    }
+    g_work = OPEN;
+    g_observer = nullptr; // of a run that could not begin
     FixSeed();
     FreeState();
     SetPacketSize(g_settings.data_length);
     g_step = 0;
     RandInitUniform();
-    return AllocateState() ? 1 : 0;
+    if (!AllocateState()) {
+        return 0;
+    }
+    g_work = TRACING;
+    return 1;
 }
 
 int32_t EnterLoadPoint()
 {
+    if (g_work < TRACING) {
+        return 0;
+    }
+    g_work = IN_LOAD_POINT;
     SetOfferedLoad(g_settings.load_list[g_step % g_settings.load_num]);
     StartLoadPoint();
     return ++g_step;
@@ -193,7 +245,7 @@ int32_t EnterLoadPoint()
 int32_t EnterLoadPointFrom(int32_t number, const char *start)
 {
     LOAD_POINT_START read;
-    if (!ReadStart(start, read)) {
+    if (g_work < TRACING || number < 0 || number >= PlannedSteps() || !ReadStart(start, read)) {
         return 0;
     }
     RestoreStart(read);
@@ -201,11 +253,14 @@ int32_t EnterLoadPointFrom(int32_t number, const char *start)
     return EnterLoadPoint();
 }
 
-// The tick up to which may be run.
+// The tick up to which may be run: 0, which is never ahead, for what is no tick.
 static uint64_t End(double until)
 {
-    const auto tick = static_cast<uint64_t>(std::max(until, 0.0));
-    return std::min(tick, g_settings.sim_ticks);
+    if (g_work != IN_LOAD_POINT || !(until > 0.0)) {
+        return 0;
+    }
+    const uint64_t last = g_settings.sim_ticks;
+    return until < static_cast<double>(last) ? static_cast<uint64_t>(until) : last;
 }
 
 void RunTo(double until)
@@ -216,6 +271,9 @@ void RunTo(double until)
 const char *WatchTo(double until)
 {
     return Guarded([until] {
+        if (g_work != IN_LOAD_POINT) {
+            return Refusal("no load point has been entered");
+        }
         g_trace = Watch(End(until));
         g_answer = TraceJson(g_trace);
         return g_answer.c_str();

@@ -4,6 +4,8 @@
 // Texts are UTF-8 and end with a zero; those that are returned stand until the next call. Where
 // JSON is returned, an object with the member "error" tells in words why nothing was done. Ticks
 // are microseconds since the load point began, in doubles since a page has no integers of 64 bits.
+// What is called out of turn does nothing: it answers with an error, with 0 or, FindNext, with -1.
+// A tick that lies behind the clock, or is no number, is reached already.
 //
 // All state lies in the memory of the instance: whoever copies the memory between two calls and
 // puts it back later is where it was, files excepted. Pages go back in a trace by that.
@@ -17,7 +19,8 @@ extern "C" {
 // a text each, and "network": where the stations are ("stations", metres), whose frames each
 // receives and whose carrier it senses ("receives", "senses"), the way of each flow ("paths"), and
 // for each station what is hidden from it ("hidden": pairs of a station that it does not sense, and
-// the receiver of its packets at which that one is heard). Ends a trace; no run may be going on.
+// the receiver of its packets at which that one is heard). Ends a trace; refused while a run goes
+// on.
 const char *OpenExperiment(const char *path);
 
 // Begins a run of the experiment that was opened last, with results below the directory `out`, and
