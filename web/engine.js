@@ -63,13 +63,15 @@ export class Simulator {
         }
     }
 
-    get isBusy() {
-        return this.#works.size > 0;
+    get isBegun() {
+        return this.#worker !== null;
     }
 
     #hear(data) {
         const work = this.#works.get(data.id); // none: it was given up
-        if (work !== undefined && data.part !== undefined) {
+        if (work !== undefined && data.isBroken) {
+            this.stop(new Error(data.error)); // the next work begins with another one
+        } else if (work !== undefined && data.part !== undefined) {
             work.tell(data.part);
         } else if (work !== undefined) {
             this.#works.delete(data.id);

@@ -3,10 +3,14 @@
 import createSimulator from 'simulator';
 
 const TRACE_SLICE = 2_000_000; // ticks between two reports of progress
+const BLOCK_WORDS = 1 << 14; // of memory, 64 KiB
 const KINDS = { collision: 0, drop: 1, timeout: 2 }; // SOUGHT of interface.h
 
 let simulator = null;
 let trace = null; // the trace that is open: settings of its experiment, and where it stands
+
+// What is wrong with a request; after all other errors the simulator is not to be trusted.
+class Refusal extends Error {}
 
 function typesOf(values) {
     return values.map((value) => (typeof value === 'string' ? 'string' : 'number'));
@@ -16,11 +20,11 @@ function call(name, ...values) {
     return simulator.ccall(name, 'string', typesOf(values), values);
 }
 
-// Calls a function of interface.h that answers with JSON; what is wrong becomes an Error.
+// Calls a function of interface.h that answers with JSON; what is wrong becomes a Refusal.
 function ask(name, ...values) {
     const answer = JSON.parse(call(name, ...values));
     if (answer.error !== undefined) {
-        throw new Error(answer.error);
+        throw new Refusal(answer.error);
     }
     return answer;
 }
@@ -67,15 +71,38 @@ function run(request, tell) {
     return { files: request.keeps ? filesBelow('/run', '', {}) : null };
 }
 
-// The whole state of the simulator is its memory (interface.h).
+function isZero(block) {
+    for (let i = 0; i < block.length; i += 1) {
+        if (block[i] !== 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+function blocksOfMemory() {
+    const words = new Int32Array(simulator.HEAPU8.buffer);
+    const number = Math.ceil(words.length / BLOCK_WORDS);
+    const blockAt = (i) => words.subarray(i * BLOCK_WORDS, (i + 1) * BLOCK_WORDS);
+    return Array.from({ length: number }, (_, i) => blockAt(i));
+}
+
+// The whole state of the simulator is its memory (interface.h). Most of that is room for packets
+// that has never been used: blocks of zeros are neither kept nor written, which would double it.
 function remember() {
-    trace.memory = simulator.HEAPU8.slice();
+    trace.memory = blocksOfMemory().map((block) => (isZero(block) ? null : block.slice()));
     trace.remembered = trace.entered;
 }
 
 function goBack() {
-    simulator.HEAPU8.set(trace.memory);
-    simulator.HEAPU8.fill(0, trace.memory.length);
+    blocksOfMemory().forEach((block, i) => {
+        const kept = trace.memory[i] ?? null; // none: the memory has grown since
+        if (kept !== null) {
+            block.set(kept);
+        } else if (!isZero(block)) {
+            block.fill(0);
+        }
+    });
     trace.entered = trace.remembered;
 }
 
@@ -89,7 +116,7 @@ function runTo(until, tell, done, all) {
 function openTrace(request) {
     open(request);
     if (number('BeginTrace') === 0) {
-        throw new Error('memory is short');
+        throw new Refusal('memory is short');
     }
     trace = { ...request, entered: 0, remembered: 0 };
     remember();
@@ -177,6 +204,9 @@ self.addEventListener('message', async ({ data }) => {
         current = data.id;
         self.postMessage({ id: data.id, answer: WORKS[data.work](data.request, tell) });
     } catch (error) {
-        self.postMessage({ id: data.id, error: error.message ?? String(error) });
+        const isBroken = !(error instanceof Refusal);
+        const why = error.message ?? String(error);
+        const told = isBroken ? `the simulator has failed; is memory short? (${why})` : why;
+        self.postMessage({ id: data.id, error: told, isBroken });
     }
 });
