@@ -1,18 +1,12 @@
-// The page: one experiment, what it is changed to, and the runs that follow from that. Whoever
-// changes something ends the runs that go on; nothing of them is shown any more.
+// The page: one experiment, what it is changed to, and what is shown of the runs that follow.
 import { zipSync } from 'fflate';
 import { createCurves } from './curves.js';
-import { html } from './dom.js';
-import { Simulator, Stopped } from './engine.js';
-import {
-    decodeLink,
-    encodeLink,
-    parseExperiment,
-    sketchOf,
-    writeExperiment,
-} from './experiment.js';
+import { download, html } from './dom.js';
+import { Simulator } from './engine.js';
+import { decodeLink, encodeLink, parseExperiment, writeExperiment } from './experiment.js';
 import { createMap } from './map.js';
 import { createPanel } from './panel.js';
+import { Runs } from './runs.js';
 import { createTimeline } from './timeline.js';
 
 const FIRST = 'example-published';
@@ -22,29 +16,22 @@ const LOOK_OF_WHOLE =
 const LINK = '#e=';
 const QUICK_MS = 800; // that the tracer may take for a timeline that nobody has asked for
 const SETTLED_US = 2000; // into the window: something goes on by then
-const MOST_STARTS = 2000; // of 10 kB each
+const ADDRESS_MS = 5000; // until the address is tried again
 const NAME = 'experiment'; // in messages, of what has no file
 
 const presets = JSON.parse(document.getElementById('experiments').textContent);
 const encoder = new TextEncoder();
 const byId = (id) => document.getElementById(id);
 
-const simulators = {
-    reader: new Simulator(), // reads experiments; never busy for long
-    sketcher: new Simulator(), // runs a short one first
-    runner: new Simulator(), // runs it whole
-    tracer: new Simulator(), // stands at a tick of it
-};
+const reader = new Simulator(); // reads experiments; never busy for long
 const state = {
     experiment: null, // with all keys, a seed too
     network: null,
     name: NAME, // of the preset or file that it was
     isChanged: false, // since then
     reading: 0, // counts what is read, so that the last one wins
-    isTraced: false, // the tracer has the experiment
-    files: null, // results, once it has been run
-    starts: [], // by load point that the run has passed: where a trace can begin
-    times: {}, // seconds from the beginning of the run to its first curve and to its end
+    changing: null, // the change by a field that was made last, a promise
+    done: 0, // load points that the run has passed
 };
 
 function say(text) {
@@ -61,7 +48,7 @@ async function read(bytes, name) {
     state.reading += 1;
     const { reading } = state;
     const isLast = () => reading === state.reading;
-    const answer = await simulators.reader.ask('open', { bytes, name }).catch((error) => {
+    const answer = await reader.ask('open', { bytes, name }).catch((error) => {
         if (isLast()) {
             throw error;
         }
@@ -109,20 +96,31 @@ async function change(experiment, key) {
 }
 
 function take({ experiment, network, warnings }, name, isChanged = false) {
-    const isTraced = false;
-    Object.assign(state, { experiment, network, name, isChanged, isTraced, files: null });
-    complain('');
+    Object.assign(state, { experiment, network, name, isChanged });
     panel.show(experiment);
     showMap();
     map.setNetwork(network);
     showWarnings(warnings);
     showPreset();
-    history.replaceState(null, '', LINK + encodeLink(writeExperiment(experiment)));
+    showAddress();
     document.title = `${experiment.title ?? 'dcfsim'} - dcfsim`;
-    simulators.tracer.stop();
+    runs.stopTrace();
     timeline.setExperiment({ ...experiment, ticks: Number(experiment.ticks), from: firstTick() });
     curves.setExperiment(experiment);
     run();
+}
+
+function linkOf(experiment) {
+    return LINK + encodeLink(writeExperiment(experiment));
+}
+
+// Browsers refuse to change the address very often, and some throw: it is tried again then.
+function showAddress() {
+    try {
+        history.replaceState(null, '', linkOf(state.experiment));
+    } catch {
+        setTimeout(showAddress, ADDRESS_MS);
+    }
 }
 
 function showMap() {
@@ -151,7 +149,7 @@ function setRunning(isRunning) {
     byId('stop').disabled = !isRunning;
     byId('again').disabled = isRunning;
     byId('progress').hidden = !isRunning;
-    byId('save-results').disabled = state.files === null;
+    byId('save-results').disabled = runs.files === null;
 }
 
 function pointNumber() {
@@ -164,145 +162,75 @@ function firstTick() {
     return Math.min(Number(window[0]) + SETTLED_US, Number(ticks) - 1);
 }
 
-// Runs the experiment anew: a short one at some loads to see at once what is coming, and itself.
 function run() {
-    state.files = null;
-    state.starts = [undefined];
-    state.times = { begin: performance.now() };
-    simulators.sketcher.stop();
-    simulators.runner.stop();
+    state.done = 0;
     byId('progress').value = 0;
-    setRunning(true);
+    complain('');
     say('running');
-    sketch(state.experiment);
-    runWhole(state.experiment);
+    runs.begin(state.experiment);
+    setRunning(true);
 }
 
-function noteTime(name) {
-    state.times[name] ??= (performance.now() - state.times.begin) / 1000;
-}
-
-async function sketch(experiment) {
-    const { sketcher } = simulators;
-    const bytes = encoder.encode(writeExperiment(sketchOf(experiment)));
-    const show = ({ point }) => {
-        if (point !== undefined) {
-            const index = experiment.loads_kbps.indexOf(point.load_kbps);
-            curves.setPoint({ ...point, index }, 'preview');
-            noteTime('first');
+const runs = new Runs({
+    point: (point, stage) => {
+        curves.setPoint(point, stage);
+        if (stage === 'exact') {
+            state.done += 1;
+            say(`load point ${state.done} of ${pointNumber()}`);
         }
-    };
-    try {
-        await sketcher.ask('run', { bytes, name: NAME, keeps: false }, show);
-        sketcher.stop(); // its memory is not needed any more
-    } catch {
-        // The run itself tells what is wrong.
-    }
-}
-
-async function runWhole(experiment) {
-    const begin = performance.now();
-    const bytes = encoder.encode(writeExperiment(experiment));
-    let done = 0;
-    const show = ({ share, point, next }) => {
-        byId('progress').value = share ?? byId('progress').value;
-        if (point !== undefined) {
-            done += 1;
-            if (done < MOST_STARTS) {
-                state.starts.push(next);
-            }
-            noteTime('first');
-            say(`load point ${done} of ${pointNumber()}`);
-            curves.setPoint(point, 'exact');
-        }
-    };
-    try {
-        const { files } = await simulators.runner.ask(
-            'run',
-            { bytes, name: NAME, keeps: true },
-            show,
-        );
-        state.files = files;
-        noteTime('all');
-        simulators.runner.stop();
+    },
+    share: (share) => {
+        byId('progress').value = share;
+    },
+    ended: (ms) => {
         setRunning(false);
-        const ms = performance.now() - begin;
         say(`all ${pointNumber()} load points are run, in ${(ms / 1000).toFixed(1)} s`);
         timeline.offer(QUICK_MS / (ms / pointNumber()));
-    } catch (error) {
-        if (!(error instanceof Stopped)) {
-            setRunning(false);
-            say('the run has ended early');
-            complain(error.message);
-        }
-    }
-}
+    },
+    failed: (message) => {
+        setRunning(false);
+        say('the run has ended early');
+        complain(message);
+    },
+});
 
 function stop() {
-    simulators.sketcher.stop();
-    simulators.runner.stop();
+    runs.stop();
     setRunning(false);
     say('stopped');
 }
 
-// The tracer, with the experiment opened in it.
-async function traced() {
-    const { tracer } = simulators;
-    if (!state.isTraced) {
-        const { experiment } = state;
-        state.isTraced = true;
-        try {
-            await tracer.ask('openTrace', {
-                bytes: encoder.encode(writeExperiment(experiment)),
-                name: NAME,
-                loads: experiment.loads_kbps.length,
-                ticks: Number(experiment.ticks),
-            });
-        } catch (error) {
-            state.isTraced &&= state.experiment !== experiment; // an other one may be open by now
-            throw error;
-        }
-    }
-    return tracer;
-}
-
+// Asks for a trace, and shows how far it is.
 async function trace(work, request, text) {
-    const tracer = await traced();
-    const start = state.starts[request.trial * state.experiment.loads_kbps.length + request.index];
     const tell = ({ share }) => {
         if (share !== undefined) {
             timeline.setBusy(`${text}: ${Math.floor(100 * share)} %`);
         }
     };
     try {
-        return await tracer.ask(work, { ...request, start }, tell);
+        return await runs.trace(work, request, tell);
     } finally {
         timeline.setBusy(null);
     }
 }
 
-function stopTrace() {
-    state.isTraced = false;
-    simulators.tracer.stop();
-}
-
-function download(bytes, name, type) {
-    const address = URL.createObjectURL(new Blob([bytes], { type }));
-    html('a', { href: address, download: name }).click();
-    setTimeout(() => URL.revokeObjectURL(address), 60_000);
-}
-
 function saveResults() {
-    download(zipSync(state.files, { level: 6 }), 'dcfsim-results.zip', 'application/zip');
+    download(zipSync(runs.files, { level: 6 }), 'dcfsim-results.zip', 'application/zip');
 }
 
-function saveExperiment() {
-    download(writeExperiment(state.experiment), 'experiment.json', 'application/json');
+// The click may be what ends the typing in a field: that change is part of what is saved.
+async function saveExperiment() {
+    await state.changing;
+    if (state.experiment !== null) {
+        download(writeExperiment(state.experiment), 'experiment.json', 'application/json');
+    }
 }
 
 async function openFile(file) {
-    if (file !== undefined) {
+    try {
         await open(new Uint8Array(await file.arrayBuffer()), file.name);
+    } catch (error) {
+        complain(`${file.name}: ${error.message}`); // not to be read, or too large for that
     }
 }
 
@@ -320,6 +248,14 @@ async function openAddress() {
     } catch (error) {
         complain(error.message);
         return false;
+    }
+}
+
+// Whatever comes of an address that is typed, it tells the experiment that is shown.
+async function followAddress() {
+    await openAddress();
+    if (state.experiment !== null) {
+        showAddress();
     }
 }
 
@@ -359,8 +295,13 @@ async function move(station, x, y, isFinal) {
     }
 }
 
-const map = createMap(byId('map'), { move, select: () => {} });
-const panel = createPanel(byId('panel'), { change, listOf });
+const map = createMap(byId('map'), { move });
+const panel = createPanel(byId('panel'), {
+    change: (experiment, key) => {
+        state.changing = change(experiment, key);
+    },
+    listOf,
+});
 const curves = createCurves(byId('curves'), {
     chooseLoad: (index) => {
         byId('timeline-head').scrollIntoView({ block: 'start' });
@@ -373,7 +314,7 @@ const timeline = createTimeline(byId('timeline'), {
     find: async (trial, index, kind, tick) =>
         (await trace('find', { trial, index, kind, tick }, 'looking')).tick,
     tell: async (frame) => (await trace('tell', { frame }, 'reading')).sentences,
-    stop: stopTrace,
+    stop: () => runs.stopTrace(),
 });
 
 function redraw() {
@@ -405,8 +346,10 @@ function pin() {
 }
 
 async function copyLink() {
+    await state.changing;
     try {
-        await navigator.clipboard.writeText(location.href);
+        const [page] = location.href.split('#');
+        await navigator.clipboard.writeText(page + linkOf(state.experiment));
         say('the address is copied; it holds the experiment');
     } catch {
         say('the address above holds the experiment: copy it from there');
@@ -425,7 +368,7 @@ function begin() {
     listen('preset', 'change', ({ target }) => target.value !== '' && openPreset(target.value));
     listen('open', 'click', () => byId('file').click());
     listen('file', 'change', async ({ target }) => {
-        await openFile(target.files[0]);
+        await Promise.all([...target.files].map(openFile));
         target.value = ''; // the same file may be opened again
     });
     listen('save', 'click', saveExperiment);
@@ -440,14 +383,14 @@ function begin() {
     document.querySelector('.side').open = !matchMedia('(max-width: 800px)').matches;
     showTheme(darkMedia.matches);
     darkMedia.addEventListener('change', () => showTheme(darkMedia.matches));
-    addEventListener('hashchange', openAddress);
+    addEventListener('hashchange', followAddress);
     // For those who drive the page by a program.
     window.dcfsim = {
         experiment: () => (state.experiment === null ? '' : writeExperiment(state.experiment)),
         network: () => state.network,
         points: () => curves.points(),
-        files: () => state.files,
-        times: () => state.times,
+        files: () => runs.files,
+        times: () => runs.times,
         traceTable: async () => (await trace('table', {}, 'reading')).text,
     };
 }
@@ -458,8 +401,9 @@ async function openFirst() {
     const isOpen = await openAddress();
     if (!isOpen && state.experiment === null) {
         const message = byId('message').textContent;
-        await openPreset(FIRST);
-        complain(message);
+        if (await openPreset(FIRST)) {
+            complain(message);
+        }
     }
 }
 
