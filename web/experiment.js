@@ -2,8 +2,9 @@
 // opened comes out changed.
 import { unzlibSync, zlibSync } from 'fflate';
 
-// Texts are passed over, long integers marked; the mark cannot stand in a text.
-const TOKENS = /"(?:[^"\\]|\\.)*"|-?\d{16,}(?![\d.eE])/g;
+// Texts are passed over, long integers marked, but no long fractions; the mark cannot stand in a
+// text.
+const TOKENS = /"(?:[^"\\]|\\.)*"|(?<![\d.])-?\d{16,}(?![\d.eE])/g;
 const MARK = '\u0000';
 
 // Parses a text that the simulator has taken.

@@ -271,7 +271,6 @@ function choose(map, station) {
     if (station !== map.chosen) {
         map.chosen = station;
         draw(map);
-        map.actions.select(station);
     }
 }
 
@@ -361,8 +360,24 @@ function pressKey(map, event) {
         const step = event.altKey ? 0.1 : event.shiftKey ? 10 : 1;
         const [dx, dy] = ARROW_KEYS[event.key];
         const [x, y] = map.places[station];
-        place(map, station, roundTo(x + dx * step, 0.1), roundTo(y + dy * step, 0.1), true);
+        map.held = event.repeat ? station : null;
+        place(
+            map,
+            station,
+            roundTo(x + dx * step, 0.1),
+            roundTo(y + dy * step, 0.1),
+            !event.repeat,
+        );
         event.preventDefault();
+    }
+}
+
+// A held key has moved a station up to here.
+function releaseKey(map) {
+    if (map.held !== null) {
+        const station = map.held;
+        map.held = null;
+        place(map, station, ...map.places[station], true);
     }
 }
 
@@ -399,6 +414,8 @@ function build(map, root) {
     }
     map.stations = Array.from({ length: STATIONS }, (_, i) => makeStation(map, i));
     map.svg.addEventListener('keydown', (event) => pressKey(map, event));
+    map.svg.addEventListener('keyup', () => releaseKey(map));
+    map.svg.addEventListener('focusout', () => releaseKey(map));
     map.svg.addEventListener('click', (event) => event.target === map.svg && choose(map, null));
     map.legend = document.createElement('p');
     map.legend.className = 'map-legend';
@@ -427,8 +444,8 @@ function setExperiment(map, experiment) {
 }
 
 // Makes the map inside `root`. Places and ranges are in metres, y downwards. Calls
-// actions.move(station, x, y, isFinal) once per frame of a drag and at its end, and
-// actions.select(station or null).
+// actions.move(station, x, y, isFinal) once per frame of a drag and at its end, and for each arrow
+// key; while one is held, not finally until it is let go.
 export function createMap(root, actions) {
     const map = {
         actions,
@@ -437,6 +454,7 @@ export function createMap(root, actions) {
         chosen: null,
         view: null,
         drag: null,
+        held: null, // the station that a held arrow key moves
         layers: {},
     };
     build(map, root);
@@ -452,11 +470,6 @@ export function createMap(root, actions) {
             map.network = network;
             draw(map);
         },
-        select: (station) => {
-            map.chosen = station;
-            draw(map);
-        },
-        selected: () => map.chosen,
         redraw: () => draw(map),
     };
 }

@@ -22,7 +22,7 @@ function readList(text) {
 }
 
 // "0, 1000, .., 35000" for 0, 1000, 2000 and so on.
-export function readLoads(text) {
+function readLoads(text) {
     const SEVERAL = /^\s*(\d+)[\s,]+(\d+)[\s,]+\.{2,3}[\s,]*(\d+)\s*$/;
     const LIMIT = 1001; // one more than are allowed, so that the simulator tells what is
     const match = SEVERAL.exec(text);
@@ -38,7 +38,7 @@ export function readLoads(text) {
     return Array.from({ length: number }, (_, i) => first + i * step);
 }
 
-export function writeLoads(loads) {
+function writeLoads(loads) {
     const step = loads[1] - loads[0];
     const isEven = loads.every((load, i) => load === loads[0] + i * step);
     return loads.length > 4 && isEven
