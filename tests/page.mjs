@@ -75,7 +75,7 @@ const TALKERS = JSON.stringify({
     loads_kbps: [300],
     ticks: 1000000,
     window: [0, 999999],
-    stations_m: Array.from({ length: 10 }, (_, i) => [30 * (i % 5), i < 5 ? 0 : 35]),
+    stations_m: Array.from({ length: 10 }, (_, i) => [30 * (i % 5), i < 5 ? 0.1 + 0.2 : 35]),
     flows: Array.from({ length: 10 }, (_, i) => ({ from: i, to: i ^ 1 })),
 });
 
@@ -127,6 +127,22 @@ async function stations(tab) {
         Object.assign([...dragged], { 9: [left - 20, top - 1] }),
     );
     await sameNeighbours(tab);
+    await heldKey(tab);
+}
+
+// A station that a held key moves is one change when the key is let go.
+async function heldKey(tab) {
+    const placeOf = async () => (await experimentOf(tab)).stations_m[9];
+    await (await find(tab, 'station-9')).evaluate((each) => each.focus());
+    const { keyboard } = tab.page;
+    const [x, y] = await placeOf();
+    await change(tab, () => keyboard.down('ArrowRight'));
+    for (let repeat = 0; repeat < 4; repeat += 1) {
+        await keyboard.down('ArrowRight');
+    }
+    assert.deepEqual(await placeOf(), [x + 1, y]);
+    await change(tab, () => keyboard.up('ArrowRight'));
+    assert.deepEqual(await placeOf(), [x + 5, y]);
 }
 
 const sameStory = (tab, { tick, station, frame, peer }) =>
@@ -157,6 +173,13 @@ async function timeline(tab) {
     await show(tab, place);
     await frames(tab, behind, place.from);
     await searches(tab, behind, place);
+    // What a change ends is not told of any more.
+    await (await find(tab, 'timeline-load')).select('1');
+    await click(tab, 'timeline-show');
+    await click(tab, 'timeline-next-drop');
+    await choosePreset(tab, 'few-ticks');
+    await ended(tab);
+    assert.doesNotMatch(await textOf(tab, 'timeline-status'), /[Ss]topped|Cannot/);
 }
 
 // Frames are chosen by mouse and by keys.
@@ -207,13 +230,17 @@ async function saving(tab) {
     const zip = await support.downloaded(tab, 'save-results', 'dcfsim-results.zip');
     execFileSync('python3', ['-m', 'zipfile', '-e', zip, folder]);
     sameRun(support.readRun(folder), wanted);
+    await (await find(tab, 'panel-data_bytes')).click({ count: 3 });
+    await tab.page.keyboard.type('900'); // and left by the click on the button
     const saved = await support.downloaded(tab, 'save', 'experiment.json');
-    assert.equal(readFileSync(saved, 'utf8'), text);
+    const changed = await get(tab, 'experiment');
+    assert.equal(changed, text.replace(/"data_bytes": \d+/, '"data_bytes": 900'));
+    assert.equal(readFileSync(saved, 'utf8'), changed);
     const { status, out } = await support.check(tab.world, saved);
-    assert.deepEqual([status, out], [0, text]);
+    assert.deepEqual([status, out], [0, changed]);
     await choosePreset(tab, 'few-ticks');
     await change(tab, () => support.chooseFile(tab, saved));
-    assert.equal(await get(tab, 'experiment'), text);
+    assert.equal(await get(tab, 'experiment'), changed);
 }
 
 const hasPoints = (tab, n) => until(tab, (least) => window.dcfsim.points().length >= least, n);
@@ -278,9 +305,11 @@ async function links(tab) {
 // In an open page all stays; a fresh one begins with the first experiment.
 async function badLink(tab, link) {
     const before = await held(tab);
+    const address = await tab.page.evaluate(() => location.href);
     await tab.page.evaluate((hash) => (location.hash = hash), link);
     await find(tab, 'message', { visible: true });
     assert.deepEqual(await held(tab), before);
+    await until(tab, (old) => location.href === old, address);
     await tab.page.click('#dismiss');
     await withTab(tab.world, link, async (other) => {
         await hasPoints(other, 1);
@@ -400,5 +429,26 @@ async function pinning(tab) {
     await until(tab, (text) => !document.querySelector('.curves').innerText.includes(text), title);
 }
 
-const CASES = [presets, stations, timeline, saving, changes, links, files, panel, layout, pinning];
+// Where the first simulator cannot begin that is told, and the next choice begins another.
+async function failing(tab) {
+    await tab.page.evaluateOnNewDocument(() => {
+        const Whole = window.Worker;
+        window.Worker = function makeBroken() {
+            window.Worker = Whole;
+            const code = document.getElementById('worker-code').textContent;
+            const fault = 'WebAssembly.instantiate = () => Promise.reject(new Error("no room"));';
+            return new Whole(URL.createObjectURL(new Blob([fault, code])));
+        };
+    });
+    await tab.page.reload();
+    await says(tab, 'message', 'no room');
+    await tab.page.select('#preset', 'few-ticks');
+    await runEnds(tab);
+    assert.equal(await textOf(tab, 'message'), '');
+}
+
+const CASES = [
+    ...[presets, stations, timeline, saving, changes, links],
+    ...[files, panel, layout, pinning, failing],
+];
 await support.runCases(process.argv.slice(2), CASES);

@@ -43,7 +43,7 @@ const CHARTS = [
 ];
 
 // Whole powers of ten around the values, for a logarithmic axis.
-export function decades(low, high) {
+function decades(low, high) {
     if (!(low > 0)) {
         return [0.1, 100];
     }
@@ -53,7 +53,7 @@ export function decades(low, high) {
 
 // The rows of all charts by ascending load: those of the experiment, and those that only the
 // pinned one has (index null).
-export function rowsOf(loads, pinnedLoads = []) {
+function rowsOf(loads, pinnedLoads = []) {
     const rows = loads.map((load, index) => ({ load, index, pinnedIndex: null }));
     const byLoad = new Map(rows.map((row) => [row.load, row]));
     pinnedLoads.forEach((load, pinnedIndex) => {
@@ -68,7 +68,7 @@ export function rowsOf(loads, pinnedLoads = []) {
 }
 
 // Makes gaps reach to the values around them: what is not there beside a null becomes null.
-export function widenGaps(values) {
+function widenGaps(values) {
     for (const step of [1, -1]) {
         let isGap = false;
         for (let n = 0, i = step > 0 ? 0 : values.length - 1; n < values.length; n++, i += step) {
@@ -485,7 +485,6 @@ export function createCurves(root, actions) {
         pin: (name) => pin(curves, name),
         pinned: () => curves.pinned,
         points: () => exactPoints(curves),
-        clear: () => clear(curves),
         redraw: () => schedule(curves),
     };
 }

@@ -81,14 +81,12 @@ class Timeline {
         this.clear();
     }
 
-    // Shows what was looked at before the experiment was changed, or else the chosen load, or one
-    // below it, as long as not more than `most` load points have to be run for that.
+    // Shows what was looked at before the experiment was changed, or else the chosen load, as long as
+    // not more than the part `most` of a load point has to be run for that.
     offer(most) {
         const { trial, index, from = this.begin, ticks } = this.last ?? this.chosen();
-        const way = trial * this.loads.length + from / this.ticks;
-        const nearest = Math.min(index, Math.floor(most - way));
-        if (this.point === null && nearest >= 0 && (this.last === null || nearest === index)) {
-            this.open({ trial, index: nearest, from, ticks });
+        if (this.point === null && from / this.ticks <= most) {
+            this.open({ trial, index, from, ticks });
         }
     }
 
@@ -216,16 +214,6 @@ class Timeline {
         this.draw();
     }
 
-    show(trace) {
-        this.setPoint(trace);
-        this.adopt(trace);
-        const seen = ticksIn(this.layout, this.view);
-        const { first } = this.view;
-        const isInside = first >= trace.from && first + seen <= trace.until;
-        const scale = this.layout.plot / Math.min(FIRST_TICKS, trace.until - trace.from);
-        this.setView(isInside ? this.view : { first: trace.from, scale });
-    }
-
     open({ trial, index, from, ticks }) {
         this.setPoint({ trial, index });
         const seen = ticks ?? ticksIn(this.layout, this.view);
@@ -270,9 +258,12 @@ class Timeline {
             return;
         }
         this.setPoint(this.point ?? this.chosen());
-        await this.loading;
-        const start = this.start();
         const { epoch } = this;
+        await this.loading;
+        if (epoch !== this.epoch) {
+            return;
+        }
+        const start = this.start();
         try {
             const tick = await this.find(kind, start);
             if (epoch !== this.epoch) {
@@ -283,9 +274,13 @@ class Timeline {
                 return;
             }
             await this.goTo(tick);
-            this.say(foundText(this.part.trace, kind, tick));
+            if (epoch === this.epoch && !this.isHalted) {
+                this.say(foundText(this.part.trace, kind, tick));
+            }
         } catch (error) {
-            this.fail(error);
+            if (epoch === this.epoch) {
+                this.fail(error);
+            }
         }
     }
 
@@ -322,7 +317,9 @@ class Timeline {
                 this.tellLines(lines);
             }
         } catch (error) {
-            this.say(error?.message ?? String(error));
+            if (told === this.told) {
+                this.say(error.message);
+            }
         }
     }
 
@@ -338,7 +335,12 @@ class Timeline {
         if (this.part.trace.frames[place] === undefined) {
             const { from, until } = this.part.trace;
             if (way > 0 ? until < this.ticks : from > 0) {
-                await this.goTo(way > 0 ? until : from);
+                const going = this.goTo(way > 0 ? until : from);
+                const { epoch } = this;
+                await going;
+                if (epoch !== this.epoch || this.isHalted) {
+                    return;
+                }
             }
             place = placeOf(this.part.trace.frames);
         }
@@ -426,19 +428,15 @@ class Timeline {
     }
 }
 
-// Makes a timeline in `root`. Ticks are of 1 us; `goTo` and `open` resolve when all is loaded or has
-// failed, which the status line tells; `open` takes what `selection` gives.
+// Makes a timeline in `root`. Ticks are of 1 us; `open` resolves when all is loaded or has failed,
+// which the status line tells.
 export function createTimeline(root, actions) {
     const timeline = new Timeline(root, actions);
     return {
         setExperiment: (experiment) => timeline.setExperiment(experiment),
         offer: (most) => timeline.offer(most),
-        show: (trace) => timeline.show(trace),
-        goTo: (tick) => timeline.goTo(tick),
         open: (selection) => timeline.open(selection),
         setBusy: (text) => timeline.setBusy(text),
-        selection: () => timeline.selection(),
-        clear: () => timeline.clear(),
         redraw: () => timeline.draw(),
     };
 }

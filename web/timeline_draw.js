@@ -330,7 +330,7 @@ function drawOverlaps(sheet, lane, top) {
 }
 
 // The alarms of a station at one tick, as one text: classes of collisions stand once.
-export function alarmText(marks) {
+function alarmText(marks) {
     const of = (kind) => marks.filter((mark) => mark[2] === kind).map((mark) => mark[3] ?? '');
     const classes = of('collision').map((detail) => detail.split(' ')[0]);
     const texts = classes.length > 0 ? [['✕', ...new Set(classes)].join(' ')] : [];

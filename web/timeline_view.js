@@ -38,7 +38,7 @@ export function xAt(layout, view, tick) {
     return layout.left + (tick - view.first) * view.scale;
 }
 
-export function tickAt(layout, view, x) {
+function tickAt(layout, view, x) {
     return view.first + (x - layout.left) / view.scale;
 }
 
