@@ -1,5 +1,5 @@
 #!/usr/bin/env node
-// Draws docs/page.png: the page with the published layout, a chosen station, and a frame's story.
+// Draws docs/page.png: the page with hidden senders, a chosen station, and a frame's story.
 //     web/build && scripts/draw-page.mjs
 import { createRequire } from 'node:module';
 import { dirname, join } from 'node:path';
