@@ -114,7 +114,8 @@ MakeCopy() {
     grep -q '^CMAKE_BUILD_TYPE:STRING=Release' "$BIN/CMakeCache.txt" ||
         Skip 'the pages tell of the release build'
     mkdir -p copy/build/release
-    (cd "$SOURCE" && tar -c --exclude=./build --exclude=./result --exclude=./.git .) | tar -x -C copy
+    (cd "$SOURCE" && tar -c --exclude=./build --exclude=./result --exclude=./.git \
+        --exclude=./web/node_modules .) | tar -x -C copy
     cd copy
     local program file
     for file in "$BIN"/dcfsim* "$BIN"/libdcfsim_core.a; do
