@@ -86,7 +86,7 @@ std::string EndExperiment(const EXPERIMENT_RUN &run)
 
 std::string RunExperiment(const EXPERIMENT_RUN &run)
 {
-    const std::string why = BeginExperiment(run);
+    std::string why = BeginExperiment(run);
     if (!why.empty()) {
         return why;
     }
