@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <nlohmann/json.hpp>
 
 #include "driver/state.h"
@@ -34,7 +36,8 @@ void TellProgress(double share)
 class PageTest : public testing::Test
 {
   protected:
-    const fs::path dir = fs::path(testing::TempDir()) / "dcfsim-page-test";
+    // Of its own: cases run side by side.
+    const fs::path dir = fs::path(testing::TempDir()) / ("dcfsim-page-" + std::to_string(getpid()));
 
     PageTest()
     {
