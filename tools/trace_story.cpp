@@ -4,7 +4,7 @@
 //
 //     sender    |  frame  |  awaits                 | answered, or not: the span behind the frame
 //     receiver  |         | SIFS |  answer          | the frame behind the SIFS behind the frame
-//     others    |NAV                                | a frame is on the air, and is the latest copy
+//     others    |NAV                                | the frame is the copy that came last
 #include "tools/trace_story.h"
 
 #include <algorithm>
@@ -242,14 +242,15 @@ static bool IsLatestCopy(const TRACE &trace, size_t place, int station, uint64_t
     return is_copied(trace.frames[place]) && std::none_of(later, trace.frames.end(), is_copied);
 }
 
-// Whether a NAV raised at a station in a tick is of this frame: the latest copy, on the air at
-// least up to this tick. An ACK sets none.
+// Whether a NAV raised at a station in a tick is of this frame. An ACK sets none.
 static bool IsNavOf(const TRACE &trace, size_t place, int station, uint64_t tick)
 {
     const FRAME &frame = trace.frames[place];
-    return frame.is_begun && frame.type != FRAME_ACK && tick <= frame.end &&
-           IsLatestCopy(trace, place, station, tick);
+    return frame.is_begun && frame.type != FRAME_ACK && IsLatestCopy(trace, place, station, tick);
 }
+
+// The end of an overlap leaves a CTS that came into it; it is taken when enough has been heard.
+static const char *const LATE_NAV = ", though it is over: its copy was kept";
 
 static void TellNavs(STORY &story, const TRACE &trace, size_t place)
 {
@@ -260,7 +261,7 @@ static void TellNavs(STORY &story, const TRACE &trace, size_t place)
         if (set != 0) {
             Say(story, AtTick(tick) + Stations(set) + " set" + Ending(set) +
                            (std::has_single_bit(set) ? " its" : " their") + " NAV to " +
-                           Count(ticks, "tick"));
+                           Count(ticks, "tick") + (tick > trace.frames[place].end ? LATE_NAV : ""));
         }
         set = 0;
     };
