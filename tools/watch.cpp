@@ -441,13 +441,27 @@ static void AddEvents(WATCHER &watcher)
     }
 }
 
+// Ticks plainly as long as it lives.
+struct PLAIN_TICKING {
+    const bool was = g_plain_ticking;
+    PLAIN_TICKING()
+    {
+        g_plain_ticking = true;
+    }
+    ~PLAIN_TICKING()
+    {
+        g_plain_ticking = was;
+    }
+    PLAIN_TICKING(const PLAIN_TICKING &) = delete;
+    PLAIN_TICKING &operator=(const PLAIN_TICKING &) = delete;
+};
+
 TRACE Watch(uint64_t until)
 {
     WATCHER watcher = {};
     watcher.trace.from = g_sim_time;
     watcher.trace.until = g_sim_time;
-    const bool was_plain = g_plain_ticking;
-    g_plain_ticking = true;
+    const PLAIN_TICKING plain;
     Begin(watcher);
     while (g_sim_time < until) {
         const uint64_t sent = g_no;
@@ -461,6 +475,5 @@ TRACE Watch(uint64_t until)
         std::copy(std::begin(watcher.after), std::end(watcher.after), watcher.before);
         ++watcher.trace.until;
     }
-    g_plain_ticking = was_plain;
     return std::move(watcher.trace);
 }
