@@ -321,8 +321,10 @@ async function badLink(tab, link) {
 
 // Files that are no experiments: told as the program tells it, and all stays as it was.
 async function files(tab) {
-    await openText(tab, TALKERS);
+    await openText(tab, TALKERS, 'example-hidden'); // the name of a preset, which it is not
     await ended(tab);
+    assert.equal(await tab.page.$eval('#preset', (each) => each.value), '');
+    assert.equal(await textOf(tab, 'look'), 'An experiment of your own.');
     const before = await held(tab);
     for (const [name, content] of Object.entries({
         'no.json': 'these are words',

@@ -277,8 +277,8 @@ export async function chooseFile(tab, path) {
     await chooser.accept([path]);
 }
 
-export async function openText(tab, text) {
-    await change(tab, () => chooseFile(tab, writeFresh(tab.world, 'opened.json', text)));
+export async function openText(tab, text, name = 'opened.json') {
+    await change(tab, () => chooseFile(tab, writeFresh(tab.world, name, text)));
 }
 
 // The file that a click on a button downloads.

@@ -28,6 +28,7 @@ const state = {
     experiment: null, // with all keys, a seed too
     network: null,
     name: NAME, // of the preset or file that it was
+    isPreset: false, // not a file, which may have the name of one
     isChanged: false, // since then
     reading: 0, // counts what is read, so that the last one wins
     changing: null, // the change by a field that was made last, a promise
@@ -64,11 +65,11 @@ async function read(bytes, name) {
 }
 
 // Takes an experiment that stands in bytes; what is wrong with it is told, and all stays as it was.
-async function open(bytes, name) {
+async function open(bytes, name, isPreset = false) {
     try {
         const answer = await read(bytes, name.replaceAll(/[/\0]/g, '_') || NAME);
         if (answer !== null) {
-            take(answer, name);
+            take(answer, { name, isPreset, isChanged: false });
         }
         return true;
     } catch (error) {
@@ -82,7 +83,7 @@ async function change(experiment, key) {
     try {
         const answer = await read(encoder.encode(writeExperiment(experiment)), NAME);
         if (answer !== null) {
-            take(answer, state.name, true);
+            take(answer, { isChanged: true });
         }
     } catch (error) {
         const message = error.message.replace(`${NAME}: `, '');
@@ -95,8 +96,9 @@ async function change(experiment, key) {
     }
 }
 
-function take({ experiment, network, warnings }, name, isChanged = false) {
-    Object.assign(state, { experiment, network, name, isChanged });
+// Shows an experiment that has been read, and runs it; `origin` has what of that changes.
+function take({ experiment, network, warnings }, origin) {
+    Object.assign(state, { experiment, network, ...origin });
     panel.show(experiment);
     showMap();
     map.setNetwork(network);
@@ -132,15 +134,18 @@ function showWarnings(warnings) {
     byId('warnings-box').hidden = warnings.length === 0;
 }
 
+function lookOf() {
+    if (!state.isPreset) {
+        return state.experiment.title ?? 'An experiment of your own.';
+    }
+    const text = state.name === WHOLE ? LOOK_OF_WHOLE : presets[state.name].look;
+    return state.isChanged ? `Changed from ${state.name}. Of that: ${text}` : text;
+}
+
 function showPreset() {
-    const isPreset = presets[state.name] !== undefined || state.name === WHOLE;
     // One that is changed can be chosen again, to have it back as it was.
-    byId('preset').value = isPreset && !state.isChanged ? state.name : '';
-    const look = presets[state.name]?.look;
-    const own = state.experiment.title ?? 'An experiment of your own.';
-    const text = state.name === WHOLE ? LOOK_OF_WHOLE : (look ?? own);
-    byId('look').textContent =
-        isPreset && state.isChanged ? `Changed from ${state.name}. Of that: ${text}` : text;
+    byId('preset').value = state.isPreset && !state.isChanged ? state.name : '';
+    byId('look').textContent = lookOf();
 }
 
 function setRunning(isRunning) {
@@ -236,7 +241,7 @@ async function openFile(file) {
 
 function openPreset(name) {
     const text = name === WHOLE ? '{}' : presets[name].text;
-    return open(encoder.encode(text), name);
+    return open(encoder.encode(text), name, true);
 }
 
 async function openAddress() {
