@@ -61,8 +61,9 @@ async function sameTable(tab, points) {
     const legend = await tab.page.$eval('.curves-legend', (box) => box.innerText);
     const names = points[0].flows.map((flow) => `${flow.from} to ${flow.to}`);
     assert.deepEqual(legend.match(/\d+ to \d+/g), names, 'legend');
-    const { x, y, width, height } = await (await chart.$('.u-over')).boundingBox();
     await chart.press('Home');
+    await chart.scrollIntoView();
+    const { x, y, width, height } = await (await chart.$('.u-over')).boundingBox();
     await tab.page.mouse.move(x + 0.97 * width, y + height / 2);
     await says(tab, 'curves-values', `Load ${points.at(-1).load_kbps / 1000} Mbit/s: mean of`);
     sameValues(await values(tab), points.at(-1));
