@@ -70,7 +70,9 @@ class Timeline {
         }
         this.loads = texts;
         this.begin = begin;
-        fillSelect(load, texts, isSame ? load.selectedIndex : loads.length >> 1);
+        // At low loads the first view would often have nothing in it.
+        const first = Math.floor((3 * loads.length) / 4);
+        fillSelect(load, texts, isSame ? load.selectedIndex : first);
         fillSelect(
             trial,
             Array.from({ length: trials }, (_, i) => String(i + 1)),
