@@ -10,7 +10,8 @@ import { basename, dirname, join, resolve } from 'node:path';
 import { fileURLToPath, pathToFileURL } from 'node:url';
 
 const SOURCE = dirname(dirname(fileURLToPath(import.meta.url)));
-const puppeteer = createRequire(join(SOURCE, 'web/package.json'))('puppeteer-core');
+const require = createRequire(join(SOURCE, 'web/package.json'));
+const puppeteer = require('puppeteer-core');
 
 export const EXPERIMENTS = join(SOURCE, 'experiments');
 const LONGEST_WAIT = 20_000; // ms
@@ -223,6 +224,16 @@ export async function says(tab, id, ...texts) {
 
 export function textOf(tab, id) {
     return tab.page.$eval(`[data-testid="${id}"]`, (element) => element.textContent);
+}
+
+// Complains of what screen readers and weak eyes stumble over, contrast included.
+export async function accessible(page) {
+    if (!(await page.evaluate(() => 'axe' in window))) {
+        await page.addScriptTag({ path: require.resolve('axe-core/axe.min.js') });
+    }
+    const found = await page.evaluate(async () => (await window.axe.run()).violations);
+    const faults = found.flatMap(({ help, nodes }) => nodes.map(({ html }) => `${help}: ${html}`));
+    assert.deepEqual(faults, []);
 }
 
 // Types into a field as a user does, and leaves it.

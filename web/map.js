@@ -41,6 +41,7 @@ function draw(map) {
     drawFlows(map);
     drawLeaders(map);
     map.stations.forEach((_, i) => drawStation(map, i));
+    drawLetters(map);
     drawScaleBar(map);
     say(map);
 }
@@ -189,8 +190,13 @@ function drawStation(map, i) {
     disc.classList.toggle('map-chosen', i === map.chosen);
     disc.querySelector('.map-marks').replaceChildren(
         ...[...letters].map((letter) => svg(...mark[letter])),
-        ...(letters ? [svg('text', { class: 'map-letters', x: 15, y: -9 }, letters)] : []),
     );
+}
+
+// Letters are no part of the discs, whose names would have to begin with them.
+function drawLetters(map) {
+    const texts = map.discs.map(([x, y], i) => svg('text', { x: x + 15, y: y - 9 }, badge(map, i)));
+    map.layers.letters.replaceChildren(...texts);
 }
 
 function stationLabel(map, i) {
@@ -408,7 +414,7 @@ function build(map, root) {
         role: 'group',
         'aria-label': 'Map of stations',
     });
-    for (const name of ['ranges', 'links', 'leaders', 'flows', 'stations', 'scale']) {
+    for (const name of ['ranges', 'links', 'leaders', 'flows', 'stations', 'letters', 'scale']) {
         map.layers[name] = svg('g', { class: `map-${name}` });
         map.svg.append(map.layers[name]);
     }

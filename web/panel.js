@@ -221,7 +221,7 @@ class Panel {
     }
 
     addFlows() {
-        const head = ['from', 'to', 'weight', ''].map((text) => html('th', { scope: 'col' }, text));
+        const titles = ['from', 'to', 'weight'].map((text) => html('th', { scope: 'col' }, text));
         this.flowBody = html('tbody');
         this.flowAdder = html(
             'button',
@@ -237,7 +237,7 @@ class Panel {
             'table',
             {},
             caption,
-            html('thead', {}, html('tr', {}, ...head)),
+            html('thead', {}, html('tr', {}, ...titles, html('td'))),
             this.flowBody,
         );
         const notes = this.notesOf('flows');
