@@ -27,9 +27,9 @@ static std::vector<double> Packets(double arrived, double delivered, double drop
 
 static bool IsSteadyAfter(const std::vector<std::vector<double>> &runs, size_t flow = 2)
 {
-    BALANCE balance = MakeBalance(PublishedForm());
+    BALANCE balance = MakeBalance(PublishedForm().experiment);
     for (const std::vector<double> &run : runs) {
-        AddRun(balance, run);
+        AddRun(balance, PublishedForm(), run);
     }
     return IsFlowSteady(balance, LOAD, flow);
 }
@@ -52,8 +52,9 @@ TEST(Steady, QueuesThatGrowByMoreThanNoise)
 
 TEST(Steady, WhoBelongsToAFlow)
 {
-    BALANCE balance = MakeBalance(PublishedForm());
-    AddRun(balance, Packets(5000, 1000)); // flow 2, of stations 4 and 5, has no steady state
+    BALANCE balance = MakeBalance(PublishedForm().experiment);
+    AddRun(balance, PublishedForm(),
+           Packets(5000, 1000)); // flow 2, of stations 4 and 5, has no steady state
     const struct {
         const char *kind;
         const char *thing;
@@ -64,8 +65,10 @@ TEST(Steady, WhoBelongsToAFlow)
                  {"link", "3->4", false}, {"link", "1->2", false}, {"network", "", false},
                  {"pair", "0+1", false},  {"column", "1", false}};
     for (const auto &[kind, thing, is_steady] : table) {
-        EXPECT_EQ(IsSteady(balance, {"x", 1000 * LOAD, kind, thing, "y", "1"}), is_steady)
+        EXPECT_EQ(IsSteady(balance, PublishedForm(), {"x", 1000 * LOAD, kind, thing, "y", "1"}),
+                  is_steady)
             << kind << ' ' << thing;
-        EXPECT_TRUE(IsSteady(balance, {"x", 1000 * LOAD + 1000, kind, thing, "y", "1"}));
+        EXPECT_TRUE(
+            IsSteady(balance, PublishedForm(), {"x", 1000 * LOAD + 1000, kind, thing, "y", "1"}));
     }
 }

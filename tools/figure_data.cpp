@@ -116,10 +116,11 @@ std::string ReadTree(const std::string &dir, DATA &data)
     if (!error.empty()) {
         return error;
     }
-    BALANCE balance = MakeBalance(*data.form);
-    AddRun(balance, values);
+    BALANCE balance = MakeBalance(data.form->experiment);
+    AddRun(balance, *data.form, values);
     for (size_t i = 0; i < values.size(); ++i) {
-        data.points.push_back({values[i], NAN, IsSteady(balance, Quantities(*data.form)[i])});
+        data.points.push_back(
+            {values[i], NAN, IsSteady(balance, *data.form, Quantities(*data.form)[i])});
     }
     data.is_quick |= IsCutShort(data);
     return "";

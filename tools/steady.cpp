@@ -67,16 +67,15 @@ static ENTRY StationEntry(const TREE_FORM &form, const QUANTITY &what)
     return is_gone ? ENTRY{flow, 0.0, -1.0} : ENTRY{std::nullopt, 0.0, 0.0};
 }
 
-BALANCE MakeBalance(const TREE_FORM &form)
+BALANCE MakeBalance(const SETTINGS &experiment)
 {
-    const auto loads = static_cast<size_t>(form.experiment.load_num);
-    const std::vector<double> zeros(DistinctFlows(form.experiment).size());
-    return {&form, std::vector(loads, zeros), std::vector(loads, zeros)};
+    const auto loads = static_cast<size_t>(experiment.load_num);
+    const std::vector<double> zeros(DistinctFlows(experiment).size());
+    return {std::vector(loads, zeros), std::vector(loads, zeros)};
 }
 
-void AddRun(BALANCE &balance, const std::vector<double> &values)
+void AddRun(BALANCE &balance, const TREE_FORM &form, const std::vector<double> &values)
 {
-    const TREE_FORM &form = *balance.form;
     for (size_t i = 0; i < values.size(); ++i) {
         const QUANTITY &what = Quantities(form)[i];
         const bool is_told = form.has_flows
@@ -125,9 +124,8 @@ static std::optional<size_t> FlowOf(const TREE_FORM &form, const QUANTITY &what)
     return std::nullopt;
 }
 
-bool IsSteady(const BALANCE &balance, const QUANTITY &what)
+bool IsSteady(const BALANCE &balance, const TREE_FORM &form, const QUANTITY &what)
 {
-    const TREE_FORM &form = *balance.form;
     const size_t load = LoadIndex(form.experiment, what.load_kbps);
     const auto of = FlowOf(form, what);
     if (of) {

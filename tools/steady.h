@@ -17,20 +17,20 @@
 // them neither left nor were dropped. By load, in the order of the experiment, and within it by
 // flow, in that of DistinctFlows.
 struct BALANCE {
-    const TREE_FORM *form;
     std::vector<std::vector<double>> arrived;
     std::vector<std::vector<double>> kept;
 };
 
-BALANCE MakeBalance(const TREE_FORM &form);
+// One of nothing yet.
+BALANCE MakeBalance(const SETTINGS &experiment);
 
-// Adds the packets of a run; `values` are its quantities.
-void AddRun(BALANCE &balance, const std::vector<double> &values);
+// Adds the packets of a run; `values` are its quantities, those of `form`.
+void AddRun(BALANCE &balance, const TREE_FORM &form, const std::vector<double> &values);
 
 // Whether a flow has a steady state at a load.
 bool IsFlowSteady(const BALANCE &balance, size_t load, size_t flow);
 
 // Whether what a quantity is of has one: a flow, a station of its pair or a link between the two if
 // the flow has, anything else if all flows have. Stations and links are told apart where the flows
-// are the five pairs.
-bool IsSteady(const BALANCE &balance, const QUANTITY &what);
+// of `form` are the five pairs.
+bool IsSteady(const BALANCE &balance, const TREE_FORM &form, const QUANTITY &what);

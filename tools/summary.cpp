@@ -31,7 +31,7 @@ static std::string SummaryText(const TREE_FORM &form, const std::vector<MOMENTS>
               NumberText(HalfWidth95(of))}) {
             csv.append(field).push_back(',');
         }
-        csv.append(IsSteady(balance, what) ? "yes\n" : "no\n");
+        csv.append(IsSteady(balance, form, what) ? "yes\n" : "no\n");
     }
     return csv;
 }
@@ -40,14 +40,14 @@ std::string WriteSummary(const TREE_FORM &form, const std::vector<std::string> &
                          const std::string &path)
 {
     std::vector<MOMENTS> moments(Quantities(form).size());
-    BALANCE balance = MakeBalance(form);
+    BALANCE balance = MakeBalance(form.experiment);
     std::vector<double> values;
     for (const std::string &dir : dirs) {
         std::string error = ReadQuantities(form, dir, values);
         if (!error.empty()) {
             return error;
         }
-        AddRun(balance, values);
+        AddRun(balance, form, values);
         for (size_t i = 0; i < values.size(); ++i) {
             AddValue(moments[i], values[i]);
         }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,8 @@ template <class WORK> static const char *Guarded(WORK work)
 {
     try {
         return work();
+    } catch (const std::bad_alloc &) {
+        return Refusal("memory is short: take fewer loads or trials, or run dcfsim-experiment");
     } catch (const std::exception &error) {
         return Refusal(error.what());
     }
@@ -124,7 +127,7 @@ const char *BeginRun(const char *out)
         FixSeed();
         g_run = {"dcfsim.html", out, WarningsOf(g_settings), "", "", 0};
         g_sums.assign(static_cast<size_t>(g_settings.load_num), {});
-        g_balance = MakeBalance(FormOf(g_settings, true));
+        g_balance = MakeBalance(g_settings);
         g_step = 0;
         g_on_progress = TellProgress;
         std::string refusal = PrepareExperiment(g_run);
