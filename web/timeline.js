@@ -52,6 +52,7 @@ class Timeline {
         this.asked = ''; // the part asked for last
         this.isHalted = false; // after a failure, until the user does something
         this.isMoved = false; // the simulator holds another part than the one shown
+        this.isTyped = false; // a tick stands in the field that is to be shown
         this.unselect();
         this.cursor = null;
         this.say(this.ticks > 0 ? EMPTY : '');
@@ -83,11 +84,12 @@ class Timeline {
         this.clear();
     }
 
-    // Shows what was looked at before the experiment was changed, or else the chosen load, as long as
-    // not more than the part `most` of a load point has to be run for that.
+    // Shows what was looked at before the experiment was changed, or else the chosen load, unless the
+    // user is about to show something, as long as not more than the part `most` of a load point has
+    // to be run for that.
     offer(most) {
         const { trial, index, from = this.begin, ticks } = this.last ?? this.chosen();
-        if (this.point === null && from / this.ticks <= most) {
+        if (this.point === null && !this.isTyped && from / this.ticks <= most) {
             this.open({ trial, index, from, ticks });
         }
     }
@@ -406,14 +408,16 @@ class Timeline {
     }
 
     listen() {
-        const { form, load, trial, stop, zoomIn, zoomOut, previous, next } = this.parts;
+        const { form, load, trial, from, stop, zoomIn, zoomOut, previous, next } = this.parts;
         form.addEventListener('submit', (event) => {
             event.preventDefault();
             if (this.ticks > 0) {
-                const from = Number(this.parts.from.value) || 0;
                 this.cursor = null;
-                this.open({ ...this.chosen(), from });
+                this.open({ ...this.chosen(), from: Number(from.value) || 0 });
             }
+        });
+        from.addEventListener('input', () => {
+            this.isTyped = true;
         });
         const rechoose = () => this.point && this.open({ ...this.chosen(), from: this.view.first });
         load.addEventListener('change', rechoose);
