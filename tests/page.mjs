@@ -246,6 +246,20 @@ async function saving(tab) {
 
 const hasPoints = (tab, n) => until(tab, (least) => window.dcfsim.points().length >= least, n);
 
+// A simulator has two gigabytes: a load point leaves its results, and nothing else.
+async function many(tab) {
+    const loads = Array.from({ length: 1000 }, (_, i) => 30 * i);
+    const settings = { seed: 3, trials: 4, ticks: 100, window: [10, 99] };
+    await openText(tab, JSON.stringify({ ...settings, loads_kbps: loads }));
+    const { manifest } = await runEnds(tab);
+    const hashes = await tab.page.evaluate((name) => {
+        const text = new TextDecoder().decode(window.dcfsim.files()[name]);
+        return JSON.parse(text).sha256;
+    }, 'manifest.json');
+    assert.deepEqual(hashes, manifest.sha256);
+    assert.equal((await get(tab, 'points')).length, loads.length);
+}
+
 // The published experiment is changed and stopped in the middle of its runs.
 async function changes(tab) {
     await choosePreset(tab, 'whole');
@@ -444,7 +458,7 @@ async function failing(tab) {
 }
 
 const CASES = [
-    ...[presets, stations, timeline, saving, changes, links],
+    ...[presets, stations, timeline, saving, many, changes, links],
     ...[files, panel, layout, pinning, failing],
 ];
 await support.runCases(process.argv.slice(2), CASES);

@@ -1,5 +1,4 @@
 // The page: one experiment, what it is changed to, and what is shown of the runs that follow.
-import { zipSync } from 'fflate';
 import { createCurves } from './curves.js';
 import { download, html } from './dom.js';
 import { Simulator } from './engine.js';
@@ -24,6 +23,7 @@ const encoder = new TextEncoder();
 const byId = (id) => document.getElementById(id);
 
 const reader = new Simulator(); // reads experiments; never busy for long
+const packer = new Simulator(); // writes zips, which may take a second
 const state = {
     experiment: null, // with all keys, a seed too
     network: null,
@@ -219,8 +219,16 @@ async function trace(work, request, text) {
     }
 }
 
-function saveResults() {
-    download(zipSync(runs.files, { level: 6 }), 'dcfsim-results.zip', 'application/zip');
+async function saveResults() {
+    byId('save-results').disabled = true;
+    try {
+        const { zip } = await packer.ask('pack', { files: runs.files });
+        packer.stop();
+        download(zip, 'dcfsim-results.zip', 'application/zip');
+    } catch (error) {
+        complain(error.message);
+    }
+    byId('save-results').disabled = runs.files === null;
 }
 
 // The click may be what ends the typing in a field: that change is part of what is saved.

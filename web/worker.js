@@ -1,5 +1,6 @@
 // A worker with a simulator in it. It is told one thing after the other and answers each; the main
 // thread ends it in the middle of its work where nobody waits for that any more.
+import { zipSync } from 'fflate';
 import createSimulator from 'simulator';
 
 const TRACE_SLICE = 2_000_000; // ticks between two reports of progress
@@ -179,7 +180,13 @@ const WORKS = {
     find,
     tell: ({ frame }) => ({ sentences: ask('TellFrame', frame) }),
     table: () => ({ text: call('TraceTable') }),
+    pack: ({ files }) => ({ zip: zipSync(files, { level: 6 }) }),
 };
+
+// What is handed over rather than copied: results may take hundreds of megabytes.
+function buffersOf({ files, zip }) {
+    return [...Object.values(files ?? {}), ...(zip ? [zip] : [])].map((bytes) => bytes.buffer);
+}
 
 async function start(wasm, tell) {
     simulator = await createSimulator({
@@ -202,7 +209,8 @@ self.addEventListener('message', async ({ data }) => {
         starting ??= start(data.wasm, tell);
         await starting;
         current = data.id;
-        self.postMessage({ id: data.id, answer: WORKS[data.work](data.request, tell) });
+        const answer = WORKS[data.work](data.request, tell);
+        self.postMessage({ id: data.id, answer }, buffersOf(answer));
     } catch (error) {
         const isBroken = !(error instanceof Refusal);
         const why = error.message ?? String(error);
