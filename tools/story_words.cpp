@@ -5,11 +5,6 @@
 #include "driver/constants.h"
 #include "driver/station_set.h"
 
-std::string Number(int64_t value)
-{
-    return std::to_string(value);
-}
-
 std::string AtTick(uint64_t tick)
 {
     return "At tick " + std::to_string(tick) + " ";
@@ -17,12 +12,12 @@ std::string AtTick(uint64_t tick)
 
 std::string Station(int station)
 {
-    return "station " + Number(station);
+    return "station " + std::to_string(station);
 }
 
 std::string Count(int64_t num, const char *what)
 {
-    return Number(num) + " " + what + (num == 1 ? "" : "s");
+    return std::to_string(num) + " " + what + (num == 1 ? "" : "s");
 }
 
 std::string Stations(uint32_t set)
@@ -31,7 +26,7 @@ std::string Stations(uint32_t set)
     uint32_t rest = set;
     for (const int station : STATION_SET{set}) {
         Put(rest, station, false);
-        text += Number(station);
+        text += std::to_string(station);
         text += rest == 0 ? "" : std::has_single_bit(rest) ? " and " : ", ";
     }
     return text;
@@ -39,7 +34,7 @@ std::string Stations(uint32_t set)
 
 std::string Packet(int32_t seq)
 {
-    return seq == EMPTY ? "a packet without a number" : "packet " + Number(seq);
+    return seq == EMPTY ? "a packet without a number" : "packet " + std::to_string(seq);
 }
 
 const char *Ending(uint32_t set)

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <string>
 
-std::string Number(int64_t value);
-
 // "At tick 34 ".
 std::string AtTick(uint64_t tick);
 

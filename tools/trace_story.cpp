@@ -116,8 +116,8 @@ static void TellBegin(STORY &story, const TRACE &trace, const FRAME &frame)
                        Station(frame.sender) + (frame.is_begun ? " begins " : " began ") +
                        FrameName(frame.type) + " to " + StationText(frame.receiver);
     if (frame.src != EMPTY) {
-        text += ": packet " + Number(frame.seq) + " of " + Number(frame.src) + " for " +
-                Number(frame.dst) + ", retry " + Number(frame.retry);
+        text += ": packet " + std::to_string(frame.seq) + " of " + std::to_string(frame.src) +
+                " for " + std::to_string(frame.dst) + ", retry " + std::to_string(frame.retry);
     }
     if (IsEnded(frame)) {
         text += "; it takes " + std::to_string(frame.end - frame.begin) + " us";
@@ -249,7 +249,7 @@ static bool IsNavOf(const TRACE &trace, size_t place, int station, uint64_t tick
     return frame.is_begun && frame.type != FRAME_ACK && IsLatestCopy(trace, place, station, tick);
 }
 
-// The end of an overlap leaves a CTS that came into it; it is taken when enough has been heard.
+// A CTS that comes into a spoiled reception may outlive the overlap, and is taken then.
 static const char *const LATE_NAV = ", though it is over: its copy was kept";
 
 static void TellNavs(STORY &story, const TRACE &trace, size_t place)
@@ -319,7 +319,7 @@ static std::string DrawText(const TRACE &trace, const TRACE_EVENT &event)
     const TRACE_EVENT *draw = EventAt(trace, event.tick, event.station, EVENT_BACKOFF);
     return draw == nullptr ? ""
                            : " and draws a backoff of " + Count(draw->value, "slot") + " (window " +
-                                 Number(draw->extra) + ")";
+                                 std::to_string(draw->extra) + ")";
 }
 
 static std::string TimeoutText(const TRACE &trace, const TRACE_EVENT &event)
@@ -417,8 +417,8 @@ static void TellAnswer(STORY &story, const TRACE &trace, size_t place)
     const FRAME &frame = trace.frames[place];
     const FRAME *answer = AnswerOf(trace, place);
     if (IsRefused(trace, place)) {
-        Say(story, AtTick(frame.end) + Station(frame.receiver) + " refuses packet " +
-                       Number(frame.seq) + ", as its queue is full");
+        Say(story, AtTick(frame.end) + Station(frame.receiver) + " refuses " + Packet(frame.seq) +
+                       ", as its queue is full");
     }
     if (answer != nullptr) {
         const bool is_astray = answer->receiver != frame.sender;

@@ -79,7 +79,7 @@ template <class WORK> static const char *Guarded(WORK work)
     try {
         return work();
     } catch (const std::bad_alloc &) {
-        return Refusal("memory is short: take fewer loads or trials, or run dcfsim-experiment");
+        return Refusal("memory is short: take a smaller experiment, or run dcfsim-experiment");
     } catch (const std::exception &error) {
         return Refusal(error.what());
     }
